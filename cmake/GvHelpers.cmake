@@ -1,0 +1,22 @@
+# gv_add_test(NAME name SOURCES a.cpp ... LIBS lib ... [GUI])
+# One executable per unit, registered with CTest. GUI tests run on the
+# offscreen platform so that they need no display.
+function(gv_add_test)
+  cmake_parse_arguments(T "GUI" "NAME" "SOURCES;LIBS" ${ARGN})
+  add_executable(${T_NAME} ${T_SOURCES})
+  target_link_libraries(${T_NAME} PRIVATE ${T_LIBS} GTest::gtest Qt5::Test)
+  add_test(NAME ${T_NAME} COMMAND ${T_NAME} WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR})
+  set(env "GLOG_logtostderr=0;GLOG_minloglevel=0")
+  if(T_GUI)
+    list(APPEND env "QT_QPA_PLATFORM=offscreen")
+  endif()
+  set_tests_properties(${T_NAME} PROPERTIES ENVIRONMENT "${env}" TIMEOUT 600)
+endfunction()
+
+# gv_add_bench(NAME name SOURCES a.cpp ... LIBS lib ...)
+function(gv_add_bench)
+  cmake_parse_arguments(B "" "NAME" "SOURCES;LIBS" ${ARGN})
+  add_executable(${B_NAME} ${B_SOURCES})
+  target_link_libraries(${B_NAME} PRIVATE ${B_LIBS} benchmark::benchmark)
+  set_property(GLOBAL APPEND PROPERTY GV_BENCHMARKS ${B_NAME})
+endfunction()
