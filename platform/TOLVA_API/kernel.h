@@ -1,0 +1,223 @@
+#pragma once
+// The kernel's in-memory job database. Internal to the library.
+//
+// A job owns the layer matrix (one LayerDef per row: the row, the layer's
+// symbol table) and a table of attribute sets shared by all its features.
+// Each step owns a profile, and one LayerData per matrix row holding the
+// features of that layer in that step. Features are compact fixed-size
+// records (see Feature); surfaces keep their vertices in a per-layer pool and
+// texts their strings in a per-layer side table. Everything a caller sees
+// (featureInfo, record strings) is built from these on demand.
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "TOLVA_API.h"
+#include "spatial_index.h"
+
+namespace TOLVA {
+namespace KERNEL {
+
+using API::KernelText;
+
+// Coordinates and sizes are kept within this bound (nanometres, i.e. one
+// metre) so that every extent including a symbol fits in 32 bits.
+constexpr double kMaxCoordinate = 1.0e9;
+constexpr double kMaxSymbolSize = 1.0e8;  // 100 mm
+
+[[noreturn]] void fail(const std::string& message);
+
+// ---- symbols --------------------------------------------------------------
+enum class SymbolShape : uint8_t { Round, Square, Rect, Oval, Donut };
+
+struct Symbol {
+    std::string name;
+    SymbolShape shape = SymbolShape::Round;
+    double width = 0;   // nm: diameter, side, width, outer diameter
+    double height = 0;  // nm: equal to width except for rect and oval
+    double inner = 0;   // nm: donut inner diameter
+};
+
+// Parses a symbol name ("r250", "s100", "rect200x100", "oval300x150",
+// "donut_r500x300", sizes in micrometres); throws a text when it is not one.
+Symbol parseSymbol(const std::string& name);
+
+// ---- features ---------------------------------------------------------------
+enum FeatureFlag : uint8_t {
+    kPositive = 1,
+    kSelected = 2,
+    kClockwise = 4,
+    kMirror = 8,
+    kInOverlay = 16,  // the spatial index's base tree holds a stale box for it
+};
+
+// One feature, 40 bytes. Meaning of the coordinates by type:
+//   line:    (x1,y1)-(x2,y2)
+//   pad:     (x1,y1) centre
+//   arc:     (x1,y1) start, (x2,y2) end, (xc,yc) centre
+//   surface: (x1,y1) first vertex, box (x2,y2,xc,yc)
+//   text:    (x1,y1) anchor, box (x2,y2,xc,yc)
+// ref is the symbol index (line, pad, arc), or the index in the layer's
+// surface or text table. extra holds the dcode (line, arc, surface) or the
+// pad's scale as float bits.
+struct Feature {
+    int32_t x1 = 0, y1 = 0, x2 = 0, y2 = 0, xc = 0, yc = 0;
+    uint32_t attrs = 0;
+    uint32_t ref = 0;
+    int32_t extra = 0;
+    int16_t angle = 0;
+    uint8_t type = 0;
+    uint8_t flags = kPositive;
+
+    bool positive() const { return flags & kPositive; }
+    bool selected() const { return flags & kSelected; }
+    float scale() const {
+        float s;
+        std::memcpy(&s, &extra, sizeof s);
+        return s;
+    }
+    void setScale(float s) { std::memcpy(&extra, &s, sizeof s); }
+};
+static_assert(sizeof(Feature) == 40, "the feature record must stay compact");
+
+struct SurfaceGeom {
+    uint32_t firstVertex = 0;
+    uint32_t firstContour = 0;
+    uint32_t contourCount = 0;
+};
+
+struct TextGeom {
+    std::string text;
+    std::string font;
+    double xsize = 0, ysize = 0, widthFactor = 1, scale = 1;
+};
+
+struct Note {
+    double x = 0, y = 0;
+    std::string text;
+};
+
+// The features of one layer in one step.
+struct LayerData {
+    std::vector<Feature> features;
+    std::vector<API::point> vertices;     // surface vertex pool
+    std::vector<uint32_t> contourSizes;   // vertex count of each contour
+    std::vector<SurfaceGeom> surfaces;
+    std::vector<TextGeom> texts;
+    std::vector<Note> notes;
+    SpatialIndex index;
+};
+
+struct LayerDef {
+    API::matrix_info row;
+    std::vector<Symbol> symbols;
+    std::map<std::string, int> symbolIndex;
+};
+
+struct Step {
+    std::string name;
+    std::vector<API::lPoint> profile;
+    std::vector<LayerData> layers;  // parallel to Job::layers
+};
+
+// Attribute sets are interned per job: features hold an index, 0 = none.
+struct AttrTable {
+    std::vector<API::attr_map> sets{API::attr_map{}};
+    std::map<API::attr_map, uint32_t> lookup{{API::attr_map{}, 0u}};
+    uint32_t intern(const API::attr_map& attrs);
+};
+
+// ---- undo -----------------------------------------------------------------
+struct LayerSizes {
+    size_t step = 0, layer = 0;
+    size_t features = 0, vertices = 0, contours = 0, surfaces = 0, texts = 0;
+};
+struct MovedFeatures {
+    size_t step = 0, layer = 0;
+    std::vector<uint32_t> ids;
+};
+struct UndoRecord {
+    enum Kind { Appended, Moved, LayerCreated, MatrixChanged } kind = Appended;
+    std::vector<LayerSizes> appended;      // Appended: sizes before the edit
+    std::vector<MovedFeatures> moved;      // Moved: by (dx, dy)
+    int32_t dx = 0, dy = 0;
+    size_t layerPosition = 0;              // LayerCreated
+    API::matrix_info oldRow;               // MatrixChanged
+};
+constexpr size_t kUndoDepth = 64;
+
+struct Job {
+    std::string name;
+    std::vector<LayerDef> layers;
+    std::vector<Step> steps;
+    AttrTable attrs;
+    std::vector<UndoRecord> undo;
+    std::string directory;    // where it was last loaded from or saved to
+    std::string journalPath;  // explicit journal file, empty for the default
+};
+
+// ---- global state -----------------------------------------------------------
+struct ViewBox {
+    double xmin = 0, ymin = 0, xmax = 0, ymax = 0;  // nanometres
+};
+
+struct KernelState {
+    std::recursive_mutex mutex;
+    std::map<std::string, std::unique_ptr<Job>> jobs;
+    std::vector<uint32_t> canvas;
+    int width = 0, height = 0;
+    bool boxSet = false;
+    ViewBox box;
+    API::select_param selectParam;
+    bool saveFlag = false;
+    bool replaying = false;
+    std::string lastJournalJob;
+};
+
+KernelState& state();
+
+// Every public entry point takes this lock first.
+#define KERNEL_LOCK std::lock_guard<std::recursive_mutex> kernelLock_(::TOLVA::KERNEL::state().mutex)
+
+// Lookups that throw a text naming what is missing.
+Job& findJob(const std::string& job);
+size_t findStepIndex(const Job& job, const std::string& step);
+size_t findLayerIndex(const Job& job, const std::string& layer);
+Step& findStep(Job& job, const std::string& step);
+// Index of a layer name or -1.
+long layerPosition(const Job& job, const std::string& layer);
+
+// A validated coordinate in board units, rounded to the nearest nanometre.
+int32_t toCoordinate(double v, const char* what);
+void checkFinite(double v, const char* what);
+
+// Feature geometry helpers (geometry.cpp).
+struct LayerContext {
+    const LayerDef& def;
+    const LayerData& data;
+};
+struct IBox {
+    int32_t xmin, ymin, xmax, ymax;
+};
+IBox featureBox(const LayerContext& ctx, const Feature& f);
+// Half the stroke width of a line or arc symbol, and whether its ends are
+// square (s and rect symbols).
+double strokeRadius(const Symbol& s);
+bool squareEnds(const Symbol& s);
+
+// Builds the public record of a feature (records.cpp).
+API::featureInfo makeInfo(const Job& job, const LayerDef& def, const LayerData& data,
+                          uint32_t index);
+std::string featureRecord(const LayerData& data, const Feature& f);
+
+// Rebuilds or refreshes the layer's spatial index before a query.
+void ensureIndex(const LayerDef& def, LayerData& data);
+
+}  // namespace KERNEL
+}  // namespace TOLVA

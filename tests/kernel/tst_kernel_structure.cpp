@@ -1,0 +1,78 @@
+// Jobs, steps, the layer matrix, profiles and the canvas.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "TOLVA_Job.h"
+
+using namespace TOLVA;
+
+namespace {
+
+class Structure : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (JOB::job_exists("j")) JOB::delete_job("j");
+        JOB::create_job("j");
+        JOB::create_step("j", "pcb");
+        JOB::add_layer("j", "top", "board", "signal", "positive");
+        JOB::add_layer("j", "drl", "board", "drill", "positive");
+        JOB::add_layer("j", "rt", "board", "rout", "positive");
+        JOB::add_layer("j", "g", "misc", "gds", "positive");
+    }
+};
+
+TEST_F(Structure, GraphicsListStepsAndLayerKinds) {
+    auto g = API::get_graphics("j");
+    ASSERT_EQ(g.size(), 5u);
+    std::vector<std::pair<std::string, std::string>> expected = {
+        {"step", "pcb"}, {"layer", "top"}, {"layer", "drl"}, {"rout", "rt"}, {"GDS", "g"}};
+    for (size_t i = 0; i < expected.size(); ++i) {
+        EXPECT_EQ(g[i].kind, expected[i].first) << i;
+        EXPECT_EQ(g[i].name, expected[i].second) << i;
+    }
+}
+
+TEST_F(Structure, ProfileBoxIsTheOutlineExtent) {
+    EXPECT_FALSE(API::has_profile("j", "pcb"));
+    JOB::set_profile("j", "pcb", {{-10, 5}, {300, 5}, {300, 207.5}, {-10, 207.5}});
+    EXPECT_TRUE(API::has_profile("j", "pcb"));
+    API::reply_box b = API::profile_box("j", "pcb");
+    EXPECT_EQ(b, (API::reply_box{-10, 5, 300, 208}));
+}
+
+TEST_F(Structure, UnknownNamesThrowText) {
+    EXPECT_THROW(API::profile_box("nojob", "pcb"), API::KernelText);
+    EXPECT_THROW(API::profile_box("j", "nostep"), API::KernelText);
+    EXPECT_THROW(JOB::add_layer("j", "top", "board", "signal", "positive"), API::KernelText);
+    EXPECT_THROW(JOB::add_layer("j", "x", "boardx", "signal", "positive"), API::KernelText);
+    EXPECT_THROW(JOB::create_step("j", "pcb"), API::KernelText);
+    EXPECT_EQ(API::get_matrix("j").size(), 4u);
+}
+
+TEST(Canvas, SizesAndClearing) {
+    struct Case { int w, h, ew, eh; };
+    const Case cases[] = {{4, 3, 4, 3}, {0, 0, 0, 0}, {-5, 7, 0, 0}, {1, 1, 1, 1}};
+    for (const Case& c : cases) {
+        API::init_canvas(c.w, c.h);
+        int w = -1, h = -1;
+        unsigned char* p = API::canvas(w, h);
+        EXPECT_EQ(w, c.ew);
+        EXPECT_EQ(h, c.eh);
+        if (w * h == 0) continue;
+        ASSERT_NE(p, nullptr);
+        p[0] = 7;
+        p[w * h * 4 - 1] = 9;
+        API::clear_canvas();
+        EXPECT_EQ(p[0], 0);
+        EXPECT_EQ(p[w * h * 4 - 1], 0);
+    }
+}
+
+TEST(Canvas, ViewBoxRejectsEmptyAndNaN) {
+    EXPECT_THROW(API::zoom_to_box(0, 0, 0, 10), API::KernelText);
+    EXPECT_THROW(API::zoom_to_box(0, 0, std::nan(""), 10), API::KernelText);
+    EXPECT_NO_THROW(API::zoom_to_box(0, 0, 10, 10));
+}
+
+}  // namespace
