@@ -11,40 +11,6 @@ void draw_gds(const str&, const str&, const str&, int, int, int, int) { NYI; }
 void draw_highlighted_selected_features(const str&, const str&, const str&) { NYI; }
 void draw_profile(const str&, const str&, int, int, int, int) { NYI; }
 void draw_layer_notes(const str&, const str&, const str&) { NYI; }
-void change_matrix(const str&, const matrix_info&) { NYI; }
-bool create_new_layer(const str&, const str&, const str&, int) { NYI; }
-void create_new_symbol(const str&, const str&, const str&, const str&, int&) { NYI; }
-str GreateLineString(double, double, double, double, int, int, int) { NYI; }
-str GreatePadString(double, double, int, int, int, int, double) { NYI; }
-str GreateArcString(double, double, double, double, double, double, int, int, int, bool) { NYI; }
-str GreateSurfaceString(const std::vector<lPoint>&, int, int, bool) { NYI; }
-str GreateTextString(double, double, const str&, int, int, double, double, double, const str&, int,
-                     double) { NYI; }
-void AddFeature(const str&, const str&, const str_list&, const std::map<str, str>&, const attr_map&,
-                bool) { NYI; }
-void AddFeatures(const str&, const str&, const str_list&, const std::map<str, str_list>&,
-                 const std::vector<attr_map>&) { NYI; }
-void copy_features_in_samelayer(const str&, const str&, const str_list&, int, int) { NYI; }
-void move_same_layer(const str&, const str&, const str_list&, int, int) { NYI; }
-void multi_copy_features_in_samelayer(const str&, const str&, const str_list&,
-                                      const std::vector<point>&) { NYI; }
-void move_specified_features(const str&, const str&, const str_list&,
-                             const std::map<str, std::vector<featureInfo>>&, int, int) { NYI; }
-void copy_specified_features(const str&, const str&, const str_list&,
-                             const std::map<str, std::vector<featureInfo>>&, int, int) { NYI; }
-bool undo_last_edit(const str&) { NYI; }
-select_report select_features(const str&, const str&, const str&, const std::vector<point>&,
-                              const select_filter&, int, int) { NYI; }
-int select_features(const str&, const str&, const str&) { NYI; }
-void select_feature_by_id(const str&, const str&, const str&, int) { NYI; }
-void clear_selected_features(const str&, const str&, const str&) { NYI; }
-void unselect_feature_by_info(const str&, const str&, const str&, const featureInfo&) { NYI; }
-void unselect_features(const str&, const str&, const str&) { NYI; }
-void get_selected_feature_info(const str&, const str&, const str&, std::vector<featureInfo>&) { NYI; }
-bool is_selected(const str&, const str&, const str&) { NYI; }
-bool get_featureinfo_by_index(const str&, const str&, const str&, int, featureInfo&) { NYI; }
-select_param get_select_param() { NYI; }
-void set_select_param(const select_param&) { NYI; }
 }  // namespace API
 
 namespace DB {

@@ -1,0 +1,348 @@
+// Symbols, storing features, copies, moves, layer edits and undo. Every edit
+// checks all of its input before it changes anything, so a call that throws
+// leaves the job as it was.
+#include <algorithm>
+#include <set>
+
+#include "geometry.h"
+#include "kernel.h"
+#include "records.h"
+
+namespace TOLVA {
+namespace KERNEL {
+
+void insertLayer(Job& job, const API::matrix_info& row, size_t position);
+void removeLayer(Job& job, size_t position);
+void validateRow(const API::matrix_info& row);
+
+namespace {
+
+// Layer indices of a name list, in order, each once.
+std::vector<size_t> resolveLayers(const Job& job, const API::str_list& layers) {
+    std::vector<size_t> out;
+    for (const std::string& name : layers) {
+        size_t l = findLayerIndex(job, name);
+        if (std::find(out.begin(), out.end(), l) == out.end()) out.push_back(l);
+    }
+    return out;
+}
+
+void pushUndo(Job& job, UndoRecord&& record) {
+    if (job.undo.size() >= kUndoDepth) job.undo.erase(job.undo.begin());
+    job.undo.push_back(std::move(record));
+}
+
+LayerSizes sizesOf(size_t step, size_t layer, const LayerData& d) {
+    return {step,
+            layer,
+            d.features.size(),
+            d.vertices.size(),
+            d.contourSizes.size(),
+            d.surfaces.size(),
+            d.texts.size()};
+}
+
+std::vector<uint32_t> selectedIds(const LayerData& d) {
+    std::vector<uint32_t> ids;
+    for (uint32_t i = 0; i < d.features.size(); ++i)
+        if (d.features[i].selected()) ids.push_back(i);
+    return ids;
+}
+
+void checkMoves(const Job& job, const LayerData& d, size_t layer,
+                const std::vector<uint32_t>& ids, int32_t dx, int32_t dy) {
+    for (uint32_t id : ids)
+        if (!canMove(d.features[id], dx, dy))
+            fail("moving feature " + std::to_string(id) + " of layer '" + job.layers[layer].row.name +
+                 "' by (" + std::to_string(dx) + ", " + std::to_string(dy) +
+                 ") leaves the +-1e9 nm range");
+}
+
+// The features of `infos` found in the layer: each must still be the feature
+// at its index, with the same record.
+std::vector<uint32_t> specifiedIds(const Job& job, size_t layer, const LayerData& d,
+                                   const std::vector<API::featureInfo>& infos) {
+    std::vector<uint32_t> ids;
+    const std::string& name = job.layers[layer].row.name;
+    for (const API::featureInfo& info : infos) {
+        if (info.index < 0 || static_cast<size_t>(info.index) >= d.features.size())
+            fail("layer '" + name + "' has no feature " + std::to_string(info.index));
+        uint32_t id = static_cast<uint32_t>(info.index);
+        if (featureRecord(d, d.features[id]) != info.record)
+            fail("feature " + std::to_string(id) + " of layer '" + name +
+                 "' is not the one described (" + info.record + ")");
+        ids.push_back(id);
+    }
+    std::sort(ids.begin(), ids.end());
+    ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+    return ids;
+}
+
+void applyMove(Job& job, size_t step, size_t layer, const std::vector<uint32_t>& ids, int32_t dx,
+               int32_t dy) {
+    LayerData& d = job.steps[step].layers[layer];
+    for (uint32_t id : ids) {
+        translate(d.features[id], dx, dy);
+        d.index.markChanged(d.features, id);
+    }
+}
+
+// Appends copies of `ids` for each offset; returns the undo entry.
+LayerSizes applyCopies(Job& job, size_t step, size_t layer, const std::vector<uint32_t>& ids,
+                       const std::vector<API::point>& offsets) {
+    LayerData& d = job.steps[step].layers[layer];
+    LayerSizes before = sizesOf(step, layer, d);
+    d.features.reserve(d.features.size() + ids.size() * offsets.size());
+    for (const API::point& o : offsets)
+        for (uint32_t id : ids) d.index.markChanged(d.features, appendCopy(d, id, o.x, o.y));
+    return before;
+}
+
+void moveLayers(Job& job, size_t step, const std::vector<std::pair<size_t, std::vector<uint32_t>>>& sets,
+                int32_t dx, int32_t dy) {
+    for (auto& s : sets) checkMoves(job, job.steps[step].layers[s.first], s.first, s.second, dx, dy);
+    UndoRecord u;
+    u.kind = UndoRecord::Moved;
+    u.dx = dx;
+    u.dy = dy;
+    for (auto& s : sets) {
+        if (s.second.empty()) continue;
+        applyMove(job, step, s.first, s.second, dx, dy);
+        u.moved.push_back({step, s.first, s.second});
+    }
+    if (!u.moved.empty()) pushUndo(job, std::move(u));
+}
+
+void copyLayers(Job& job, size_t step, const std::vector<std::pair<size_t, std::vector<uint32_t>>>& sets,
+                const std::vector<API::point>& offsets) {
+    for (const API::point& o : offsets)
+        for (auto& s : sets) checkMoves(job, job.steps[step].layers[s.first], s.first, s.second, o.x, o.y);
+    for (auto& s : sets) {
+        size_t total = job.steps[step].layers[s.first].features.size() + s.second.size() * offsets.size();
+        if (total > 0x7fffffffu) fail("layer '" + job.layers[s.first].row.name + "' would hold too many features");
+    }
+    UndoRecord u;
+    u.kind = UndoRecord::Appended;
+    for (auto& s : sets) {
+        if (s.second.empty() || offsets.empty()) continue;
+        u.appended.push_back(applyCopies(job, step, s.first, s.second, offsets));
+    }
+    if (!u.appended.empty()) pushUndo(job, std::move(u));
+}
+
+std::vector<std::pair<size_t, std::vector<uint32_t>>> selectedSets(Job& job, size_t step,
+                                                                   const API::str_list& layers) {
+    std::vector<std::pair<size_t, std::vector<uint32_t>>> sets;
+    for (size_t l : resolveLayers(job, layers)) sets.emplace_back(l, selectedIds(job.steps[step].layers[l]));
+    return sets;
+}
+
+std::vector<std::pair<size_t, std::vector<uint32_t>>> specifiedSets(
+    Job& job, size_t step, const API::str_list& layers,
+    const std::map<std::string, std::vector<API::featureInfo>>& features) {
+    std::vector<std::pair<size_t, std::vector<uint32_t>>> sets;
+    for (size_t l : resolveLayers(job, layers)) {
+        auto it = features.find(job.layers[l].row.name);
+        if (it == features.end()) continue;
+        sets.emplace_back(l, specifiedIds(job, l, job.steps[step].layers[l], it->second));
+    }
+    return sets;
+}
+
+struct PendingLayer {
+    size_t layer;
+    std::vector<ParsedFeature> features;
+    std::vector<const API::attr_map*> attrs;
+};
+
+void storeFeatures(Job& job, size_t step, std::vector<PendingLayer>& pending, bool selectNew) {
+    UndoRecord u;
+    u.kind = UndoRecord::Appended;
+    for (PendingLayer& p : pending) {
+        LayerData& d = job.steps[step].layers[p.layer];
+        u.appended.push_back(sizesOf(step, p.layer, d));
+        for (size_t i = 0; i < p.features.size(); ++i) {
+            uint32_t attrs = p.attrs[i] ? job.attrs.intern(*p.attrs[i]) : 0;
+            uint32_t id = appendFeature(d, p.features[i], attrs);
+            if (selectNew) d.features[id].flags |= kSelected;
+            d.index.markChanged(d.features, id);
+        }
+    }
+    pushUndo(job, std::move(u));
+}
+
+}  // namespace
+}  // namespace KERNEL
+
+namespace API {
+
+using namespace KERNEL;
+
+void create_new_symbol(const str& job, const str& step, const str& layer, const str& symbol,
+                       int& index) {
+    KERNEL_LOCK;
+    Job& j = findJob(job);
+    findStepIndex(j, step);
+    LayerDef& def = j.layers[findLayerIndex(j, layer)];
+    auto it = def.symbolIndex.find(symbol);
+    if (it != def.symbolIndex.end()) {
+        index = it->second;
+        return;
+    }
+    Symbol s = parseSymbol(symbol);
+    index = static_cast<int>(def.symbols.size());
+    def.symbols.push_back(std::move(s));
+    def.symbolIndex.emplace(symbol, index);
+}
+
+void AddFeature(const str& job, const str& step, const str_list& layers,
+                const std::map<str, str>& strings, const attr_map& attributes, bool select_new) {
+    KERNEL_LOCK;
+    Job& j = findJob(job);
+    size_t s = findStepIndex(j, step);
+    std::vector<PendingLayer> pending;
+    for (size_t l : resolveLayers(j, layers)) {
+        const std::string& name = j.layers[l].row.name;
+        auto it = strings.find(name);
+        if (it == strings.end()) fail("no feature string given for layer '" + name + "'");
+        PendingLayer p{l, {parseRecord(it->second)}, {&attributes}};
+        checkSymbol(j.layers[l], p.features[0], name);
+        pending.push_back(std::move(p));
+    }
+    storeFeatures(j, s, pending, select_new);
+}
+
+void AddFeatures(const str& job, const str& step, const str_list& layers,
+                 const std::map<str, str_list>& strings, const std::vector<attr_map>& attributes) {
+    KERNEL_LOCK;
+    Job& j = findJob(job);
+    size_t s = findStepIndex(j, step);
+    std::vector<PendingLayer> pending;
+    for (size_t l : resolveLayers(j, layers)) {
+        const std::string& name = j.layers[l].row.name;
+        auto it = strings.find(name);
+        if (it == strings.end()) fail("no feature strings given for layer '" + name + "'");
+        PendingLayer p{l, {}, {}};
+        for (size_t i = 0; i < it->second.size(); ++i) {
+            p.features.push_back(parseRecord(it->second[i]));
+            checkSymbol(j.layers[l], p.features.back(), name);
+            p.attrs.push_back(i < attributes.size() ? &attributes[i] : nullptr);
+        }
+        pending.push_back(std::move(p));
+    }
+    storeFeatures(j, s, pending, false);
+}
+
+void copy_features_in_samelayer(const str& job, const str& step, const str_list& layers, int dx,
+                                int dy) {
+    KERNEL_LOCK;
+    Job& j = findJob(job);
+    size_t s = findStepIndex(j, step);
+    copyLayers(j, s, selectedSets(j, s, layers), {point{dx, dy}});
+}
+
+void move_same_layer(const str& job, const str& step, const str_list& layers, int dx, int dy) {
+    KERNEL_LOCK;
+    Job& j = findJob(job);
+    size_t s = findStepIndex(j, step);
+    moveLayers(j, s, selectedSets(j, s, layers), dx, dy);
+}
+
+void multi_copy_features_in_samelayer(const str& job, const str& step, const str_list& layers,
+                                      const std::vector<point>& offsets) {
+    KERNEL_LOCK;
+    Job& j = findJob(job);
+    size_t s = findStepIndex(j, step);
+    copyLayers(j, s, selectedSets(j, s, layers), offsets);
+}
+
+void move_specified_features(const str& job, const str& step, const str_list& layers,
+                             const std::map<str, std::vector<featureInfo>>& features, int dx,
+                             int dy) {
+    KERNEL_LOCK;
+    Job& j = findJob(job);
+    size_t s = findStepIndex(j, step);
+    moveLayers(j, s, specifiedSets(j, s, layers, features), dx, dy);
+}
+
+void copy_specified_features(const str& job, const str& step, const str_list& layers,
+                             const std::map<str, std::vector<featureInfo>>& features, int dx,
+                             int dy) {
+    KERNEL_LOCK;
+    Job& j = findJob(job);
+    size_t s = findStepIndex(j, step);
+    copyLayers(j, s, specifiedSets(j, s, layers, features), {point{dx, dy}});
+}
+
+bool undo_last_edit(const str& job) {
+    KERNEL_LOCK;
+    Job& j = findJob(job);
+    if (j.undo.empty()) return false;
+    UndoRecord u = std::move(j.undo.back());
+    j.undo.pop_back();
+    switch (u.kind) {
+    case UndoRecord::Appended:
+        for (const LayerSizes& a : u.appended) {
+            LayerData& d = j.steps[a.step].layers[a.layer];
+            d.features.resize(a.features);
+            d.vertices.resize(a.vertices);
+            d.contourSizes.resize(a.contours);
+            d.surfaces.resize(a.surfaces);
+            d.texts.resize(a.texts);
+            d.index.invalidate();
+        }
+        break;
+    case UndoRecord::Moved:
+        for (const MovedFeatures& m : u.moved) applyMove(j, m.step, m.layer, m.ids, -u.dx, -u.dy);
+        break;
+    case UndoRecord::LayerCreated:
+        removeLayer(j, u.layerPosition);
+        break;
+    case UndoRecord::MatrixChanged: {
+        matrix_info& row = j.layers[static_cast<size_t>(u.oldRow.row - 1)].row;
+        row = u.oldRow;
+        break;
+    }
+    }
+    return true;
+}
+
+bool create_new_layer(const str& job, const str& step, const str& layer, int position) {
+    KERNEL_LOCK;
+    Job& j = findJob(job);
+    findStepIndex(j, step);
+    if (layerPosition(j, layer) >= 0) return false;
+    matrix_info row;
+    row.name = layer;
+    row.context = "misc";
+    row.type = "document";
+    row.polarity = "positive";
+    validateRow(row);
+    size_t at = position < 0 || static_cast<size_t>(position) > j.layers.size()
+                    ? j.layers.size()
+                    : static_cast<size_t>(position);
+    insertLayer(j, row, at);
+    UndoRecord u;
+    u.kind = UndoRecord::LayerCreated;
+    u.layerPosition = at;
+    pushUndo(j, std::move(u));
+    return true;
+}
+
+void change_matrix(const str& job, const matrix_info& row) {
+    KERNEL_LOCK;
+    Job& j = findJob(job);
+    if (row.row < 1 || static_cast<size_t>(row.row) > j.layers.size())
+        fail("job '" + job + "' has no matrix row " + std::to_string(row.row));
+    validateRow(row);
+    long other = layerPosition(j, row.name);
+    if (other >= 0 && other != row.row - 1) fail("layer '" + row.name + "' exists already");
+    UndoRecord u;
+    u.kind = UndoRecord::MatrixChanged;
+    u.oldRow = j.layers[static_cast<size_t>(row.row - 1)].row;
+    j.layers[static_cast<size_t>(row.row - 1)].row = row;
+    pushUndo(j, std::move(u));
+}
+
+}  // namespace API
+}  // namespace TOLVA
