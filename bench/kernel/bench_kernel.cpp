@@ -1,17 +1,74 @@
-// Kernel benchmarks.
+// Kernel benchmarks on a generated board of 1,000,000 features over 10 layers
+// (6 signal layers of 100,000 features each), canvas 1920 x 1080.
 #include <benchmark/benchmark.h>
 
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <vector>
 
 #include "TOLVA_Job.h"
 
 namespace {
+
+using namespace TOLVA;
+
 constexpr int kWidth = 1920;
 constexpr int kHeight = 1080;
+constexpr long kFeatures = 1000000;
+const char* const kJob = "bench";
+const char* const kStep = "pcb";
+const char* const kLayer = "top";  // 100,000 features
+
+long residentBytes() {
+    long pages = 0, resident = 0;
+    FILE* f = std::fopen("/proc/self/statm", "r");
+    if (!f) return 0;
+    if (std::fscanf(f, "%ld %ld", &pages, &resident) != 2) resident = 0;
+    std::fclose(f);
+    return resident * sysconf(_SC_PAGESIZE);
+}
+
+struct Board {
+    double bytesPerFeature = 0;
+    API::reply_box profile;
+};
+
+// The board is generated once for all benchmarks. Its memory is measured
+// after every layer's spatial index has been built.
+const Board& board() {
+    static Board b = [] {
+        Board out;
+        long before = residentBytes();
+        JOB::generate_params p;
+        p.signal_layers = 6;
+        p.features = kFeatures;
+        JOB::generate_job(kJob, kStep, p);
+        for (const API::matrix_info& row : API::get_matrix(kJob)) API::layer_box(kJob, kStep, row.name);
+        out.bytesPerFeature = double(residentBytes() - before) / kFeatures;
+        out.profile = API::profile_box(kJob, kStep);
+        API::init_canvas(kWidth, kHeight);
+        return out;
+    }();
+    return b;
+}
+
+// Zooms to a box of `fraction` of the board's width and height around its
+// centre, widened to the canvas's aspect ratio (as the view does).
+void zoomTo(double fraction) {
+    const API::reply_box& p = board().profile;
+    double cx = 0.5 * (p.xmin + p.xmax), cy = 0.5 * (p.ymin + p.ymax);
+    double w = (p.xmax - p.xmin) * fraction, h = (p.ymax - p.ymin) * fraction;
+    double s = std::max(w / kWidth, h / kHeight);  // nm per pixel
+    w = s * kWidth;
+    h = s * kHeight;
+    API::zoom_to_box((cx - w / 2) * 0.001, (cy - h / 2) * 0.001, (cx + w / 2) * 0.001, (cy + h / 2) * 0.001);
+}
 
 void BM_CanvasMemcpy(benchmark::State& st) {
-    std::vector<unsigned char> a(kWidth * kHeight * 4, 1), b(kWidth * kHeight * 4);
+    std::vector<unsigned char> a(size_t(kWidth) * kHeight * 4, 1), b(a.size());
     for (auto _ : st) {
         std::memcpy(b.data(), a.data(), a.size());
         benchmark::DoNotOptimize(b.data());
@@ -19,6 +76,83 @@ void BM_CanvasMemcpy(benchmark::State& st) {
     }
 }
 BENCHMARK(BM_CanvasMemcpy)->Unit(benchmark::kMillisecond);
+
+void BM_DrawLayerWholeBoard(benchmark::State& st) {
+    const Board& b = board();
+    zoomTo(1.0);
+    API::clear_canvas();
+    for (auto _ : st) API::draw_layer(kJob, kStep, kLayer, 255, 0, 0, 255);
+    st.counters["bytes_per_feature"] = b.bytesPerFeature;
+    st.counters["features"] = JOB::feature_count(kJob, kStep, kLayer);
+}
+BENCHMARK(BM_DrawLayerWholeBoard)->Unit(benchmark::kMillisecond);
+
+void BM_DrawLayerZoomed(benchmark::State& st) {
+    board();
+    zoomTo(0.1);  // a tenth of each side: 1% of the board
+    API::clear_canvas();
+    for (auto _ : st) API::draw_layer(kJob, kStep, kLayer, 255, 0, 0, 255);
+}
+BENCHMARK(BM_DrawLayerZoomed)->Unit(benchmark::kMillisecond);
+
+// All ten layers at the whole-board view, as the view composes them.
+void BM_DrawAllLayersWholeBoard(benchmark::State& st) {
+    board();
+    zoomTo(1.0);
+    std::vector<std::string> layers;
+    for (const API::matrix_info& row : API::get_matrix(kJob)) layers.push_back(row.name);
+    for (auto _ : st) {
+        for (const std::string& l : layers) {
+            API::clear_canvas();
+            API::draw_layer(kJob, kStep, l, 0, 255, 0, 255);
+        }
+    }
+}
+BENCHMARK(BM_DrawAllLayersWholeBoard)->Unit(benchmark::kMillisecond);
+
+std::vector<API::point> centreBox(double fraction) {
+    const API::reply_box& p = board().profile;
+    double cx = 0.5 * (p.xmin + p.xmax), cy = 0.5 * (p.ymin + p.ymax);
+    int32_t hw = int32_t((p.xmax - p.xmin) * fraction / 2), hh = int32_t((p.ymax - p.ymin) * fraction / 2);
+    int32_t x = int32_t(cx), y = int32_t(cy);
+    return {{x - hw, y - hh}, {x - hw, y + hh}, {x + hw, y + hh}, {x + hw, y - hh}};
+}
+
+void BM_SelectBox(benchmark::State& st) {
+    board();
+    const std::vector<API::point> box = centreBox(0.1);  // 1% of the board
+    int selected = 0;
+    for (auto _ : st) selected = API::select_features(kJob, kStep, kLayer, box, {}, 0, 1).selected;
+    st.counters["selected"] = selected;
+    API::clear_selected_features(kJob, kStep, kLayer);
+}
+BENCHMARK(BM_SelectBox)->Unit(benchmark::kMillisecond);
+
+void BM_MoveSelected(benchmark::State& st) {
+    board();
+    API::clear_selected_features(kJob, kStep, kLayer);
+    for (int i = 0; i < 10000; ++i) API::select_feature_by_id(kJob, kStep, kLayer, i * 10);
+    int dx = 1000;
+    for (auto _ : st) {
+        API::move_same_layer(kJob, kStep, {kLayer}, dx, 0);
+        dx = -dx;
+    }
+    API::clear_selected_features(kJob, kStep, kLayer);
+}
+BENCHMARK(BM_MoveSelected)->Unit(benchmark::kMillisecond);
+
+void BM_GenerateJob(benchmark::State& st) {
+    for (auto _ : st) {
+        JOB::generate_params p;
+        p.features = kFeatures;
+        JOB::generate_job("gen", "pcb", p);
+        st.PauseTiming();
+        JOB::delete_job("gen");
+        st.ResumeTiming();
+    }
+}
+BENCHMARK(BM_GenerateJob)->Unit(benchmark::kMillisecond)->Iterations(1);
+
 }  // namespace
 
 BENCHMARK_MAIN();

@@ -60,42 +60,6 @@ double unitFactor(double v, const char* what) {
     return v == 0 ? 1.0 : v;
 }
 
-void setBox(Feature& f, const IBox& b) {
-    f.x2 = b.xmin;
-    f.y2 = b.ymin;
-    f.xc = b.xmax;
-    f.yc = b.ymax;
-}
-
-void finishSurface(ParsedFeature& p) {
-    // Vertices arrive absolute; keep them relative to the first one.
-    const API::point origin = p.vertices.front();
-    double xmin = origin.x, xmax = origin.x, ymin = origin.y, ymax = origin.y;
-    for (API::point& v : p.vertices) {
-        xmin = std::min<double>(xmin, v.x);
-        xmax = std::max<double>(xmax, v.x);
-        ymin = std::min<double>(ymin, v.y);
-        ymax = std::max<double>(ymax, v.y);
-        v.x -= origin.x;
-        v.y -= origin.y;
-    }
-    p.f.x1 = origin.x;
-    p.f.y1 = origin.y;
-    setBox(p.f, clampBox(xmin, ymin, xmax, ymax));
-}
-
-void finishText(ParsedFeature& p) {
-    TextLayout t = layoutText(p.f.x1, p.f.y1, p.text, p.f.angle, p.f.flags & kMirror);
-    double xmin = p.f.x1, xmax = p.f.x1, ymin = p.f.y1, ymax = p.f.y1;
-    for (const Segment& s : t.strokes) {
-        xmin = std::min({xmin, s.a.x, s.b.x});
-        xmax = std::max({xmax, s.a.x, s.b.x});
-        ymin = std::min({ymin, s.a.y, s.b.y});
-        ymax = std::max({ymax, s.a.y, s.b.y});
-    }
-    setBox(p.f, clampBox(xmin - t.radius, ymin - t.radius, xmax + t.radius, ymax + t.radius));
-}
-
 std::string formatRecord(const Feature& f, const API::point* rel, const uint32_t* contours,
                          uint32_t contourCount, const TextGeom* text) {
     TokenWriter w;
@@ -140,6 +104,42 @@ std::string formatParsed(const ParsedFeature& p) {
 }
 
 }  // namespace
+
+static void setBox(Feature& f, const IBox& b) {
+    f.x2 = b.xmin;
+    f.y2 = b.ymin;
+    f.xc = b.xmax;
+    f.yc = b.ymax;
+}
+
+void finishSurface(ParsedFeature& p) {
+    // Vertices arrive absolute; keep them relative to the first one.
+    const API::point origin = p.vertices.front();
+    double xmin = origin.x, xmax = origin.x, ymin = origin.y, ymax = origin.y;
+    for (API::point& v : p.vertices) {
+        xmin = std::min<double>(xmin, v.x);
+        xmax = std::max<double>(xmax, v.x);
+        ymin = std::min<double>(ymin, v.y);
+        ymax = std::max<double>(ymax, v.y);
+        v.x -= origin.x;
+        v.y -= origin.y;
+    }
+    p.f.x1 = origin.x;
+    p.f.y1 = origin.y;
+    setBox(p.f, clampBox(xmin, ymin, xmax, ymax));
+}
+
+void finishText(ParsedFeature& p) {
+    TextLayout t = layoutText(p.f.x1, p.f.y1, p.text, p.f.angle, p.f.flags & kMirror);
+    double xmin = p.f.x1, xmax = p.f.x1, ymin = p.f.y1, ymax = p.f.y1;
+    for (const Segment& s : t.strokes) {
+        xmin = std::min({xmin, s.a.x, s.b.x});
+        xmax = std::max({xmax, s.a.x, s.b.x});
+        ymin = std::min({ymin, s.a.y, s.b.y});
+        ymax = std::max({ymax, s.a.y, s.b.y});
+    }
+    setBox(p.f, clampBox(xmin - t.radius, ymin - t.radius, xmax + t.radius, ymax + t.radius));
+}
 
 std::string featureRecord(const LayerData& data, const Feature& f) {
     if (f.type == API::FT_SURFACE) {

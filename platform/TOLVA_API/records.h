@@ -19,6 +19,10 @@ struct ParsedFeature {
 };
 
 ParsedFeature parseRecord(const std::string& record);
+// Complete a surface whose vertices are absolute (making them relative and
+// setting the box), or a text (setting its box).
+void finishSurface(ParsedFeature& p);
+void finishText(ParsedFeature& p);
 // Checks that the feature's symbol exists in the layer's table.
 void checkSymbol(const LayerDef& def, const ParsedFeature& p, const std::string& layer);
 // Appends the feature to the layer (not to its index); returns its index.

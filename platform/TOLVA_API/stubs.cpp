@@ -6,11 +6,6 @@
 
 namespace TOLVA {
 namespace API {
-void draw_layer(const str&, const str&, const str&, int, int, int, int) { NYI; }
-void draw_gds(const str&, const str&, const str&, int, int, int, int) { NYI; }
-void draw_highlighted_selected_features(const str&, const str&, const str&) { NYI; }
-void draw_profile(const str&, const str&, int, int, int, int) { NYI; }
-void draw_layer_notes(const str&, const str&, const str&) { NYI; }
 }  // namespace API
 
 namespace DB {
@@ -62,7 +57,6 @@ void set_select_param_db_save(const API::select_param&) { NYI; }
 }  // namespace DB
 
 namespace JOB {
-void generate_job(const str&, const str&, const generate_params&) { NYI; }
 void save_job(const str&, const str&) { NYI; }
 str load_job(const str&) { NYI; }
 void set_journal_path(const str&, const str&) { NYI; }

@@ -1,0 +1,276 @@
+// Drawing layers, selections, profiles and notes into the canvas.
+#include <algorithm>
+
+#include "TOLVA_API.h"
+#include "kernel.h"
+#include "raster.h"
+
+namespace TOLVA {
+namespace KERNEL {
+namespace {
+
+// Colour of highlighted (selected) features: opaque white.
+constexpr uint8_t kHighlight[4] = {255, 255, 255, 255};
+// Colour of layer note markers: opaque yellow.
+constexpr uint8_t kNoteColour[4] = {255, 255, 0, 255};
+// Half size of a note marker in pixels.
+constexpr double kNoteMarkerHalf = 3;
+// Below this share of the layer's box in view, the spatial index is queried
+// instead of walking every feature.
+constexpr double kQueryShare = 0.3;
+
+uint32_t packColour(int r, int g, int b, int a) {
+    auto clamp = [](int v) { return static_cast<uint8_t>(std::max(0, std::min(255, v))); };
+    uint8_t bytes[4] = {clamp(r), clamp(g), clamp(b), clamp(a)};
+    // A painted pixel always has a non-zero colour byte, even when black is asked for.
+    if (bytes[0] == 0 && bytes[1] == 0 && bytes[2] == 0) bytes[0] = bytes[1] = bytes[2] = 1;
+    uint32_t c;
+    std::memcpy(&c, bytes, 4);
+    return c;
+}
+
+// Per-symbol values the drawing loop needs.
+struct SymbolPen {
+    SymbolShape shape;
+    double radius;  // stroke radius of lines and arcs
+    bool square;
+    double hw, hh;
+};
+
+class LayerPainter {
+public:
+    LayerPainter(Raster& raster, const Job& job, const LayerDef& def, LayerData& data)
+        : m_r(raster), m_def(def), m_data(data), m_ctx{def, data} {
+        (void)job;
+        for (const Symbol& s : def.symbols)
+            m_pens.push_back({s.shape, strokeRadius(s), squareEnds(s), s.width / 2, s.height / 2});
+    }
+
+    void draw(const Feature& f) {
+        IBox b = featureBox(m_ctx, f);
+        const double ul = m_r.u(b.xmin), ur = m_r.u(b.xmax);
+        const double vt = m_r.v(b.ymax), vb = m_r.v(b.ymin);
+        if (ur < 0 || vb < 0 || ul >= m_r.width() || vt >= m_r.height()) return;
+        if (ur - ul < 1 && vb - vt < 1) {  // smaller than a pixel: one pixel
+            m_r.dotUV(std::floor(0.5 * (ul + ur)), std::floor(0.5 * (vt + vb)));
+            return;
+        }
+        switch (f.type) {
+        case API::FT_LINE: drawLine(f); break;
+        case API::FT_PAD: drawPad(f); break;
+        case API::FT_ARC: drawArc(f); break;
+        case API::FT_SURFACE: drawSurface(f); break;
+        case API::FT_TEXT: drawText(f); break;
+        default: break;
+        }
+    }
+
+private:
+    void drawLine(const Feature& f) {
+        const SymbolPen& p = m_pens[f.ref];
+        if (p.square) {
+            if (2 * p.hw < m_r.pixelWidth() && 2 * p.hh < m_r.pixelHeight()) {
+                m_r.hairline(f.x1, f.y1, f.x2, f.y2);
+                return;
+            }
+            Vec hull[8];
+            int n = squareLineHull(f.x1, f.y1, f.x2, f.y2, p.hw, p.hh, hull);
+            m_r.convexPolygon(hull, n);
+            return;
+        }
+        if (m_r.thin(p.radius))
+            m_r.hairline(f.x1, f.y1, f.x2, f.y2);
+        else
+            m_r.capsule(f.x1, f.y1, f.x2, f.y2, p.radius);
+    }
+
+    void drawPad(const Feature& f) {
+        PadShape p = padShape(m_def.symbols[f.ref], f);
+        switch (p.shape) {
+        case SymbolShape::Round:
+            m_r.disc(p.cx, p.cy, p.w / 2);
+            break;
+        case SymbolShape::Square:
+        case SymbolShape::Rect:
+            if (p.angle % 90 == 0) {
+                double hx = p.w / 2, hy = p.h / 2;
+                if (p.angle % 180 != 0) std::swap(hx, hy);
+                m_r.rect(p.cx - hx, p.cy - hy, p.cx + hx, p.cy + hy);
+            } else {
+                Vec c[4];
+                rectCorners(p, c);
+                m_r.convexPolygon(c, 4);
+            }
+            break;
+        case SymbolShape::Oval: {
+            Vec a, b;
+            double r;
+            ovalSegment(p, a, b, r);
+            m_r.capsule(a.x, a.y, b.x, b.y, r);
+            break;
+        }
+        case SymbolShape::Donut:
+            m_r.annulus(p.cx, p.cy, p.w / 2, p.inner / 2);
+            break;
+        }
+    }
+
+    void drawArc(const Feature& f) {
+        const SymbolPen& p = m_pens[f.ref];
+        ArcGeom g = arcGeom(f);
+        if (m_r.thin(p.radius))
+            m_r.hairArc(g);
+        else
+            m_r.arc(g, Vec{double(f.x1), double(f.y1)}, Vec{double(f.x2), double(f.y2)}, p.radius);
+    }
+
+    void drawSurface(const Feature& f) {
+        m_rings.clear();
+        for (const ContourSpan& c : surfaceContours(m_data, f)) {
+            std::vector<Vec> ring(c.count);
+            for (uint32_t i = 0; i < c.count; ++i)
+                ring[i] = {double(f.x1) + c.points[i].x, double(f.y1) + c.points[i].y};
+            m_rings.push_back(std::move(ring));
+        }
+        m_r.polygon(m_rings);
+    }
+
+    void drawText(const Feature& f) {
+        TextLayout t = layoutText(f.x1, f.y1, m_data.texts[f.ref], f.angle, f.flags & kMirror);
+        const bool thin = m_r.thin(t.radius);
+        for (const Segment& s : t.strokes) {
+            if (thin)
+                m_r.hairline(s.a.x, s.a.y, s.b.x, s.b.y);
+            else
+                m_r.capsule(s.a.x, s.a.y, s.b.x, s.b.y, t.radius);
+        }
+    }
+
+    Raster& m_r;
+    const LayerDef& m_def;
+    LayerData& m_data;
+    LayerContext m_ctx;
+    std::vector<SymbolPen> m_pens;
+    std::vector<std::vector<Vec>> m_rings;
+};
+
+ViewBox currentBox() {
+    KernelState& s = state();
+    if (s.boxSet) return s.box;
+    // Before any zoom_to_box: one micrometre per pixel from the origin.
+    return {0, 0, s.width * 1000.0, s.height * 1000.0};
+}
+
+enum class Pass { Layer, Highlight };
+
+void drawLayerPass(const std::string& job, const std::string& step, const std::string& layer,
+                   uint32_t colour, Pass pass) {
+    Job& j = findJob(job);
+    Step& s = findStep(j, step);
+    size_t li = findLayerIndex(j, layer);
+    KernelState& st = state();
+    if (st.width == 0 || st.height == 0) return;
+    LayerDef& def = j.layers[li];
+    LayerData& data = s.layers[li];
+    if (data.features.empty()) return;
+    const ViewBox vb = currentBox();
+    Raster raster(st.canvas.data(), st.width, st.height, vb);
+    LayerPainter painter(raster, j, def, data);
+
+    ensureIndex(def, data);
+    SpatialIndex::Box bounds;
+    if (!data.index.bounds(bounds)) return;
+    const double bx0 = bounds.min_corner().get<0>(), by0 = bounds.min_corner().get<1>();
+    const double bx1 = bounds.max_corner().get<0>(), by1 = bounds.max_corner().get<1>();
+    const double ix0 = std::max(bx0, vb.xmin), iy0 = std::max(by0, vb.ymin);
+    const double ix1 = std::min(bx1, vb.xmax), iy1 = std::min(by1, vb.ymax);
+    if (ix0 > ix1 || iy0 > iy1) return;
+    const double layerArea = std::max(bx1 - bx0, 1.0) * std::max(by1 - by0, 1.0);
+    const double share = std::max(ix1 - ix0, 1.0) * std::max(iy1 - iy0, 1.0) / layerArea;
+
+    auto paint = [&](const Feature& f) {
+        if (pass == Pass::Highlight) {
+            if (!f.selected()) return;
+            raster.setColour(colour);
+        } else {
+            raster.setColour(f.positive() ? colour : 0u);
+        }
+        painter.draw(f);
+    };
+    if (share >= kQueryShare) {
+        for (const Feature& f : data.features) paint(f);
+        return;
+    }
+    std::vector<uint32_t> ids;
+    auto clampInt = [](double v) {
+        return static_cast<int32_t>(std::max(-2147483647.0, std::min(2147483647.0, v)));
+    };
+    SpatialIndex::Box view({clampInt(std::floor(vb.xmin)), clampInt(std::floor(vb.ymin))},
+                           {clampInt(std::ceil(vb.xmax)), clampInt(std::ceil(vb.ymax))});
+    data.index.query(data.features, view, ids);
+    std::sort(ids.begin(), ids.end());  // layer order
+    for (uint32_t id : ids) paint(data.features[id]);
+}
+
+}  // namespace
+}  // namespace KERNEL
+
+namespace API {
+
+using namespace KERNEL;
+
+void draw_layer(const str& job, const str& step, const str& layer, int r, int g, int b, int a) {
+    KERNEL_LOCK;
+    drawLayerPass(job, step, layer, packColour(r, g, b, a), Pass::Layer);
+}
+
+void draw_gds(const str& job, const str& step, const str& layer, int r, int g, int b, int a) {
+    KERNEL_LOCK;
+    drawLayerPass(job, step, layer, packColour(r, g, b, a), Pass::Layer);
+}
+
+void draw_highlighted_selected_features(const str& job, const str& step, const str& layer) {
+    KERNEL_LOCK;
+    drawLayerPass(job, step, layer,
+                  packColour(kHighlight[0], kHighlight[1], kHighlight[2], kHighlight[3]),
+                  Pass::Highlight);
+}
+
+void draw_profile(const str& job, const str& step, int r, int g, int b, int a) {
+    KERNEL_LOCK;
+    Job& j = findJob(job);
+    Step& s = findStep(j, step);
+    KernelState& st = state();
+    if (st.width == 0 || st.height == 0 || s.profile.empty()) return;
+    Raster raster(st.canvas.data(), st.width, st.height, currentBox());
+    raster.setColour(packColour(r, g, b, a));
+    const size_t n = s.profile.size();
+    for (size_t i = 0; i < n; ++i) {
+        const lPoint& p = s.profile[i];
+        const lPoint& q = s.profile[(i + 1) % n];
+        raster.hairline(p.x, p.y, q.x, q.y);
+    }
+}
+
+void draw_layer_notes(const str& job, const str& step, const str& layer) {
+    KERNEL_LOCK;
+    Job& j = findJob(job);
+    Step& s = findStep(j, step);
+    LayerData& data = s.layers[findLayerIndex(j, layer)];
+    KernelState& st = state();
+    if (st.width == 0 || st.height == 0) return;
+    Raster raster(st.canvas.data(), st.width, st.height, currentBox());
+    raster.setColour(packColour(kNoteColour[0], kNoteColour[1], kNoteColour[2], kNoteColour[3]));
+    // A small square outline around each note, a fixed number of pixels.
+    const double hx = kNoteMarkerHalf * raster.pixelWidth(), hy = kNoteMarkerHalf * raster.pixelHeight();
+    for (const Note& n : data.notes) {
+        raster.hairline(n.x - hx, n.y - hy, n.x + hx, n.y - hy);
+        raster.hairline(n.x + hx, n.y - hy, n.x + hx, n.y + hy);
+        raster.hairline(n.x + hx, n.y + hy, n.x - hx, n.y + hy);
+        raster.hairline(n.x - hx, n.y + hy, n.x - hx, n.y - hy);
+        raster.dot(n.x, n.y);
+    }
+}
+
+}  // namespace API
+}  // namespace TOLVA
