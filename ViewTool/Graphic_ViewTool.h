@@ -1,0 +1,148 @@
+#pragma once
+// The abstract interaction tool. The view owns exactly one tool at a time
+// and hands every mouse, wheel and paint event to it.
+#include <QObject>
+#include <QString>
+#include <QVector>
+#include <initializer_list>
+
+#include "PluginMetaData.h"
+
+class QMouseEvent;
+class QWheelEvent;
+class QKeyEvent;
+class QPainter;
+class QEvent;
+
+namespace TOLVA {
+namespace GRAPHIC {
+
+class ViewWidget;
+
+class Graphic_ViewTool : public QObject {
+    Q_OBJECT
+public:
+    enum GRAPHIC_TOOL_TYPE : qint32 {
+        NORMAL_TOOL = 0,
+        SELECT_TOOL = 1,
+        DELETE_TOOL = 2,
+        RULER_TOOL = 3,
+        ZOOMIN_TOOL = 4,
+        POPVIEW_TOOL = 5,
+        MOVE_COPY_TOOL = 8,
+        LINE_EDIT_TOOL = 9,
+        PULL_TOOL = 13,
+        TEXT_INFO_TOOL = 14,
+        PROFILE_BOUND_TOOL = 16,
+        ALLIGN_HOLE_TOOL = 17,
+        EDIT_TOOL = 25,
+        REGION_DIVISION_TOOL = 26,
+        REGION_DIVISION_TOOL_2 = 27,
+        SNAP_TOOL = 28,
+        ROTATE_TOOL = 29,
+        DRAW_SYMBOL_TOOL = 30,
+        MOVE_COPY_SAME_LAYER_TOOL = 31,
+        POINT_TOOL = 32,
+        EDIT_BUFFER_TOOL = 33,
+        STEP_REPEAT_TOOL = 34,
+        SR_SELECT_TOOL = 35,
+        ROUT_TOOL = 36,
+        NOTES_TOOL = 37,
+        MARK_TOOL = 38,
+    };
+    Q_ENUM(GRAPHIC_TOOL_TYPE)
+
+    Graphic_ViewTool(ViewWidget* view, GRAPHIC_TOOL_TYPE type);
+    ~Graphic_ViewTool() override;
+
+    virtual void midButtonPress(QMouseEvent* event) = 0;
+    virtual void midButtonRelease(QMouseEvent* event) = 0;
+    virtual void leftButtonPress(QMouseEvent* event) = 0;
+    virtual void leftButtonRelease(QMouseEvent* event) = 0;
+    virtual void leftButtonDoubleClick(QMouseEvent* event) = 0;
+    virtual void auxMouseEvent(QMouseEvent* event) = 0;
+    virtual void midButtonDoubleClick(QMouseEvent* event) = 0;
+    virtual void rightButtonRelease(QMouseEvent* event) = 0;
+    virtual void wheel(QWheelEvent* event) = 0;
+    virtual void mouseMove(QMouseEvent* event) = 0;
+    virtual void auxEvent(QEvent* event) = 0;
+    virtual void paint(QPainter* painter) = 0;
+    virtual void toolKeyPress(QKeyEvent* event) = 0;
+    virtual void setWorkParam(PluginMetaData* msg) = 0;
+
+    GRAPHIC_TOOL_TYPE getType() const { return m_type; }
+
+protected:
+    // Arrow keys pan the view by kArrowPanPixels (the tools' own direction).
+    bool panByArrowKey(QKeyEvent* event);
+    // The wheel's primary delta: vertical, or horizontal for a sideways wheel.
+    static int wheelDelta(const QWheelEvent* event);
+    // The normal tool's wheel: zoom out for a delta below 1, in otherwise.
+    void zoomByWheel(QWheelEvent* event);
+    // The normal tool's middle drag: remember the press, pan on release
+    // unless the drag has no horizontal component.
+    void rememberMiddlePress(QMouseEvent* event);
+    void panOnMiddleRelease(QMouseEvent* event);
+    void logInit(const char* prefix) const;
+    void logTypeError(const char* prefix) const;
+
+    static constexpr int kArrowPanPixels = 50;
+
+    ViewWidget* m_view;
+    GRAPHIC_TOOL_TYPE m_type;
+    int m_pressX = 0;
+    int m_pressY = 0;
+    int m_currentX = 0;
+    int m_currentY = 0;
+    int m_aux[4] = {-1, -1, -1, -1};
+    QString m_text;
+};
+
+// A tool whose behaviour is not settled yet: it takes every event and does
+// nothing with it, logs its initialisation line and a type error for every
+// work parameter it is handed.
+class PassiveTool : public Graphic_ViewTool {
+    Q_OBJECT
+public:
+    PassiveTool(ViewWidget* view, GRAPHIC_TOOL_TYPE type, const char* logPrefix,
+                std::initializer_list<qint32> knownCodes = {});
+    void midButtonPress(QMouseEvent*) override {}
+    void midButtonRelease(QMouseEvent*) override {}
+    void leftButtonPress(QMouseEvent*) override {}
+    void leftButtonRelease(QMouseEvent*) override {}
+    void leftButtonDoubleClick(QMouseEvent*) override {}
+    void auxMouseEvent(QMouseEvent*) override {}
+    void midButtonDoubleClick(QMouseEvent*) override {}
+    void rightButtonRelease(QMouseEvent*) override {}
+    void wheel(QWheelEvent*) override {}
+    void mouseMove(QMouseEvent*) override {}
+    void auxEvent(QEvent*) override {}
+    void paint(QPainter*) override {}
+    void toolKeyPress(QKeyEvent* event) override;
+    void setWorkParam(PluginMetaData* msg) override;
+
+protected:
+    const char* m_prefix;
+    QVector<qint32> m_knownCodes;  // requests that configure this tool
+    PluginMetaData m_lastParam;    // the last of them
+};
+
+// Declares a tool class whose behaviour is not settled yet: its type, its
+// log prefix and the request codes it accepts.
+#define GRAPHIC_PASSIVE_TOOL(ClassName, TypeValue, Prefix, ...)                              \
+    namespace TOLVA {                                                                        \
+    namespace GRAPHIC {                                                                      \
+    class ClassName : public PassiveTool {                                                   \
+    public:                                                                                  \
+        explicit ClassName(ViewWidget* view)                                                 \
+            : PassiveTool(view, Graphic_ViewTool::TypeValue, Prefix, {__VA_ARGS__}) {}       \
+    };                                                                                       \
+    }                                                                                        \
+    }
+
+// The factory: the tool class for `type` (a normal tool for values without a
+// class of their own); null if the allocation fails.
+Graphic_ViewTool* createTool(ViewWidget* view, Graphic_ViewTool::GRAPHIC_TOOL_TYPE type);
+
+}  // namespace GRAPHIC
+}  // namespace TOLVA

@@ -1,0 +1,4 @@
+#pragma once
+#include "Graphic_ViewTool.h"
+
+GRAPHIC_PASSIVE_TOOL(MoveAndCopy, MOVE_COPY_TOOL, "MOVE_AND_COPY", 20000207, 20000208, 20000209, 20000210)

@@ -1,0 +1,4 @@
+#pragma once
+#include "Graphic_ViewTool.h"
+
+GRAPHIC_PASSIVE_TOOL(RulerTool, RULER_TOOL, "RULER_TOOL", 20000230, 20000231, 20000232, 20000233, 20000234)

@@ -1,0 +1,4 @@
+#pragma once
+#include "Graphic_ViewTool.h"
+
+GRAPHIC_PASSIVE_TOOL(SRSelectTool, SR_SELECT_TOOL, "SR_SELECT_TOOL", 20001420, 20001421, 20001425)

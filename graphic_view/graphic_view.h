@@ -1,0 +1,558 @@
+#pragma once
+// The canvas of one step of one job: the host loads it as a plug-in and
+// drives it through messages. The class keeps the view state and forwards
+// input to the active tool; the arithmetic lives in core/.
+#include <QList>
+#include <QPixmap>
+#include <QPoint>
+#include <QPointF>
+#include <QPointer>
+#include <QRectF>
+#include <QString>
+#include <QStringList>
+#include <QVector>
+#include <QWidget>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "PluginMetaData.h"
+#include "TOLVA_API_types.h"
+#include "ViewTool/Graphic_ViewTool.h"
+#include "core/message_routes.h"
+#include "core/view_settings.h"
+#include "core/view_transform.h"
+#include "overlay_records.h"
+
+class QMenu;
+class QAction;
+class QTimer;
+class QPainter;
+class QLineF;
+class Widget_PopView;
+class Widget_MarkSetting;
+
+#if defined(_WIN32)
+#  define GRAPHIC_VIEW_EXPORT
+#else
+#  define GRAPHIC_VIEW_EXPORT __attribute__((visibility("default")))
+#endif
+
+namespace TOLVA {
+namespace GRAPHIC {
+
+class ViewWidget;
+using MessageHandler = void (*)(ViewWidget& view, const PluginMetaData& msg);
+using ViewRoute = MessageRoute<MessageHandler>;
+
+// A shown layer: its name and palette index.
+struct ShownLayer {
+    QString name;
+    int color = 0;
+};
+
+// A remembered tool configuration.
+struct ToolParam {
+    PluginMetaData header;
+    Graphic_ViewTool::GRAPHIC_TOOL_TYPE type;
+    PluginMetaData message;
+};
+
+class GRAPHIC_VIEW_EXPORT ViewWidget : public QWidget {
+    Q_OBJECT
+public:
+    using GRAPHIC_TOOL_TYPE = Graphic_ViewTool::GRAPHIC_TOOL_TYPE;
+
+    explicit ViewWidget(QWidget* parent = nullptr);
+    ~ViewWidget() override;
+
+    // ---- plug-in frame ---------------------------------------------------
+    bool Graphic_view_init(QString job, QString step);
+    void setJobAndStep(PluginMetaData msg);
+    QWidget* InitViewBar();
+    QList<Widget_PopView*> get_popviews() const;
+    void show_marksetting();
+    void recMsgFromManager(PluginMetaData msg);
+    // The dispatcher table, sorted by code.
+    static RouteTable<MessageHandler> messageRoutes();
+
+    void* host() const { return m_host; }
+    QString jobName() const { return m_job; }
+    QString stepName() const { return m_step; }
+
+    // ---- messages out ----------------------------------------------------
+    void send_step_box();
+    void sendJobListChangeSelectedIcon();
+    void forwardPointInfo(const QPointF& point);
+    void forwardMovePointInfo(const QPointF& point);
+    void forwardCopyPointInfo(const QPointF& point);
+    void forwardAttributePointInfo(const QString& receiver, qint32 code, const API::attr_map& attributes);
+    void forwardFilterAttributePointInfo(const QString& attributeType);
+    void forwardCreateSymbolPointInfo(const QPointF& point);
+    void forwardChangeSymbolPointInfo(const QString& receiver, const QString& symbol);
+    void forwardChangeTextPointInfo(const QString& text, bool positive);
+    void forwardSubstitutePointInfo(const QPointF& point);
+    void forwardStepRepeatPointInfo(const QPointF& point);
+    void forwardSRcopypcsoffsetInfo(double xOffset, double yOffset);
+
+    // ---- configuration and units -----------------------------------------
+    void readCfgFile();
+    void CheckDir(QString path);
+    void change_unit(const PluginMetaData& msg);
+    bool Is_current_Unit_MM();
+    void setText();
+    const ViewSettings& settings() const { return m_settings; }
+    QString unitText() const { return m_unit; }
+
+    // ---- coordinates -----------------------------------------------------
+    void set_scale(double scale);
+    void view2db(int px, int py, double& x, double& y);
+    void view2db_by_input(int height, int width, double scale, double cx, double cy, int px,
+                          int py, double& x, double& y);
+    void db2view(double x, double y, int& px, int& py);
+    double get_scale(int w, int h, int x1, int y1, int x2, int y2, bool& fitsWidth);
+    void update_scale(int w, int h, int x1, int y1, int x2, int y2);
+    void update_center(int w, int h, int x0, int y0, int, int);
+    void real_box(double& minX, double& minY, double& maxX, double& maxY);
+    void doRotate();
+    double scale() const { return m_scale; }
+    int angle() const { return m_angle; }
+    QPointF center() const { return {m_cx, m_cy}; }
+    const std::vector<API::point>& realBoxPoints() const { return m_realBoxPoints; }
+    // The transform at the widget's current size.
+    ViewTransform transform() const;
+    // A widget point in board units (the one conversion every tool uses).
+    QPointF toBoard(const QPoint& pixel);
+    // The +-`radius` pixel box around a widget point, in board units,
+    // normalised; empty when no layer is open.
+    QRectF clickBox(const QPoint& pixel, int radius = kClickBoxRadius);
+    static constexpr int kClickBoxRadius = 2;
+
+    // ---- navigation ------------------------------------------------------
+    void zoom2fit(API::reply_box& box);
+    void zoom2fit(double x1, double y1, double x2, double y2);
+    void areazoom(double x1, double y1, double x2, double y2);
+    void zoom2box(double x1, double y1, double x2, double y2);
+    void zoom_to_cur_box();
+    void scaleUp();
+    void scaleDown();
+    void wheelScaleUp(const QPointF& pos);
+    void wheelScaleDown(const QPointF& pos);
+    void specifyfactordraw(double a, double b);
+    void move(int dx, int dy);
+    void centercoordinate(double x, double y);
+    void redoZoomin();
+    QList<QVector<QPointF>>* getZoomINStack() { return &m_zoomHistory; }
+    void pushZoomHistory();
+    void snakeleftbottomdraw();
+    void snakerighttopdraw();
+    void snakemiddledraw();
+    int snake1();
+    double profileLenth();
+    double profileWidth();
+    const QList<double>& snakeColumns() const { return m_snakeColumns; }
+    const QList<double>& snakeRows() const { return m_snakeRows; }
+    const QList<QPointF>& snakePoints() const { return m_snakePoints; }
+    static constexpr int kZoomHistoryLimit = 50;
+
+    // ---- rendering -------------------------------------------------------
+    void draw();
+    void refresh();
+    QStringList get_show_layers() const;
+    void setShownLayers(const QList<ShownLayer>& layers);
+    const QList<ShownLayer>& shownLayers() const { return m_shownLayers; }
+    void setHighlightLayers(const QStringList& first, const QStringList& second);
+    void setNotesLayer(const QString& layer) { m_notesLayer = layer; }
+    bool hasProfile() const { return m_hasProfile; }
+    // The composed picture (null before the first draw).
+    const unsigned char* compositionBuffer() const { return m_composition.get(); }
+    QSize compositionSize() const { return m_compositionSize; }
+    // Palette colour of an index; indices outside 0..9 use index 9 (white).
+    static QColor paletteColor(int index);
+
+    // ---- paint pipeline ----------------------------------------------------
+    void draw_TVDI_items(QPainter* painter);
+    void Draw_rout_info(QPainter* painter, const QStringList& routLayers, const QString& step);
+    void draw_relative_origin(QPainter* painter);
+    void draw_check_points(QPainter& painter, const check_points& point);
+    void draw_shape(QPainter* painter, const MeasurementShape& shape);
+    void draw_arc(QPainter* painter, const QPointF& start, const QPointF& end, const QPointF& centre,
+                  int width, bool clockwise);
+    void Drawline_by_mode(QPainter& painter, int width, QLineF& line, Qt::PenCapStyle cap);
+    void Drawarc_by_mode(QPainter& painter, const bool& clockwise, const QPointF& start,
+                         const QPointF& end, const QPointF& centre, int width, QRectF& rect,
+                         double& startAngle, double& spanAngle);
+    int get_width_mode();
+    void draw_center(PluginMetaData msg);
+    void clear_current_cross_point();
+    // Overlay state that later features fill.
+    void setCrossPoint(const QPointF& point) { m_crossPoint = point; }
+    QPointF crossPoint() const { return m_crossPoint; }
+    void setRelativeOrigin(const QPointF& origin);
+    void clearRelativeOrigin() { m_hasRelativeOrigin = false; }
+    void setPolyline(const QVector<QPointF>& points) { m_polyline = points; }
+    void setEditShape(int slot, const EditShape& shape);
+    void clearEditShapes();
+    void setCheckPoints(const QList<check_points>& points) { m_checkPoints = points; }
+    void setCurrentCheckPoint(const check_points& point) { m_currentCheckPoint = point; }
+    void setCurrentMeasurement(const MeasurementShape& shape) { m_currentMeasurement = shape; }
+    void setMeasurements(const QList<MeasurementShape>& shapes) { m_measurements = shapes; }
+    static constexpr int kPaintThrottleMs = 50;
+
+    // ---- tools -----------------------------------------------------------
+    void changeTool(GRAPHIC_TOOL_TYPE type);
+    void change_to_select_tool();
+    void change_to_last_tool();
+    void reset_tool_status();
+    void add_tool_param(GRAPHIC_TOOL_TYPE type, const PluginMetaData& msg);
+    Graphic_ViewTool* currentTool() const { return m_tool; }
+    const PluginMetaData& lastToolMessage() const { return m_lastToolMsg; }
+    const QList<ToolParam>& toolParams() const { return m_toolParams; }
+    QVector<QPointF>& polygonPoints() { return m_polygonPoints; }
+    QString coordinateText() const { return m_coordinateText; }
+    QMenu* contextMenu() const { return m_menu; }
+    int rightClickCount() const { return m_rightClickCount; }
+    QPointF lastMousePos() const { return m_lastMousePos; }
+    bool cur_layers_exist();
+    // Snap search within `box` near `point` (board units); true and the
+    // snapped point in `snapped` when the kernel finds one.
+    bool on_snap_mode_point_check(const QRectF& box, const QPointF& point, QPointF& snapped);
+    bool get_shift_state() const;
+    static constexpr int kMenuDelayMs = 200;
+
+    // Tool-opening requests.
+    void doSignalBoxSelect(PluginMetaData msg);
+    void diSignalBoxDelete(PluginMetaData msg);
+    void doMoveAndCopySelect(PluginMetaData msg);
+    void doLineEditSelect(PluginMetaData msg);
+    void doPullFeatureSelect(PluginMetaData msg);
+    void doOpenPopView(PluginMetaData msg);
+    void doMeasureSelect(PluginMetaData msg);
+    void do_mark(PluginMetaData msg);
+    void draw_use_symbol(PluginMetaData msg);
+    void change_SR_Edit_tool(PluginMetaData msg);
+    void change_Notes_tool(PluginMetaData msg);
+    void change_step_repeat_tool(PluginMetaData msg);
+    void change_SRselect_tool(PluginMetaData msg);
+    void doDeletePopView(PluginMetaData msg);
+    // Opens a pop-view inset on a board area.
+    void openPopView(const QRectF& boardArea);
+
+    // ---- state flags set by messages -------------------------------------
+    bool optionFlag(int which) const;  // 1..4
+    bool displayFlag() const { return m_displayFlag; }
+    bool tvdiMode() const { return m_tvdiMode; }
+    bool statusFlag(int which) const;  // 1..3, the flags after the TVDI mode flag
+    void setHoleFlags(bool first, bool second, bool third);
+    int currentSnapMode() const { return m_snapMode; }
+
+    // ---- layers of the edit operations -------------------------------------
+    std::string work_layer;
+    std::vector<std::string> affected_layers;
+    API::attr_map symbol_attributes;
+    std::vector<std::vector<std::string>> pending_feature_strings;
+
+    // ---- feature creation (graphic_features_op) ---------------------------
+    bool add_feature_confirm();
+    void add_features();
+    void set_line_feature_content(const std::string& symbol, const std::vector<API::feature_point>& lines, int polarity, int dcode);
+    void set_pad_feature_content(const std::string& symbol, const QVector<QPointF>& centres, int polarity, int angle, int mirror);
+    void set_arc_feature_content(const std::string& symbol, const std::vector<API::feature_point>& arcs, int polarity, int dcode, bool clockwise);
+    void set_surface_feature_content(const std::vector<std::vector<API::lPoint>>& surfaces, int polarity, int dcode, bool close);
+    void repeat_selected_features(PluginMetaData msg);
+    void set_symbol_attributes(PluginMetaData msg);
+    void draw_use_symbol_line(PluginMetaData msg);
+    void show_contour_fill_parameters(PluginMetaData msg);
+
+    // ---- edit buffer, move and copy (Graphic_view_CopyAndMove) -----------
+    bool check_active_layers(std::vector<std::string>& layers, bool ask_all);
+    void do_buffer_tool_change(PluginMetaData msg);
+    void clear_eidt_buffer();
+    bool is_feature_isExist(const std::string& layer, const API::featureInfo& info);
+    void get_offset(PluginMetaData msg);
+    void update_rout_info();
+
+    // ---- selection (Graphic_FilterSelection) -----------------------------
+    void send_filter_selection_info(QRectF box, bool first, bool select);
+
+    // ---- rout chains (Graphic_view_Rout) ----------------------------------
+    void get_post_comp_pt(const int& mode, const int& toolSize, const QPointF& start, const QPointF& end, QPointF& outStart, QPointF& outEnd);
+    void Get_post_comp_pt(const int& mode, const int& toolSize, const QPointF& start, const QPointF& end, QPointF& outStart, QPointF& outEnd);
+    void get_arc_post_comp_pt(const int& mode, const int& toolSize, const QPointF& start, const QPointF& end, const QPointF& centre, const QString& direction, QPointF& outStart, QPointF& outEnd);
+    void Get_arc_post_comp_pt(const int& mode, const int& toolSize, const QPointF& start, const QPointF& end, const QPointF& centre, const QString& direction, QPointF& outStart, QPointF& outEnd);
+    double get_bites_num(const double& value, int digits);
+    void create_rout_chain(const PluginMetaData& msg);
+    void do_compensate(PluginMetaData& msg);
+    void add_chain_do_apply();
+    void get_rout_selectorder(PluginMetaData msg);
+    void do_drawchain(PluginMetaData msg);
+    void get_addchain_vector(PluginMetaData msg);
+
+    // ---- analysis, DFM and notes ----------------------------------------
+    void showNetAnalyzeResult(PluginMetaData msg);
+    void get_analyze_data(PluginMetaData msg);
+    void clear_result_viewer_painter(PluginMetaData msg);
+    void get_DFM_data(PluginMetaData msg);
+    void note_zoom_to_box(PluginMetaData msg);
+    void change_layer_draw_note(PluginMetaData msg);
+    void eq_zoomIn_special_points(PluginMetaData msg);
+    void refresh_layer_compare_show(PluginMetaData msg);
+
+    // ---- other requests of the dispatcher ---------------------------------
+    void get_selected_layers(PluginMetaData msg);
+    void get_clayer(PluginMetaData msg);
+    void change_current_snap_mode(PluginMetaData msg);
+    void get_archor_signal(PluginMetaData msg);
+    void zoomIn_search_feature(PluginMetaData msg);
+    void unselect_clip_area(PluginMetaData msg);
+    void edit_coordinate_setting(PluginMetaData msg);
+    void get_Mouse_rect(PluginMetaData msg);
+    void sent_Mouse_Point(PluginMetaData msg);
+    void get_coordinate_data(PluginMetaData msg);
+    void on_enter_pressed(PluginMetaData msg);
+    void get_coordinate_effect_layers(PluginMetaData msg);
+    void setResizeHoleTmpData(PluginMetaData msg);
+
+signals:
+    void sendMsgToManager(PluginMetaData msg);
+    void changeUnit();
+    void GraphicEditorUndo();
+
+public slots:
+    void resetAllButtonStatus();
+    void timerslot();
+    void on_zoom_area();
+    void on_counterelection();
+    void on_Measure();
+    void on_select_none();
+    void on_select_feature();
+    void on_select_area();
+    void on_select_polygon();
+    void on_select_layer_net();
+    void on_select_board_net();
+    void on_select_polyline();
+    void on_add_global();
+    void on_add_area();
+    void on_add_posi_hole();
+    void on_add_matrix_hole();
+    void on_add_plum_hole();
+
+    // Feature creation.
+    void add_line_feature(std::string symbol, double x1, double y1, double x2, double y2, int a, int b);
+    void add_pad_feature(std::string symbol, double x, double y, int a, int b, int c);
+    void add_arc_feature(std::string symbol, QPointF start, QPointF end, QPointF centre, int a, int b, bool c);
+    void add_surface_feature(const QVector<QPointF>& outline, int a, int b, bool c, bool d);
+    void add_text_feature(double x, double y, std::string text, int a, int b, double xsize, double ysize, double widthFactor, std::string font, int mirror);
+
+    // Edit buffer, move and copy.
+    void get_copy_or_cut_features();
+    void get_tool_edit_copy_or_cut_features();
+    void receive_Buffer_CpyAndCut();
+    void receive_CopyOffset_box(QList<QRectF> boxes);
+    void receive_MoveOffset_box(QList<QRectF> boxes);
+    void receive_tool_edit_copy_and_cut(double dx, double dy, QObject* sender, bool copy);
+    void RecieveMidbuttonclick();
+    void delete_last_edit();
+
+    // Selection requests.
+    void receive_text_box(QRectF box);
+    void receive_rect_text_box(QRectF box);
+    void receive_unselect_text_box(QRectF box);
+    void receive_text_box_doubleClick(QRectF box);
+    void receive_text_box_mid_doubleClick(QRectF box);
+    void receive_select_invert_text_box(QRectF box);
+    void receive_unselect_invert_text_box(QRectF box);
+    void receive_change_polarity_textbox(QRectF box);
+    void receive_polygon_box(QVector<QPointF> points);
+    void receive_clip_area_box(QVector<QPointF> points);
+    void receive_net_selection_box(QRectF box);
+    void receive_net_unselection_box(QRectF box);
+    void receive_select_polyLine_box(QRectF box);
+    void receive_unselect_polyLine_box(QRectF box);
+    void receive_select_BoardNet_box(QRectF box);
+    void receive_select_LayerNet_box(QRectF box);
+    void receive_HighLightTextBox(QRectF box);
+    void receive_HighLightTextBox_double(QRectF box);
+    void receive_unHighlightTextBox(QRectF box);
+    void receive_HightLight_Rect_Box(QRectF box);
+
+protected:
+    void resizeEvent(QResizeEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void keyReleaseEvent(QKeyEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
+
+private:
+    friend struct ViewRoutes;
+
+    // Messages out: (sender "Graphic_View.dll", receiver, code) with data.
+    void sendTo(const QString& receiver, qint32 code, const QVariantMap& data = {},
+                void* payload = nullptr);
+    void sendBoxRequest(qint32 code, QRectF& box, const QVariantMap& data = {});
+    // The redraw tail of every navigation: draw, refresh, send_step_box.
+    void redrawTail();
+    // zoom_to_cur_box and the redraw tail, a kernel failure reported.
+    void redrawAtCurrentBox();
+    // wheelScaleUp / wheelScaleDown by `factor` about a widget position.
+    void zoomAboutPixel(const QPointF& pos, double factor);
+    // Tells the kernel `box` (board units) and centres the view on its lower-left corner.
+    void showBox(const BoardBox& box);
+    void applyTransform(const ViewTransform& t);
+    // Runs `body`; a kernel failure is logged and shown in an information box.
+    template <class Body>
+    bool guarded(const char* file, int line, Body&& body);
+    void notYetAvailable(const char* operation) const;
+    void setBoolFromPayload(bool& flag, const PluginMetaData& msg);
+    void resizeComposition(int w, int h);
+    void resizeFirstTime(int w, int h);
+    void resizeLater(int w, int h);
+    void draw_popview_image(Widget_PopView* pop);
+    void paintKernelOverlays(QPainter& painter);
+    void paintPopViewMarks(QPainter& painter);
+    void paintPolyline(QPainter& painter);
+    void paintEditShapes(QPainter& painter);
+    void paintCrossMarker(QPainter& painter);
+    QPoint toPixel(const QPointF& board);
+    static void arcGeometry(bool clockwise, const QPointF& start, const QPointF& end, const QPointF& centre,
+                            QRectF& rect, double& startAngle, double& spanAngle);
+    void drawline(QPainter& painter, int width, QLineF& line, Qt::PenCapStyle cap);
+    void drawarc(QPainter& painter, bool clockwise, const QPointF& start, const QPointF& end, const QPointF& centre,
+                 int width, QRectF& rect, double& startAngle, double& spanAngle);
+    void blendCanvas(const unsigned char* canvas);
+    void buildContextMenu();
+    void fillContextMenu();
+    void openToolFromRequest(PluginMetaData msg, GRAPHIC_TOOL_TYPE type, const qint32* modeCodes, int modeCount);
+    std::string job() const { return m_job.toStdString(); }
+    std::string step() const { return m_step.toStdString(); }
+    API::reply_box queryProfileBox();
+    void updateCoordinateReadout(const QPoint& pixel);
+    void finishGestureByEnter();
+
+    // Members in construction order.
+    void* m_host = nullptr;
+    Graphic_ViewTool* m_tool = nullptr;
+    Graphic_ViewTool* m_lastTool = nullptr;
+    QList<Widget_PopView*> m_popViews;
+    double m_scale = 1.0;
+    bool m_midButtonHeld = false;
+    bool m_optionFlags[4] = {false, false, false, false};
+    bool m_resizedOnce = false;
+    QString m_job;
+    QString m_step;
+    QPoint m_pressPoint;
+    QPoint m_mousePoint;
+    QPointF m_dragAnchor;
+    QPointF m_lastBoardPoint;
+    QList<QRectF> m_selectionBoxes;
+    QVector<QPointF> m_polygonPoints;
+    QVector<QPointF> m_polyline;
+    int m_integerSetting = 127;
+    int m_snapMode = 7;
+    QString m_unit = QStringLiteral("Inch");
+    bool m_unitFlags[3] = {false, false, false};
+    int m_indexA = -1;
+    int m_indexB = -1;
+    bool m_tvdiMode = false;
+    bool m_statusFlags[3] = {false, false, false};
+    QPixmap m_pixmap;
+    QString m_coordinateText;
+    QString m_toolText;
+    QTimer* m_menuTimer = nullptr;
+    int m_rightClickCount = 0;
+    QPointer<Widget_MarkSetting> m_markSetting;
+
+    double m_cx = 0;
+    double m_cy = 0;
+    int m_angle = 0;
+    std::vector<API::point> m_realBoxPoints;
+    bool m_displayFlag = false;
+    bool m_holeFlags[3] = {false, false, false};
+
+    PluginMetaData m_lastToolMsg;
+    QList<ToolParam> m_toolParams;
+    QPointF m_lastMousePos;
+    QMenu* m_menu = nullptr;
+    QMenu* m_holeMenu = nullptr;
+    struct MenuActions {
+        QAction* zoomArea = nullptr;
+        QAction* measure = nullptr;
+        QAction* selectNone = nullptr;
+        QAction* selectFeature = nullptr;
+        QAction* selectArea = nullptr;
+        QAction* selectPolygon = nullptr;
+        QAction* selectLayerNet = nullptr;
+        QAction* selectBoardNet = nullptr;
+        QAction* selectPolyline = nullptr;
+        QAction* reverse = nullptr;
+        QAction* addGlobal = nullptr;
+        QAction* addArea = nullptr;
+    } m_actions;
+
+    QList<QVector<QPointF>> m_zoomHistory;
+    QList<double> m_snakeColumns;
+    QList<double> m_snakeRows;
+    QList<QPointF> m_snakePoints;
+    QPointF m_snakeScratch;
+
+    std::unique_ptr<unsigned char[]> m_composition;
+    QSize m_compositionSize;
+    QList<ShownLayer> m_shownLayers;
+    QStringList m_highlightFirst;
+    QStringList m_highlightSecond;
+    QString m_notesLayer;
+    bool m_hasProfile = false;
+    bool m_inResize = false;
+    QString m_lastPaintError;
+
+    QPointF m_crossPoint;
+    bool m_hasRelativeOrigin = false;
+    QPointF m_relativeOrigin;
+    static constexpr int kEditShapeSlots = 4;
+    EditShape m_editShapes[kEditShapeSlots];
+    bool m_editShapeSet[kEditShapeSlots] = {false, false, false, false};
+    int m_profilePixels[4] = {0, 0, 0, 0};  // profile corners on screen, for the origin mark
+    QList<check_points> m_checkPoints;
+    check_points m_currentCheckPoint;
+    MeasurementShape m_currentMeasurement;
+    QList<MeasurementShape> m_measurements;
+
+    bool m_outsideBoxConfirmed = false;
+    std::string m_snapLayer;
+
+    ViewSettings m_settings;
+};
+
+}  // namespace GRAPHIC
+}  // namespace TOLVA
+
+extern "C" {
+GRAPHIC_VIEW_EXPORT QWidget* GetViewInstance(QWidget* parent);
+GRAPHIC_VIEW_EXPORT void recMsgFromManager(void* view, PluginMetaData* msg);
+}
+
+#include "core/failure.h"
+
+namespace TOLVA {
+namespace GRAPHIC {
+
+template <class Body>
+bool ViewWidget::guarded(const char* file, int line, Body&& body) {
+    try {
+        body();
+        return true;
+    } catch (...) {
+        reportFailure(this, file, line, std::current_exception(), tr("Information"));
+        return false;
+    }
+}
+
+}  // namespace GRAPHIC
+}  // namespace TOLVA

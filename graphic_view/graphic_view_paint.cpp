@@ -1,0 +1,288 @@
+// The overlay pass: everything that changes faster than the board picture,
+// painted over the background in a fixed order, once per frame.
+#include <glog/logging.h>
+
+#include <QPainter>
+#include <QPainterPath>
+#include <QThread>
+#include <QtMath>
+#include <set>
+
+#include "TOLVA_API.h"
+#include "UIAPICommon.h"
+#include "Widget_Common.h"
+#include "graphic_view.h"
+
+namespace TOLVA {
+namespace GRAPHIC {
+
+namespace {
+constexpr int kCrossArm = 6;       // the cross is 2 * 6 + 1 pixels long
+constexpr int kCrossSquare = 4;    // the square is 2 * 4 + 1 pixels wide
+constexpr int kFirstOutlineWidth = 10;
+constexpr int kOutlineWidth = 5;
+constexpr int kCheckPointArm = 5;
+constexpr int kOriginRadius = 6;
+constexpr char kRoutKind[] = "rout";
+constexpr int kSixteenths = 16;    // QPainter arc angles are in 1/16 degree
+
+QPen whitePen() { return QPen(QColor(255, 255, 255, 255)); }
+
+QPen outlinePen(int width) {
+    QPen pen(QBrush(Qt::white), width, Qt::CustomDashLine, Qt::SquareCap, Qt::BevelJoin);
+    return pen;
+}
+
+QPen markerPen() { return QPen(QBrush(Qt::gray), 1, Qt::SolidLine, Qt::RoundCap, Qt::BevelJoin); }
+}  // namespace
+
+void ViewWidget::paintEvent(QPaintEvent*) {
+    QThread::msleep(kPaintThrottleMs);  // caps the self-scheduled loop at about 20 frames a second
+    QPainter painter(this);
+    if (m_tvdiMode) draw_TVDI_items(&painter);
+    paintKernelOverlays(painter);
+    paintPolyline(painter);
+    paintEditShapes(painter);
+    for (const check_points& point : m_checkPoints) draw_check_points(painter, point);
+    if (m_currentCheckPoint.index >= 0) draw_check_points(painter, m_currentCheckPoint);
+    draw_shape(&painter, m_currentMeasurement);
+    for (const MeasurementShape& shape : m_measurements) draw_shape(&painter, shape);
+    paintCrossMarker(painter);
+    if (m_tool) m_tool->paint(&painter);
+    update();
+    painter.end();
+}
+
+// Rout information, pop-view marks and the relative origin need the kernel;
+// with no job bound there is nothing to ask it.
+void ViewWidget::paintKernelOverlays(QPainter& painter) {
+    if (m_job.isEmpty()) return;
+    try {
+        QStringList routLayers;
+        const QStringList names = get_show_layers();
+        for (const API::graphic_info& g : API::get_graphics(job()))
+            if (g.kind == kRoutKind && names.contains(QString::fromStdString(g.name)))
+                routLayers.append(QString::fromStdString(g.name));
+        if (UIAPI::getShowPara(m_host).show_rout_info) Draw_rout_info(&painter, routLayers, m_step);
+        paintPopViewMarks(painter);
+        const API::reply_box profile = queryProfileBox();
+        db2view(profile.xmin, profile.ymin, m_profilePixels[0], m_profilePixels[1]);
+        db2view(profile.xmax, profile.ymax, m_profilePixels[2], m_profilePixels[3]);
+        draw_relative_origin(&painter);
+        m_lastPaintError.clear();
+    } catch (...) {
+        // Painted twenty times a second: report a failure once, not every frame.
+        const QString text = describeFailure(std::current_exception()).text;
+        if (text != m_lastPaintError) logFailure(__FILE__, __LINE__, text);
+        m_lastPaintError = text;
+    }
+}
+
+void ViewWidget::paintPopViewMarks(QPainter& painter) {
+    painter.setPen(whitePen());
+    for (Widget_PopView* pop : m_popViews) {
+        const QRectF area = pop->boardArea();
+        int x0 = 0, y0 = 0, x1 = 0, y1 = 0;
+        db2view(area.left(), area.top(), x0, y0);
+        db2view(area.right(), area.bottom(), x1, y1);
+        painter.drawLine(x0, y0, x1, y0);
+        painter.drawLine(x1, y0, x1, y1);
+        painter.drawLine(x1, y1, x0, y1);
+        painter.drawLine(x0, y1, x0, y0);
+        // Leader from the mark's corner to the inset window's top-left corner.
+        const QPoint inset = mapFromGlobal(pop->mapToGlobal(QPoint(0, 0)));
+        painter.drawLine(QPoint(std::max(x0, x1), std::min(y0, y1)), inset);
+    }
+}
+
+void ViewWidget::paintPolyline(QPainter& painter) {
+    if (m_polyline.isEmpty()) return;
+    painter.setPen(whitePen());
+    QVector<QLine> segments;
+    for (int i = 1; i < m_polyline.size(); ++i)
+        segments.append(QLine(toPixel(m_polyline[i - 1]), toPixel(m_polyline[i])));
+    painter.drawLines(segments);
+}
+
+void ViewWidget::paintEditShapes(QPainter& painter) {
+    for (int slot = 0; slot < kEditShapeSlots; ++slot) {
+        const EditShape& shape = m_editShapes[slot];
+        if (!m_editShapeSet[slot] || shape.points.isEmpty()) continue;
+        QVector<QPoint> pts;
+        for (const QPointF& p : shape.points) pts.append(toPixel(p));
+        painter.setPen(outlinePen(slot == 0 ? kFirstOutlineWidth : kOutlineWidth));
+        switch (shape.kind) {
+        case EditShape::Line:
+            if (pts.size() >= 2) painter.drawLine(pts[0], pts[1]);
+            break;
+        case EditShape::TwoLines:
+            for (int i = 1; i < std::min(3, pts.size()); ++i) painter.drawLine(pts[i - 1], pts[i]);
+            break;
+        case EditShape::Box:
+            for (int i = 0; i < pts.size() && pts.size() >= 4 && i < 4; ++i) painter.drawLine(pts[i], pts[(i + 1) % 4]);
+            break;
+        case EditShape::Arc:
+            if (pts.size() >= 3)
+                draw_arc(&painter, pts[0], pts[1], pts[2], std::max(1, truncToInt(shape.width * m_scale)), shape.clockwise);
+            break;
+        default: break;
+        }
+    }
+}
+
+void ViewWidget::paintCrossMarker(QPainter& painter) {
+    if (m_crossPoint.isNull()) return;
+    int x = 0, y = 0;
+    db2view(m_crossPoint.x(), m_crossPoint.y(), x, y);
+    painter.setPen(markerPen());
+    painter.drawLine(x, y + kCrossArm, x, y - kCrossArm);
+    painter.drawLine(x + kCrossArm, y, x - kCrossArm, y);
+    const int a = kCrossSquare;
+    painter.drawLine(x - a, y - a, x + a, y - a);
+    painter.drawLine(x + a, y - a, x + a, y + a);
+    painter.drawLine(x + a, y + a, x - a, y + a);
+    painter.drawLine(x - a, y + a, x - a, y - a);
+}
+
+QPoint ViewWidget::toPixel(const QPointF& board) {
+    int px = 0, py = 0;
+    db2view(board.x(), board.y(), px, py);
+    return {px, py};
+}
+
+// ---- overlay helpers ---------------------------------------------------------
+
+void ViewWidget::draw_TVDI_items(QPainter*) {}  // the export overlay keeps no items yet
+
+void ViewWidget::Draw_rout_info(QPainter*, const QStringList&, const QString&) {}  // chains are not drawn yet
+
+void ViewWidget::setRelativeOrigin(const QPointF& origin) {
+    m_relativeOrigin = origin;
+    m_hasRelativeOrigin = true;
+}
+
+void ViewWidget::draw_relative_origin(QPainter* painter) {
+    if (!m_hasRelativeOrigin) return;
+    const QPoint c = toPixel(m_relativeOrigin);
+    painter->setPen(whitePen());
+    painter->drawEllipse(c, kOriginRadius, kOriginRadius);
+    painter->drawLine(c.x() - 2 * kOriginRadius, c.y(), c.x() + 2 * kOriginRadius, c.y());
+    painter->drawLine(c.x(), c.y() - 2 * kOriginRadius, c.x(), c.y() + 2 * kOriginRadius);
+}
+
+void ViewWidget::draw_check_points(QPainter& painter, const check_points& point) {
+    painter.setPen(QPen(point.color, 1));
+    if (!point.box.isEmpty()) {
+        const QPoint a = toPixel(point.box.topLeft()), b = toPixel(point.box.bottomRight());
+        painter.drawRect(QRect(a, b).normalized());
+    }
+    const QPoint c = toPixel(point.position);
+    painter.drawLine(c.x() - kCheckPointArm, c.y() - kCheckPointArm, c.x() + kCheckPointArm, c.y() + kCheckPointArm);
+    painter.drawLine(c.x() - kCheckPointArm, c.y() + kCheckPointArm, c.x() + kCheckPointArm, c.y() - kCheckPointArm);
+    if (!point.text.isEmpty()) painter.drawText(c + QPoint(kCheckPointArm + 2, -kCheckPointArm), point.text);
+}
+
+void ViewWidget::draw_shape(QPainter* painter, const MeasurementShape& shape) {
+    if (shape.isEmpty()) return;
+    QVector<QPoint> pts;
+    for (const QPointF& p : shape.points) pts.append(toPixel(p));
+    painter->setPen(QPen(QColor(255, 255, 0), 1));
+    switch (shape.kind) {
+    case MeasurementShape::Line:
+    case MeasurementShape::Polyline:
+        for (int i = 1; i < pts.size(); ++i) painter->drawLine(pts[i - 1], pts[i]);
+        break;
+    case MeasurementShape::Box:
+        if (pts.size() >= 2) painter->drawRect(QRect(pts[0], pts[1]).normalized());
+        break;
+    case MeasurementShape::Circle:
+        if (pts.size() >= 2) {
+            const int r = truncToInt(QLineF(pts[0], pts[1]).length());
+            painter->drawEllipse(pts[0], r, r);
+        }
+        break;
+    default: break;
+    }
+    if (!shape.label.isEmpty()) painter->drawText(pts.last() + QPoint(4, -4), shape.label);
+}
+
+void ViewWidget::draw_arc(QPainter* painter, const QPointF& start, const QPointF& end, const QPointF& centre,
+                          int width, bool clockwise) {
+    QRectF rect;
+    double startAngle = 0, spanAngle = 0;
+    painter->setPen(QPen(QBrush(Qt::white), width, Qt::SolidLine, Qt::RoundCap));
+    arcGeometry(clockwise, start, end, centre, rect, startAngle, spanAngle);
+    painter->drawArc(rect, truncToInt(startAngle * kSixteenths), truncToInt(spanAngle * kSixteenths));
+}
+
+// The arc from start to end about centre in widget pixels (y down): the
+// bounding square of its circle and its angles in degrees, counter-clockwise
+// as the screen shows them. A closed arc is a full circle.
+void ViewWidget::arcGeometry(bool clockwise, const QPointF& start, const QPointF& end, const QPointF& centre,
+                             QRectF& rect, double& startAngle, double& spanAngle) {
+    const double r = QLineF(centre, start).length();
+    rect = QRectF(centre.x() - r, centre.y() - r, 2 * r, 2 * r);
+    startAngle = QLineF(centre, start).angle();
+    const double endAngle = QLineF(centre, end).angle();
+    // Board arcs are given with y up; on screen (y down) a board-clockwise arc
+    // turns counter-clockwise.
+    double span = clockwise ? endAngle - startAngle : startAngle - endAngle;
+    while (span <= 0) span += 360.0;
+    spanAngle = clockwise ? span : -span;
+}
+
+int ViewWidget::get_width_mode() { return UIAPI::getWidth(m_host); }
+
+void ViewWidget::Drawline_by_mode(QPainter& painter, int width, QLineF& line, Qt::PenCapStyle cap) {
+    drawline(painter, width, line, cap);
+}
+
+void ViewWidget::Drawarc_by_mode(QPainter& painter, const bool& clockwise, const QPointF& start, const QPointF& end,
+                                 const QPointF& centre, int width, QRectF& rect, double& startAngle, double& spanAngle) {
+    drawarc(painter, clockwise, start, end, centre, width, rect, startAngle, spanAngle);
+}
+
+// Width mode 1 draws centre lines only; otherwise the line has its width.
+void ViewWidget::drawline(QPainter& painter, int width, QLineF& line, Qt::PenCapStyle cap) {
+    QPen pen = painter.pen();
+    pen.setWidth(get_width_mode() == 1 ? 1 : width);
+    pen.setCapStyle(cap);
+    painter.setPen(pen);
+    painter.drawLine(line);
+}
+
+void ViewWidget::drawarc(QPainter& painter, bool clockwise, const QPointF& start, const QPointF& end,
+                         const QPointF& centre, int width, QRectF& rect, double& startAngle, double& spanAngle) {
+    arcGeometry(clockwise, start, end, centre, rect, startAngle, spanAngle);
+    QPen pen = painter.pen();
+    pen.setWidth(get_width_mode() == 1 ? 1 : width);
+    pen.setCapStyle(Qt::RoundCap);
+    painter.setPen(pen);
+    painter.drawArc(rect, truncToInt(startAngle * kSixteenths), truncToInt(spanAngle * kSixteenths));
+}
+
+void ViewWidget::draw_center(PluginMetaData msg) {
+    if (m_tool && m_tool->getType() == Graphic_ViewTool::POINT_TOOL) clear_current_cross_point();
+    // The point list travels as the payload: a std::vector of kernel points.
+    const auto* points = static_cast<const std::vector<API::point>*>(msg.payload);
+    if (!points || points->empty()) {
+        LOG(ERROR) << "draw_center: no point in the message; ignored";
+        return;
+    }
+    m_crossPoint = QPointF(points->front().x, points->front().y);
+}
+
+void ViewWidget::clear_current_cross_point() { m_crossPoint = QPointF(); }
+
+void ViewWidget::setEditShape(int slot, const EditShape& shape) {
+    if (slot < 0 || slot >= kEditShapeSlots) return;
+    m_editShapes[slot] = shape;
+    m_editShapeSet[slot] = true;
+}
+
+void ViewWidget::clearEditShapes() {
+    for (bool& set : m_editShapeSet) set = false;
+}
+
+}  // namespace GRAPHIC
+}  // namespace TOLVA

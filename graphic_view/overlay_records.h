@@ -1,0 +1,41 @@
+#pragma once
+// Records of the overlays that analysis and measurement fill and that the
+// paint pass draws over the board picture.
+#include <QColor>
+#include <QPointF>
+#include <QRectF>
+#include <QString>
+#include <QVector>
+
+namespace TOLVA {
+namespace GRAPHIC {
+
+// One check point of an analysis result.
+struct check_points {
+    int index = -1;        // position in its result list; -1 means none
+    QPointF position;      // board units
+    QRectF box;            // board units; empty for a plain point
+    QString text;
+    QColor color = QColor(255, 255, 0);
+};
+
+// One measurement drawn over the board.
+struct MeasurementShape {
+    enum Kind { None = 0, Line = 1, Box = 2, Circle = 3, Polyline = 4 };
+    int kind = None;
+    QVector<QPointF> points;  // board units
+    QString label;
+    bool isEmpty() const { return kind == None || points.isEmpty(); }
+};
+
+// One shape of the operation being edited or added, drawn dashed.
+struct EditShape {
+    enum Kind { Line = 1, TwoLines = 2, Box = 4, Arc = 8 };
+    int kind = Line;
+    QVector<QPointF> points;  // board units; an arc holds start, end, centre
+    double width = 0;         // board units
+    bool clockwise = false;
+};
+
+}  // namespace GRAPHIC
+}  // namespace TOLVA
