@@ -110,6 +110,17 @@ void BM_DrawAllLayersWholeBoard(benchmark::State& st) {
 }
 BENCHMARK(BM_DrawAllLayersWholeBoard)->Unit(benchmark::kMillisecond);
 
+// Each layer on its own at the whole-board view (argument: matrix row - 1).
+void BM_DrawEachLayerWholeBoard(benchmark::State& st) {
+    board();
+    zoomTo(1.0);
+    const std::string layer = API::get_matrix(kJob)[size_t(st.range(0))].name;
+    API::clear_canvas();
+    for (auto _ : st) API::draw_layer(kJob, kStep, layer, 0, 255, 0, 255);
+    st.SetLabel(layer);
+}
+BENCHMARK(BM_DrawEachLayerWholeBoard)->DenseRange(0, 9)->Unit(benchmark::kMillisecond);
+
 std::vector<API::point> centreBox(double fraction) {
     const API::reply_box& p = board().profile;
     double cx = 0.5 * (p.xmin + p.xmax), cy = 0.5 * (p.ymin + p.ymax);

@@ -33,7 +33,7 @@ Raster::Raster(uint32_t* pixels, int width, int height, const ViewBox& box)
     m_iy = 1.0 / m_sy;
 }
 
-void Raster::dot(double x, double y) { dotUV(std::floor(u(x)), std::floor(v(y))); }
+void Raster::dot(double x, double y) { dotAt(u(x), v(y)); }
 
 void Raster::disc(double cx, double cy, double r) {
     m_painted = false;
@@ -292,25 +292,27 @@ void Raster::arc(const ArcGeom& g, const Vec& s, const Vec& e, double r) {
 void Raster::hairline(double x0, double y0, double x1, double y1) {
     const double u0 = u(x0), v0 = v(y0), u1 = u(x1), v1 = v(y1);
     const double du = u1 - u0, dv = v1 - v0;
-    dotUV(std::floor(u0), std::floor(v0));
-    dotUV(std::floor(u1), std::floor(v1));
+    // Both end pixels, so that joined strokes stay joined.
+    dotAt(u0, v0);
+    dotAt(u1, v1);
+    // One pixel per column (or row) whose centre the segment spans.
     if (std::fabs(du) >= std::fabs(dv)) {
         if (du == 0) return;
-        double a = std::max(std::ceil(std::min(u0, u1) - 0.5), 0.0);
-        double b = std::min(std::floor(std::max(u0, u1) - 0.5), m_w - 1.0);
+        const int i0 = std::max(ceilInt(std::min(u0, u1) - 0.5), 0);
+        const int i1 = std::min(floorInt(std::max(u0, u1) - 0.5), m_w - 1);
+        if (i0 > i1) return;
         const double k = dv / du;
-        for (double i = a; i <= b; ++i) {
-            double pv = v0 + (i + 0.5 - u0) * k;
-            if (pv >= 0 && pv < m_h) m_pixels[static_cast<size_t>(pv) * m_w + static_cast<size_t>(i)] = m_colour;
-        }
+        double pv = v0 + (i0 + 0.5 - u0) * k;
+        for (int i = i0; i <= i1; ++i, pv += k)
+            if (pv >= 0 && pv < m_h) m_pixels[static_cast<size_t>(static_cast<int>(pv)) * m_w + i] = m_colour;
     } else {
-        double a = std::max(std::ceil(std::min(v0, v1) - 0.5), 0.0);
-        double b = std::min(std::floor(std::max(v0, v1) - 0.5), m_h - 1.0);
+        const int j0 = std::max(ceilInt(std::min(v0, v1) - 0.5), 0);
+        const int j1 = std::min(floorInt(std::max(v0, v1) - 0.5), m_h - 1);
+        if (j0 > j1) return;
         const double k = du / dv;
-        for (double j = a; j <= b; ++j) {
-            double pu = u0 + (j + 0.5 - v0) * k;
-            if (pu >= 0 && pu < m_w) m_pixels[static_cast<size_t>(j) * m_w + static_cast<size_t>(pu)] = m_colour;
-        }
+        double pu = u0 + (j0 + 0.5 - v0) * k;
+        for (int j = j0; j <= j1; ++j, pu += k)
+            if (pu >= 0 && pu < m_w) m_pixels[static_cast<size_t>(j) * m_w + static_cast<int>(pu)] = m_colour;
     }
 }
 

@@ -17,6 +17,19 @@
 namespace TOLVA {
 namespace KERNEL {
 
+// floor and ceil to int without a library call; arguments are clamped to
+// +-2^30 first (far outside any canvas).
+inline int floorInt(double x) {
+    x = std::max(-1073741824.0, std::min(1073741824.0, x));
+    int i = static_cast<int>(x);
+    return i - (x < i);
+}
+inline int ceilInt(double x) {
+    x = std::max(-1073741824.0, std::min(1073741824.0, x));
+    int i = static_cast<int>(x);
+    return i + (x > i);
+}
+
 class Raster {
 public:
     Raster(uint32_t* pixels, int width, int height, const ViewBox& box);
@@ -39,6 +52,11 @@ public:
         if (pu >= 0 && pv >= 0 && pu < m_w && pv < m_h)
             m_pixels[static_cast<size_t>(pv) * m_w + static_cast<size_t>(pu)] = m_colour;
     }
+    // The pixel that contains pixel-space position (pu, pv).
+    void dotAt(double pu, double pv) {
+        if (pu >= 0 && pv >= 0 && pu < m_w && pv < m_h)
+            m_pixels[static_cast<size_t>(static_cast<int>(pv)) * m_w + static_cast<int>(pu)] = m_colour;
+    }
 
     void disc(double cx, double cy, double r);
     void annulus(double cx, double cy, double outer, double inner);
@@ -60,21 +78,22 @@ public:
 private:
     // Rows whose centre lies within [ylo, yhi]; false when none is on the canvas.
     bool rows(double ylo, double yhi, int& j0, int& j1) const {
-        double a = std::ceil(v(yhi) - 0.5), b = std::floor(v(ylo) - 0.5);
+        int a = ceilInt(v(yhi) - 0.5), b = floorInt(v(ylo) - 0.5);
         if (a > m_h - 1 || b < 0 || a > b) return false;
-        j0 = static_cast<int>(std::max(a, 0.0));
-        j1 = static_cast<int>(std::min(b, m_h - 1.0));
+        j0 = std::max(a, 0);
+        j1 = std::min(b, m_h - 1);
         return true;
     }
     double rowY(int j) const { return m_y1 - (j + 0.5) * m_sy; }
     // Paints the pixels of row j whose centres have board x in [xl, xr].
     void span(int j, double xl, double xr) { spanU(j, u(xl), u(xr)); }
     void spanU(int j, double ul, double ur) {
-        double a = std::ceil(ul - 0.5), b = std::floor(ur - 0.5);
+        int a = ceilInt(ul - 0.5), b = floorInt(ur - 0.5);
         if (a > m_w - 1 || b < 0 || a > b) return;
-        int i0 = static_cast<int>(std::max(a, 0.0));
-        int i1 = static_cast<int>(std::min(b, m_w - 1.0));
-        std::fill_n(m_pixels + static_cast<size_t>(j) * m_w + i0, i1 - i0 + 1, m_colour);
+        int i0 = std::max(a, 0);
+        int i1 = std::min(b, m_w - 1);
+        uint32_t* p = m_pixels + static_cast<size_t>(j) * m_w;
+        for (int i = i0; i <= i1; ++i) p[i] = m_colour;
         m_painted = true;
     }
 
