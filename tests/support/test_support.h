@@ -1,0 +1,93 @@
+#pragma once
+// Helpers shared by the view's tests: log capture, message recording through
+// the real plug-in manager, answering message boxes, and small kernel jobs.
+#include <glog/logging.h>
+
+#include <QMessageBox>
+#include <QString>
+#include <QStringList>
+#include <deque>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "PluginMetaData.h"
+#include "core/prompt.h"
+
+namespace testsupport {
+
+// Collects every log line written while it lives.
+class LogCapture : public google::LogSink {
+public:
+    struct Line {
+        google::LogSeverity severity;
+        std::string file;
+        int line;
+        std::string text;
+    };
+    LogCapture();
+    ~LogCapture() override;
+    void send(google::LogSeverity severity, const char* full_filename, const char* base_filename, int line,
+              const struct ::tm* tm_time, const char* message, size_t message_len) override;
+    std::vector<Line> lines() const;
+    int count(google::LogSeverity severity, const std::string& containing = std::string()) const;
+    bool contains(const std::string& text) const;
+    void clear();
+
+private:
+    mutable std::mutex m_mutex;
+    std::vector<Line> m_lines;
+};
+
+// Records every message the plug-in manager carries while it lives.
+class MessageRecorder {
+public:
+    struct Entry {
+        QString route;  // "plugin", "framework" or "job"
+        PluginMetaData msg;
+        bool payloadWasNull;
+    };
+    MessageRecorder();
+    ~MessageRecorder();
+    const std::vector<Entry>& entries() const { return m_entries; }
+    std::vector<PluginMetaData> withCode(qint32 code) const;
+    std::vector<PluginMetaData> to(const QString& receiver) const;
+    QList<qint32> codes() const;
+    void clear() { m_entries.clear(); }
+
+private:
+    int m_id;
+    std::vector<Entry> m_entries;
+};
+
+// Answers every message box: the queued answers in order, then `fallback`.
+class PromptRecorder {
+public:
+    explicit PromptRecorder(QMessageBox::StandardButton fallback = QMessageBox::Ok);
+    ~PromptRecorder();
+    void queue(QMessageBox::StandardButton answer) { m_answers.push_back(answer); }
+    const std::vector<TOLVA::GRAPHIC::prompt::Request>& requests() const { return m_requests; }
+    QStringList texts() const;
+    void clear() { m_requests.clear(); }
+
+private:
+    QMessageBox::StandardButton m_fallback;
+    std::deque<QMessageBox::StandardButton> m_answers;
+    std::vector<TOLVA::GRAPHIC::prompt::Request> m_requests;
+    TOLVA::GRAPHIC::prompt::Responder m_previous;
+};
+
+// A small job in the kernel: one step "pcb", a rectangular profile and the
+// given board layers (signal type), removed again at the end.
+class ScopedJob {
+public:
+    ScopedJob(const std::string& name, double width, double height, const std::vector<std::string>& layers);
+    ~ScopedJob();
+    const std::string& name() const { return m_name; }
+    static constexpr const char* kStep = "pcb";
+
+private:
+    std::string m_name;
+};
+
+}  // namespace testsupport
