@@ -10,8 +10,10 @@
 using namespace TOLVA::GRAPHIC;
 
 namespace {
+// A new file name each time: QSettings caches what it read per file.
 QString writeIni(const QTemporaryDir& dir, const QByteArray& text) {
-    const QString path = dir.filePath(QStringLiteral("tvconfig.ini"));
+    static int serial = 0;
+    const QString path = dir.filePath(QStringLiteral("tvconfig%1.ini").arg(++serial));
     QFile f(path);
     f.open(QIODevice::WriteOnly);
     f.write(text);
