@@ -25,6 +25,14 @@ TokenWriter& TokenWriter::integer(long long v) {
 
 TokenWriter& TokenWriter::number(double v) {
     sep();
+    if (std::isnan(v)) {
+        m_out += "nan";
+        return *this;
+    }
+    if (std::isinf(v)) {
+        m_out += v > 0 ? "inf" : "-inf";
+        return *this;
+    }
     if (v == 0) v = 0;  // no "-0"
     char buf[64];
     auto r = std::to_chars(buf, buf + sizeof buf, v);
@@ -107,6 +115,16 @@ double TokenReader::number() {
     if (r.ec != std::errc() || r.ptr != t.data() + t.size() || !std::isfinite(v))
         fail("'" + t + "' is not a finite number");
     return v;
+}
+
+double TokenReader::anyNumber() {
+    size_t save = m_pos;
+    std::string t = rawToken("a number");
+    if (t == "nan") return std::numeric_limits<double>::quiet_NaN();
+    if (t == "inf") return std::numeric_limits<double>::infinity();
+    if (t == "-inf") return -std::numeric_limits<double>::infinity();
+    m_pos = save;
+    return number();
 }
 
 bool TokenReader::boolean() {

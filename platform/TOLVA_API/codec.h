@@ -35,6 +35,9 @@ public:
     long long integer();
     int int32();
     double number();
+    // A number that may also be "nan", "inf" or "-inf" (journal arguments
+    // are recorded as given, valid or not).
+    double anyNumber();
     std::string quoted();
     bool boolean();  // 0 or 1
     void expectWord(const char* w);

@@ -210,6 +210,11 @@ void AddFeature(const str& job, const str& step, const str_list& layers,
         pending.push_back(std::move(p));
     }
     storeFeatures(j, s, pending, select_new);
+    if (select_new) {
+        std::map<std::string, int> counts;
+        for (const PendingLayer& p : pending) counts[j.layers[p.layer].row.name] = 1;
+        journalSelectAdded(job, step, counts);
+    }
 }
 
 void AddFeatures(const str& job, const str& step, const str_list& layers,
@@ -278,6 +283,7 @@ bool undo_last_edit(const str& job) {
     KERNEL_LOCK;
     Job& j = findJob(job);
     if (j.undo.empty()) return false;
+    journalUndo(job);
     UndoRecord u = std::move(j.undo.back());
     j.undo.pop_back();
     switch (u.kind) {

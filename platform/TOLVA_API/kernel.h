@@ -216,6 +216,12 @@ API::featureInfo makeInfo(const Job& job, const LayerDef& def, const LayerData& 
                           uint32_t index);
 std::string featureRecord(const LayerData& data, const Feature& f);
 
+// Journal lines the kernel adds itself while the save flag is on: the
+// selection of features just added with select_new, and an undo.
+void journalSelectAdded(const std::string& job, const std::string& step,
+                        const std::map<std::string, int>& counts);
+void journalUndo(const std::string& job);
+
 // Rebuilds or refreshes the layer's spatial index before a query.
 void ensureIndex(const LayerDef& def, LayerData& data);
 

@@ -1,0 +1,239 @@
+// Saving and loading jobs (format in FORMATS.md).
+#include <filesystem>
+#include <fstream>
+
+#include "TOLVA_Job.h"
+#include "codec.h"
+#include "kernel.h"
+#include "records.h"
+
+namespace TOLVA {
+namespace KERNEL {
+
+void insertLayer(Job& job, const API::matrix_info& row, size_t position);
+void validateRow(const API::matrix_info& row);
+
+namespace {
+
+constexpr const char* kJobFile = "job.tolva";
+constexpr const char* kMagic = "tolva-job";
+constexpr int kVersion = 1;
+
+void writeJob(const Job& j, std::ostream& out) {
+    out << kMagic << ' ' << kVersion << '\n';
+    out << TokenWriter().word("job").quoted(j.name).text() << '\n';
+    for (const LayerDef& l : j.layers) {
+        out << TokenWriter().word("layer").quoted(l.row.name).word(l.row.context).word(l.row.type)
+                   .word(l.row.polarity).text()
+            << '\n';
+    }
+    for (const LayerDef& l : j.layers)
+        for (const Symbol& s : l.symbols)
+            out << TokenWriter().word("symbol").quoted(l.row.name).quoted(s.name).text() << '\n';
+    for (size_t i = 1; i < j.attrs.sets.size(); ++i) {
+        TokenWriter w;
+        w.word("attrs").integer(static_cast<long long>(i)).integer(static_cast<long long>(j.attrs.sets[i].size()));
+        for (const auto& kv : j.attrs.sets[i]) w.quoted(kv.first).quoted(kv.second);
+        out << w.text() << '\n';
+    }
+    for (const Step& s : j.steps) {
+        out << TokenWriter().word("step").quoted(s.name).text() << '\n';
+        TokenWriter p;
+        p.word("profile").integer(static_cast<long long>(s.profile.size()));
+        for (const API::lPoint& v : s.profile) p.number(v.x).number(v.y);
+        out << p.text() << '\n';
+        for (size_t l = 0; l < j.layers.size(); ++l) {
+            const LayerData& d = s.layers[l];
+            out << TokenWriter().word("features").quoted(j.layers[l].row.name)
+                       .integer(static_cast<long long>(d.features.size())).text()
+                << '\n';
+            for (const Feature& f : d.features) out << "F " << f.attrs << ' ' << featureRecord(d, f) << '\n';
+            for (const Note& n : d.notes)
+                out << TokenWriter().word("note").quoted(j.layers[l].row.name).number(n.x).number(n.y)
+                           .quoted(n.text).text()
+                    << '\n';
+        }
+    }
+    out << "end\n";
+}
+
+class JobReader {
+public:
+    explicit JobReader(const std::string& file) : m_file(file) {}
+
+    std::unique_ptr<Job> read(std::istream& in) {
+        auto job = std::make_unique<Job>();
+        std::string line;
+        bool ended = false;
+        Step* step = nullptr;
+        long layer = -1;
+        long remaining = 0;
+        std::map<long long, uint32_t> attrIndex{{0, 0}};
+        while (std::getline(in, line)) {
+            ++m_line;
+            if (!line.empty() && line.back() == '\r') line.pop_back();
+            try {
+                if (ended) fail("text after 'end'");
+                if (m_line == 1) {
+                    TokenReader r(line);
+                    r.expectWord(kMagic);
+                    if (r.integer() != kVersion) fail("unsupported format version");
+                    r.expectEnd();
+                    continue;
+                }
+                if (line.empty()) continue;
+                if (line.compare(0, 2, "F ") == 0) {
+                    if (!step || layer < 0 || remaining <= 0) fail("feature outside a features section");
+                    TokenReader r(line);
+                    r.word();
+                    long long a = r.integer();
+                    auto it = attrIndex.find(a);
+                    if (it == attrIndex.end()) fail("unknown attribute set " + std::to_string(a));
+                    std::string record = line.substr(r.position());
+                    record.erase(0, record.find_first_not_of(' '));
+                    ParsedFeature p = parseRecord(record);
+                    const LayerDef& def = job->layers[static_cast<size_t>(layer)];
+                    checkSymbol(def, p, def.row.name);
+                    appendFeature(step->layers[static_cast<size_t>(layer)], p, it->second);
+                    --remaining;
+                    continue;
+                }
+                if (remaining > 0) fail("the features section ends early");
+                TokenReader r(line);
+                std::string key = r.word();
+                if (key == "job") {
+                    job->name = r.quoted();
+                } else if (key == "layer") {
+                    if (!job->steps.empty()) fail("layer after the first step");
+                    API::matrix_info row;
+                    row.name = r.quoted();
+                    row.context = r.word();
+                    row.type = r.word();
+                    row.polarity = r.word();
+                    validateRow(row);
+                    if (layerPosition(*job, row.name) >= 0) fail("layer '" + row.name + "' twice");
+                    insertLayer(*job, row, job->layers.size());
+                } else if (key == "symbol") {
+                    LayerDef& def = job->layers[findLayerIndex(*job, r.quoted())];
+                    std::string name = r.quoted();
+                    if (def.symbolIndex.count(name)) fail("symbol '" + name + "' twice");
+                    def.symbolIndex.emplace(name, static_cast<int>(def.symbols.size()));
+                    def.symbols.push_back(parseSymbol(name));
+                } else if (key == "attrs") {
+                    long long index = r.integer();
+                    long long n = r.integer();
+                    if (n < 0 || n > 100000) fail("attribute count out of range");
+                    API::attr_map m;
+                    for (long long i = 0; i < n; ++i) {
+                        std::string k = r.quoted();
+                        m[k] = r.quoted();
+                    }
+                    attrIndex[index] = job->attrs.intern(m);
+                } else if (key == "step") {
+                    API::str name = r.quoted();
+                    for (const Step& s : job->steps)
+                        if (s.name == name) fail("step '" + name + "' twice");
+                    Step s;
+                    s.name = name;
+                    s.layers.resize(job->layers.size());
+                    job->steps.push_back(std::move(s));
+                    step = &job->steps.back();
+                    layer = -1;
+                } else if (key == "profile") {
+                    if (!step) fail("profile outside a step");
+                    long long n = r.integer();
+                    if (n < 0 || n > 10000000) fail("profile size out of range");
+                    step->profile.clear();
+                    for (long long i = 0; i < n; ++i) {
+                        API::lPoint p;
+                        p.x = r.number();
+                        p.y = r.number();
+                        step->profile.push_back(p);
+                    }
+                } else if (key == "features") {
+                    if (!step) fail("features outside a step");
+                    layer = static_cast<long>(findLayerIndex(*job, r.quoted()));
+                    long long n = r.integer();
+                    if (n < 0 || n > 0x7fffffff) fail("feature count out of range");
+                    remaining = static_cast<long>(n);
+                    step->layers[static_cast<size_t>(layer)].features.reserve(static_cast<size_t>(n));
+                } else if (key == "note") {
+                    if (!step) fail("note outside a step");
+                    size_t l = findLayerIndex(*job, r.quoted());
+                    Note n;
+                    n.x = r.number();
+                    n.y = r.number();
+                    n.text = r.quoted();
+                    step->layers[l].notes.push_back(n);
+                } else if (key == "end") {
+                    ended = true;
+                } else {
+                    fail("unknown entry '" + key + "'");
+                }
+                r.expectEnd();
+            } catch (const KernelText& e) {
+                fail(m_file + ":" + std::to_string(m_line) + ": " + e);
+            }
+        }
+        if (m_line == 0) fail(m_file + ":1: empty file");
+        if (!ended || remaining > 0)
+            fail(m_file + ":" + std::to_string(m_line + 1) + ": the file is truncated (no 'end')");
+        if (job->name.empty()) fail(m_file + ": no job name");
+        return job;
+    }
+
+private:
+    std::string m_file;
+    size_t m_line = 0;
+};
+
+}  // namespace
+}  // namespace KERNEL
+
+namespace JOB {
+
+using namespace KERNEL;
+namespace fs = std::filesystem;
+
+void save_job(const str& job, const str& directory) {
+    KERNEL_LOCK;
+    Job& j = findJob(job);
+    if (directory.empty()) fail("empty directory name");
+    std::error_code ec;
+    fs::create_directories(directory, ec);
+    if (ec) fail("cannot create the directory '" + directory + "': " + ec.message());
+    const fs::path target = fs::path(directory) / kJobFile;
+    const fs::path temp = fs::path(directory) / (std::string(kJobFile) + ".tmp");
+    {
+        std::ofstream out(temp, std::ios::binary | std::ios::trunc);
+        if (!out) fail("cannot write '" + temp.string() + "'");
+        writeJob(j, out);
+        out.flush();
+        if (!out) {
+            out.close();
+            fs::remove(temp, ec);
+            fail("cannot write '" + temp.string() + "'");
+        }
+    }
+    fs::rename(temp, target, ec);
+    if (ec) {
+        fs::remove(temp, ec);
+        fail("cannot rename '" + temp.string() + "' to '" + target.string() + "'");
+    }
+    j.directory = directory;
+}
+
+str load_job(const str& directory) {
+    KERNEL_LOCK;
+    const std::string file = (fs::path(directory) / kJobFile).string();
+    std::ifstream in(file, std::ios::binary);
+    if (!in) fail(file + ": cannot open the saved job");
+    std::unique_ptr<Job> job = JobReader(file).read(in);
+    job->directory = directory;
+    std::string name = job->name;
+    state().jobs[name] = std::move(job);  // replaces a loaded job of that name
+    return name;
+}
+
+}  // namespace JOB
+}  // namespace TOLVA
