@@ -1,0 +1,449 @@
+// Every code of the dispatcher reaches its operation; codes between listed
+// codes change nothing; flag codes read their bool through the payload.
+// Messages go through the exported recMsgFromManager of the real plug-in.
+#include <gtest/gtest.h>
+
+#include <QSignalSpy>
+#include <cmath>
+#include <map>
+#include <set>
+
+#include "PluginNames.h"
+#include "QTpluginsManger4CAM.h"
+#include "TOLVA_API.h"
+#include "UIAPICommon.h"
+#include "Widget_Common.h"
+#include "graphic_view/graphic_view.h"
+#include "test_support.h"
+
+using namespace TOLVA::GRAPHIC;
+using testsupport::LogCapture;
+using testsupport::MessageRecorder;
+using testsupport::PromptRecorder;
+using testsupport::ScopedJob;
+
+namespace {
+
+// The operation each code reaches, grouped by operation.
+struct Expected {
+    const char* operation;
+    std::vector<std::pair<qint32, qint32>> ranges;
+};
+const std::vector<Expected>& expectedRoutes() {
+    static const std::vector<Expected> table = {
+        {"draw_use_symbol", {{50, 50}}},
+        {"set_symbol_attributes", {{51, 51}}},
+        {"draw_use_symbol_line", {{52, 52}}},
+        {"show_contour_fill_parameters", {{53, 53}}},
+        {"get_selected_layers", {{54, 54}}},
+        {"get_clayer", {{55, 58}}},
+        {"doSignalBoxSelect", {{10000102, 10000102}, {20000061, 20000064}, {20000202, 20000205}, {20000215, 20000215},
+                               {20000223, 20000224}, {20000227, 20000229}, {20000236, 20000236}, {20000242, 20000245},
+                               {20002000, 20002001}, {20004801, 20004801}}},
+        {"doRotate", {{10000302, 10000302}}},
+        {"option flag 1", {{10000506, 10000506}}},
+        {"option flag 2", {{10000510, 10000511}, {10000513, 10000514}}},
+        {"option flag 3", {{10000519, 10000519}}},
+        {"option flag 4", {{10000520, 10000520}}},
+        {"redoZoomin", {{20000009, 20000009}}},
+        {"change_current_snap_mode", {{20000050, 20000058}}},
+        {"get_archor_signal", {{20000059, 20000059}, {20001405, 20001412}, {20001419, 20001419}, {20002838, 20002838},
+                               {20004202, 20004202}}},
+        {"zoomIn_search_feature", {{20000065, 20000065}}},
+        {"diSignalBoxDelete", {{20000206, 20000206}}},
+        {"doMoveAndCopySelect", {{20000207, 20000210}}},
+        {"doLineEditSelect", {{20000211, 20000213}, {20000216, 20000216}, {20000237, 20000240}, {20001404, 20001404}}},
+        {"doPullFeatureSelect", {{20000219, 20000222}, {20000249, 20000250}, {20000260, 20000260}, {20004203, 20004204}}},
+        {"doOpenPopView", {{20000225, 20000225}}},
+        {"doMeasureSelect", {{20000230, 20000234}}},
+        {"do_buffer_tool_change", {{20000241, 20000241}, {20001416, 20001417}}},
+        {"change_SR_Edit_tool", {{20000254, 20000254}, {20000256, 20000256}, {20000259, 20000259}, {20000267, 20000267}}},
+        {"change_Notes_tool", {{20000263, 20000263}}},
+        {"note_zoom_to_box", {{20000264, 20000264}}},
+        {"change_layer_draw_note", {{20000265, 20000265}}},
+        {"do_mark", {{20000266, 20000266}}},
+        {"show_marksetting", {{20000268, 20000268}}},
+        {"display flag on", {{20000405, 20000405}}},
+        {"display flag off", {{20000406, 20000406}}},
+        {"showNetAnalyzeResult", {{20000410, 20000410}}},
+        {"draw", {{20000417, 20000417}}},
+        {"clear status flag", {{20000422, 20000422}}},
+        {"eq_zoomIn_special_points", {{20001012, 20001012}}},
+        {"get_offset", {{20001402, 20001403}}},
+        {"edit_coordinate_setting", {{20001413, 20001415}}},
+        {"change_step_repeat_tool", {{20001418, 20001418}}},
+        {"change_SRselect_tool", {{20001420, 20001421}, {20001425, 20001425}}},
+        {"repeat_selected_features", {{20001605, 20001605}}},
+        {"GraphicEditorUndo", {{20001618, 20001618}}},
+        {"relay to the job list", {{20001630, 20001630}}},
+        {"setJobAndStep", {{20001637, 20001637}}},
+        {"snap mode 7", {{20001647, 20001647}}},
+        {"snap mode 2", {{20001649, 20001649}}},
+        {"snap mode 3", {{20001650, 20001650}}},
+        {"snap mode 1", {{20001651, 20001651}}},
+        {"snap mode 4", {{20001652, 20001652}}},
+        {"snap mode 0", {{20001653, 20001653}}},
+        {"snap mode 5", {{20001654, 20001654}}},
+        {"snap mode 6", {{20001676, 20001676}}},
+        {"get_Mouse_rect", {{20001656, 20001656}}},
+        {"sent_Mouse_Point", {{20001664, 20001664}, {20001670, 20001670}}},
+        {"get_coordinate_data", {{20001665, 20001665}, {20003201, 20003201}}},
+        {"draw_center", {{20001822, 20001822}}},
+        {"refresh_layer_compare_show", {{20001825, 20001825}}},
+        {"unselect_clip_area", {{20002002, 20002002}}},
+        {"change_unit", {{20002200, 20002200}}},
+        {"setText", {{20002201, 20002201}}},
+        {"get_analyze_data", {{20002801, 20002808}, {20002811, 20002816}, {20002818, 20002818}, {20002825, 20002826},
+                              {20002829, 20002830}, {20002832, 20002836}, {20002840, 20002841}}},
+        {"clear_result_viewer_painter", {{20002810, 20002810}, {20002831, 20002831}}},
+        {"get_DFM_data", {{20002817, 20002817}, {20002819, 20002820}, {20002822, 20002823}, {20002843, 20002844}}},
+        {"on_enter_pressed", {{20003202, 20003202}}},
+        {"get_coordinate_effect_layers", {{20003204, 20003204}}},
+        {"create_rout_chain", {{20003901, 20003901}}},
+        {"get_rout_selectorder", {{20003902, 20003903}}},
+        {"do_drawchain", {{20003905, 20003905}}},
+        {"change_to_last_tool", {{20003906, 20003906}}},
+        {"get_addchain_vector", {{20003908, 20003908}}},
+        {"do_compensate", {{20003910, 20003910}}},
+        {"doDeletePopView", {{20003950, 20003950}}},
+        {"setResizeHoleTmpData", {{20004205, 20004205}}},
+        {"TVDI mode and tool", {{20004401, 20004401}}},
+        {"TVDI mode", {{20004402, 20004402}}},
+    };
+    return table;
+}
+
+std::map<qint32, std::string> expectedByCode() {
+    std::map<qint32, std::string> byCode;
+    for (const Expected& e : expectedRoutes())
+        for (const auto& r : e.ranges)
+            for (qint32 c = r.first; c <= r.second; ++c) byCode[c] = e.operation;
+    return byCode;
+}
+
+// The operations that do not exist yet and say so in the log.
+const std::set<std::string> kNotYet = {
+    "set_symbol_attributes", "draw_use_symbol_line", "show_contour_fill_parameters", "get_archor_signal",
+    "zoomIn_search_feature", "showNetAnalyzeResult", "eq_zoomIn_special_points", "get_offset",
+    "edit_coordinate_setting", "repeat_selected_features", "get_Mouse_rect", "sent_Mouse_Point",
+    "get_coordinate_data", "refresh_layer_compare_show", "get_analyze_data", "get_DFM_data", "on_enter_pressed",
+    "get_coordinate_effect_layers", "create_rout_chain", "get_rout_selectorder", "do_drawchain",
+    "get_addchain_vector", "do_compensate", "setResizeHoleTmpData"};
+
+void deliver(ViewWidget* view, PluginMetaData msg) { recMsgFromManager(view, &msg); }
+
+PluginMetaData message(qint32 code) { return PluginMetaData(PluginNames::JobList, PluginNames::GraphicView, code); }
+
+class Dispatcher : public ::testing::Test {
+protected:
+    void SetUp() override {
+        view = static_cast<ViewWidget*>(GetViewInstance(&host));
+        ASSERT_NE(view, nullptr);
+        view->resize(400, 300);
+    }
+    void TearDown() override { delete view; }
+    QWidget host;
+    ViewWidget* view = nullptr;
+    PromptRecorder prompts;
+};
+
+}  // namespace
+
+TEST(DispatcherTable, IsSortedAndWithoutOverlaps) { EXPECT_TRUE(ViewWidget::messageRoutes().isWellFormed()); }
+
+TEST(DispatcherTable, EveryListedCodeReachesItsOperationAndNothingElseIsRouted) {
+    const std::map<qint32, std::string> expected = expectedByCode();
+    const auto routes = ViewWidget::messageRoutes();
+    for (const auto& e : expected) {
+        const ViewRoute* route = routes.find(e.first);
+        ASSERT_NE(route, nullptr) << e.first;
+        EXPECT_EQ(route->name, e.second) << e.first;
+    }
+    std::size_t routed = 0;
+    for (const ViewRoute& r : routes) routed += r.last - r.first + 1;
+    EXPECT_EQ(routed, expected.size());
+}
+
+TEST_F(Dispatcher, OperationsNotBuiltYetSayRatherThanDrop) {
+    for (const auto& e : expectedByCode()) {
+        if (!kNotYet.count(e.second)) continue;
+        LogCapture logs;
+        deliver(view, message(e.first));
+        EXPECT_TRUE(logs.contains(e.second + " is not available yet")) << e.first;
+    }
+}
+
+TEST_F(Dispatcher, NeighboursOfListedCodesChangeNothing) {
+    static constexpr qint32 kNeighbours[] = {49, 59, 10000101, 10000103, 10000512, 10000521, 20000060, 20000066,
+                                             20000214, 20000226, 20000235, 20000411, 20001602, 20001648, 20001655,
+                                             20002809, 20003907, 20004403, 20004800, 20004802};
+    const auto routes = ViewWidget::messageRoutes();
+    MessageRecorder messages;
+    LogCapture logs;
+    Graphic_ViewTool* tool = view->currentTool();
+    const double scale = view->scale();
+    for (qint32 code : kNeighbours) {
+        EXPECT_EQ(routes.find(code), nullptr) << code;
+        bool on = true;
+        PluginMetaData msg = message(code);
+        msg.payload = &on;
+        deliver(view, msg);
+    }
+    EXPECT_TRUE(messages.entries().empty());
+    EXPECT_TRUE(logs.lines().empty());
+    EXPECT_EQ(view->currentTool(), tool);
+    EXPECT_EQ(view->scale(), scale);
+    EXPECT_EQ(view->lastToolMessage().msgType, -1);
+    for (int i = 1; i <= 4; ++i) EXPECT_FALSE(view->optionFlag(i));
+}
+
+TEST_F(Dispatcher, OptionFlagsFollowTheBoolAtPayload) {
+    struct Case { qint32 code; int flag; };
+    static constexpr Case cases[] = {{10000506, 1}, {10000510, 2}, {10000511, 2}, {10000513, 2}, {10000514, 2},
+                                     {10000519, 3}, {10000520, 4}};
+    for (const Case& c : cases) {
+        bool value = true;
+        PluginMetaData msg = message(c.code);
+        msg.payload = &value;
+        deliver(view, msg);
+        EXPECT_TRUE(view->optionFlag(c.flag)) << c.code;
+        value = false;
+        deliver(view, msg);
+        EXPECT_FALSE(view->optionFlag(c.flag)) << c.code;
+    }
+}
+
+TEST_F(Dispatcher, NullPayloadIsOneErrorLineAndNoChange) {
+    bool on = true;
+    PluginMetaData msg = message(10000506);
+    msg.payload = &on;
+    deliver(view, msg);
+    LogCapture logs;
+    msg.payload = nullptr;
+    deliver(view, msg);
+    EXPECT_EQ(logs.count(google::GLOG_ERROR), 1);
+    EXPECT_TRUE(view->optionFlag(1));
+}
+
+TEST_F(Dispatcher, DisplayTvdiAndStatusFlags) {
+    deliver(view, message(20000405));
+    EXPECT_TRUE(view->displayFlag());
+    deliver(view, message(20000406));
+    EXPECT_FALSE(view->displayFlag());
+    deliver(view, message(20004402));
+    EXPECT_TRUE(view->tvdiMode());
+    EXPECT_EQ(view->currentTool()->getType(), Graphic_ViewTool::NORMAL_TOOL);
+    deliver(view, message(20004402));
+    EXPECT_FALSE(view->tvdiMode());
+    deliver(view, message(20000422));
+    EXPECT_FALSE(view->statusFlag(1));
+}
+
+TEST_F(Dispatcher, SnapCodesStoreTheirModeHereAndInTheSharedState) {
+    struct Case { qint32 code; int mode; };
+    static constexpr Case cases[] = {{20001647, 7}, {20001649, 2}, {20001650, 3}, {20001651, 1}, {20001652, 4},
+                                     {20001653, 0}, {20001654, 5}, {20001676, 6}, {20000050, 0}, {20000053, 3},
+                                     {20000057, 7}, {20000058, 7}};
+    for (const Case& c : cases) {
+        deliver(view, message(c.code));
+        EXPECT_EQ(view->currentSnapMode(), c.mode) << c.code;
+        EXPECT_EQ(TOLVA::UIAPI::getSnapMode(&host), c.mode) << c.code;
+    }
+}
+
+TEST_F(Dispatcher, RelayGoesToTheJobListAsANewMessage) {
+    MessageRecorder messages;
+    PluginMetaData msg = message(20001630);
+    msg.data.insert(QStringLiteral("secret"), 1);
+    deliver(view, msg);
+    const auto relayed = messages.withCode(20001630);
+    ASSERT_EQ(relayed.size(), 1u);
+    EXPECT_EQ(relayed[0].sender, PluginNames::GraphicView);
+    EXPECT_EQ(relayed[0].receiver, PluginNames::JobList);
+    EXPECT_TRUE(relayed[0].data.isEmpty());
+}
+
+TEST_F(Dispatcher, ClayerCodesSetLayersAndReferenceCodeAnswersTwice) {
+    ScopedJob job("dispatch_job", 1e6, 1e6, {"top", "bot"});
+    PluginMetaData bind = message(20001637);
+    bind.data = {{QStringLiteral("JobName"), "dispatch_job"}, {QStringLiteral("Step"), "pcb"}};
+    deliver(view, bind);
+
+    PluginMetaData work = message(55);
+    work.data.insert(QStringLiteral("clayer"), QStringLiteral("top"));
+    deliver(view, work);
+    EXPECT_EQ(view->work_layer, "top");
+
+    MessageRecorder messages;
+    PluginMetaData ref = message(58);
+    ref.data = {{QStringLiteral("RefJobName"), "other"}, {QStringLiteral("RefStepName"), "panel"},
+                {QStringLiteral("RefLayerList"), QStringList{"l1", "l2"}}};
+    deliver(view, ref);
+    const auto refs = TOLVA::UIAPI::getReferenceLayerInfo("dispatch_job", "pcb");
+    ASSERT_EQ(refs.size(), 2u);
+    EXPECT_EQ(refs[1].job, "other");
+    EXPECT_EQ(refs[1].layer, "l2");
+    ASSERT_EQ(messages.withCode(20001701).size(), 1u);
+    EXPECT_EQ(messages.withCode(20001701)[0].receiver, PluginNames::JobList);
+    ASSERT_EQ(messages.withCode(20001702).size(), 1u);
+    const PluginMetaData actions = messages.withCode(20001702)[0];
+    EXPECT_EQ(actions.receiver, PluginNames::MenuBarActions);
+    EXPECT_EQ(actions.data.value("JobName").toString(), "other");
+    EXPECT_EQ(actions.data.value("StepName").toString(), "panel");
+    TOLVA::UIAPI::setReferenceLayerInfo("dispatch_job", "pcb", {});
+}
+
+TEST_F(Dispatcher, ToolRequestsAreRememberedAndOpenTheirTool) {
+    struct Case { qint32 code; int type; };
+    static constexpr Case cases[] = {{20000203, 1}, {20000206, 2}, {20000208, 8}, {20000211, 9}, {20000219, 13},
+                                     {20000225, 5}, {20000230, 3}, {20000266, 38}, {50, 30}};
+    for (const Case& c : cases) {
+        deliver(view, message(0));  // nothing
+        view->changeTool(Graphic_ViewTool::NORMAL_TOOL);
+        deliver(view, message(c.code));
+        EXPECT_EQ(view->currentTool()->getType(), c.type) << c.code;
+        EXPECT_EQ(view->lastToolMessage().msgType, c.code);
+    }
+    // Requests that open no tool leave the remembered one alone.
+    deliver(view, message(20000405));
+    EXPECT_EQ(view->lastToolMessage().msgType, 50);
+}
+
+TEST_F(Dispatcher, UndoCodeEmitsTheUndoSignal) {
+    QSignalSpy spy(view, &ViewWidget::GraphicEditorUndo);
+    deliver(view, message(20001618));
+    EXPECT_EQ(spy.count(), 1);
+}
+
+TEST_F(Dispatcher, UnitCodeFollowsTheSharedUnit) {
+    EXPECT_EQ(view->unitText(), "Inch");
+    EXPECT_FALSE(view->Is_current_Unit_MM());
+    QSignalSpy spy(view, &ViewWidget::changeUnit);
+    TOLVA::UIAPI::setUnitString("MM");
+    deliver(view, message(20002200));
+    EXPECT_EQ(view->unitText(), "MM");
+    EXPECT_TRUE(view->Is_current_Unit_MM());
+    EXPECT_EQ(spy.count(), 1);
+    TOLVA::UIAPI::setUnitString("mm");
+    deliver(view, message(20002200));
+    EXPECT_TRUE(view->Is_current_Unit_MM());
+    TOLVA::UIAPI::setUnitString("Inch");
+    deliver(view, message(20002200));
+    EXPECT_FALSE(view->Is_current_Unit_MM());
+}
+
+TEST_F(Dispatcher, SetTextBeforeTheMenuExistsChangesNothing) {
+    deliver(view, message(20002201));
+    EXPECT_EQ(view->contextMenu(), nullptr);
+}
+
+TEST_F(Dispatcher, MarkSettingIsCreatedOnceAndFollowsTheUnit) {
+    deliver(view, message(20000268));
+    deliver(view, message(20000268));
+    const auto dialogs = host.findChildren<Widget_MarkSetting*>();
+    ASSERT_EQ(dialogs.size(), 1);
+    EXPECT_TRUE(dialogs[0]->isVisible());
+    TOLVA::UIAPI::setUnitString("MM");
+    deliver(view, message(20002200));
+    EXPECT_EQ(dialogs[0]->unitChanges(), 1);
+    EXPECT_EQ(dialogs[0]->unitText(), "MM");
+    TOLVA::UIAPI::setUnitString("Inch");
+}
+
+TEST_F(Dispatcher, DrawCenterTakesTheFirstPointOfTheList) {
+    std::vector<TOLVA::API::point> points{{1200, -3400}, {5, 6}};
+    PluginMetaData msg = message(20001822);
+    msg.payload = &points;
+    deliver(view, msg);
+    EXPECT_EQ(view->crossPoint(), QPointF(1200, -3400));
+    LogCapture logs;
+    deliver(view, message(20001822));  // no list: ignored
+    EXPECT_EQ(view->crossPoint(), QPointF(1200, -3400));
+    EXPECT_EQ(logs.count(google::GLOG_ERROR), 1);
+}
+
+TEST_F(Dispatcher, RotateTurnsByAQuarterKeepingCentreAndScale) {
+    ScopedJob job("rotate_job", 2e6, 1e6, {"top"});
+    PluginMetaData bind = message(20001637);
+    bind.data = {{QStringLiteral("JobName"), "rotate_job"}, {QStringLiteral("Step"), "pcb"}};
+    deliver(view, bind);
+    const double scale = view->scale();
+    const QPointF centre = view->center();
+    for (int expected : {90, 180, 270, 0}) {
+        deliver(view, message(10000302));
+        EXPECT_EQ(view->angle(), expected);
+        EXPECT_EQ(view->scale(), scale);
+        EXPECT_EQ(view->center(), centre);
+    }
+    int w = 0, h = 0;
+    TOLVA::API::get_Canvas_Size(w, h);
+    EXPECT_EQ(w, 400);  // the next draw gives the canvas the widget's size back
+    EXPECT_EQ(h, 300);
+}
+
+TEST_F(Dispatcher, SetJobAndStepWithAMissingNameStopsWithABox) {
+    TOLVA::API::init_canvas(123, 45);
+    LogCapture logs;
+    MessageRecorder messages;
+    PluginMetaData msg = message(20001637);
+    msg.data.insert(QStringLiteral("JobName"), QStringLiteral("somejob"));
+    const double scale = view->scale();
+    deliver(view, msg);
+    EXPECT_EQ(prompts.texts(), QStringList{"Job name is empty or Step name is empty!"});
+    EXPECT_EQ(prompts.requests()[0].title, "Information");
+    EXPECT_TRUE(logs.contains("m_job or m_step is empty!!!"));
+    EXPECT_TRUE(messages.entries().empty());
+    EXPECT_EQ(view->scale(), scale);
+    int w = 0, h = 0;
+    TOLVA::API::get_Canvas_Size(w, h);
+    EXPECT_EQ(w, 123);
+    EXPECT_EQ(h, 45);
+}
+
+TEST_F(Dispatcher, KernelFailureWhileBindingIsReportedInGbk) {
+    LogCapture logs;
+    PluginMetaData msg = message(20001637);
+    msg.data = {{QStringLiteral("JobName"), "no_such_job"}, {QStringLiteral("Step"), "pcb"}};
+    deliver(view, msg);
+    ASSERT_EQ(prompts.requests().size(), 1u);
+    EXPECT_EQ(prompts.requests()[0].title, "Information");
+    EXPECT_FALSE(prompts.requests()[0].text.isEmpty());
+    EXPECT_EQ(logs.count(google::GLOG_ERROR, kFailurePositionLabel), 1);
+    EXPECT_EQ(logs.count(google::GLOG_ERROR, kFailureDescriptionLabel), 1);
+    EXPECT_EQ(view->jobName(), "no_such_job");  // kept, as the binding was read
+}
+
+TEST(PluginHost, LoadsTheViewByNameBindsItAndReceivesTheStepBox) {
+    QWidget host;
+    QTpluginsManger4CAM* manager = QTpluginsManger4CAM::instance();
+    QString error;
+    QWidget* widget = manager->createInstance(PluginNames::GraphicView, &host, &error);
+    ASSERT_NE(widget, nullptr) << error.toStdString();
+    widget->resize(500, 500);
+    ScopedJob job("host_job", 2e6, 1e6, {"top"});
+
+    std::vector<PluginMetaData> received;
+    manager->registerReceiver(PluginNames::JobList, [&](void* h, const PluginMetaData& m) {
+        EXPECT_EQ(h, &host);
+        received.push_back(m);
+    });
+    PluginMetaData bind(PluginNames::JobList, PluginNames::GraphicView, 20001637);
+    bind.data = {{QStringLiteral("JobName"), "host_job"}, {QStringLiteral("Step"), "pcb"}};
+    manager->recMegToPlugin(&host, bind);
+    manager->unregisterReceiver(PluginNames::JobList);
+
+    ASSERT_FALSE(received.empty());
+    const PluginMetaData box = received.back();
+    EXPECT_EQ(box.msgType, 10000601);
+    // 2 mm x 1 mm in a square widget: the width fits, the height is centred.
+    EXPECT_NEAR(box.data.value("xmin").toDouble(), 0, 4);
+    EXPECT_NEAR(box.data.value("xmax").toDouble(), 2e6, 4);
+    EXPECT_NEAR(box.data.value("ymin").toDouble(), -0.5e6, 4);
+    EXPECT_NEAR(box.data.value("ymax").toDouble(), 1.5e6, 4);
+    EXPECT_DOUBLE_EQ(box.data.value("scale").toDouble(), 500 / 2e6);
+    EXPECT_NEAR(box.data.value("center_x").toDouble(), 1e6, 1);
+    EXPECT_EQ(box.data.value("level").toInt(), static_cast<int>(std::lround(std::log2(500 / 2e6 / 9e-07))));
+    delete widget;
+    // A deleted instance gets no more messages.
+    manager->recMegToPlugin(&host, bind);
+}
