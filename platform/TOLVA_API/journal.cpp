@@ -278,9 +278,9 @@ const std::map<std::string, Parser>& parsers() {
 }  // namespace
 
 void journalSelectAdded(const std::string& job, const std::string& step, const std::map<std::string, int>& counts) {
-    appendLine(job, "select_added_features", step, counts);
+    appendLine(job, "select_added_features", job, step, counts);
 }
-void journalUndo(const std::string& job) { appendLine(job, "undo_last_edit"); }
+void journalUndo(const std::string& job) { appendLine(job, "undo_last_edit", job); }
 
 }  // namespace KERNEL
 

@@ -66,8 +66,8 @@ void Raster::annulus(double cx, double cy, double outer, double inner) {
             }
             // Centres strictly inside the hole stay clear.
             double hi = std::sqrt(i2 - d2) * m_ix;
-            spanU(j, uc - ho, std::nextafter(uc - hi, -kInf));
-            spanU(j, std::nextafter(uc + hi, kInf), uc + ho);
+            spanU(j, uc - ho, uc - hi);
+            spanU(j, uc + hi, uc + ho);
         }
     }
     if (!m_painted) dot(cx + (outer + inner) / 2, cy);

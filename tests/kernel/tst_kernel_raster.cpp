@@ -1,0 +1,313 @@
+// Rendering checked pixel by pixel against the geometric definition of each
+// feature kind, on small canvases of one micrometre per pixel.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+
+#include "kernel_test_util.h"
+
+using namespace TOLVA;
+using kt::centreX;
+using kt::centreY;
+
+namespace {
+
+constexpr int kW = 24, kH = 20;
+const char* const kJob = "raster";
+
+class Raster : public ::testing::Test {
+protected:
+    void SetUp() override {
+        kt::freshJob(kJob, {"a"});
+        kt::unitCanvas(kW, kH);
+        API::clear_canvas();
+    }
+    void draw() { API::draw_layer(kJob, "pcb", "a", 200, 10, 20, 255); }
+    // Every pixel is painted exactly when `inside` holds at its centre.
+    void expectShape(const std::function<bool(double, double)>& inside) {
+        int mismatches = 0;
+        for (int j = 0; j < kH; ++j)
+            for (int i = 0; i < kW; ++i)
+                if (kt::painted(i, j) != inside(centreX(i), centreY(j, kH)) && ++mismatches < 5)
+                    ADD_FAILURE() << "pixel (" << i << ", " << j << ") painted=" << kt::painted(i, j);
+        EXPECT_EQ(mismatches, 0);
+    }
+};
+
+double distToSegment(double px, double py, double ax, double ay, double bx, double by) {
+    double dx = bx - ax, dy = by - ay, l2 = dx * dx + dy * dy;
+    double t = l2 > 0 ? std::max(0.0, std::min(1.0, ((px - ax) * dx + (py - ay) * dy) / l2)) : 0;
+    return std::hypot(px - ax - t * dx, py - ay - t * dy);
+}
+
+TEST_F(Raster, RoundPadPaintsExactlyTheCentresInsideItsDisc) {
+    struct Case {
+        const char* symbol;
+        double x, y;
+    };
+    const Case cases[] = {{"r7.3", 10200, 9700}, {"r4", 5000, 5000}, {"r11.9", 12345, 10111}, {"r2.2", 20300, 3400}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.symbol);
+        API::clear_canvas();
+        kt::freshJob(kJob, {"a"});
+        int s = kt::symbol(kJob, "a", c.symbol);
+        kt::add(kJob, "a", API::GreatePadString(c.x, c.y, s, API::POL_POSITIVE, 0, 0, 1));
+        draw();
+        double r = std::atof(c.symbol + 1) * 500.0;
+        expectShape([&](double x, double y) { return std::hypot(x - c.x, y - c.y) <= r; });
+    }
+}
+
+TEST_F(Raster, PaintedPixelsCarryTheColourAndNegativeClearsAHoleInASurface) {
+    int hole = kt::symbol(kJob, "a", "r6");
+    kt::add(kJob, "a", API::GreateSurfaceString({{2100, 2100}, {18100, 2100}, {18100, 16100}, {2100, 16100}},
+                                                API::POL_POSITIVE, 0, true));
+    kt::add(kJob, "a", API::GreatePadString(10000, 9000, hole, API::POL_NEGATIVE, 0, 0, 1));
+    draw();
+    expectShape([](double x, double y) {
+        bool inSquare = x >= 2100 && x < 18100 && y >= 2100 && y < 16100;
+        return inSquare && std::hypot(x - 10000, y - 9000) > 3000;
+    });
+    kt::Rgba c = kt::pixel(3, 17);  // inside the surface, outside the hole
+    EXPECT_EQ(c.r, 200);
+    EXPECT_EQ(c.g, 10);
+    EXPECT_EQ(c.b, 20);
+    EXPECT_EQ(c.a, 255);
+}
+
+TEST_F(Raster, SurfaceHoleContoursAreLeftOpen) {
+    // Outer square, then a square hole: even-odd fill.
+    kt::add(kJob, "a", API::GreateSurfaceString({{1000, 1000}, {20000, 1000}, {20000, 18000}, {1000, 18000}, {1000, 1000},
+                                                 {6000, 6000}, {12000, 6000}, {12000, 12000}, {6000, 12000}, {6000, 6000}},
+                                                API::POL_POSITIVE, 0, false));
+    draw();
+    expectShape([](double x, double y) {
+        bool outer = x >= 1000 && x < 20000 && y >= 1000 && y < 18000;
+        bool hole = x >= 6000 && x < 12000 && y >= 6000 && y < 12000;
+        return outer && !hole;
+    });
+}
+
+TEST_F(Raster, LineEndsRoundOrSquare) {
+    struct Case {
+        const char* symbol;
+        bool square;
+    };
+    for (const Case& c : {Case{"r4.2", false}, Case{"s4.2", true}}) {
+        SCOPED_TRACE(c.symbol);
+        kt::freshJob(kJob, {"a"});
+        API::clear_canvas();
+        int s = kt::symbol(kJob, "a", c.symbol);
+        kt::add(kJob, "a", API::GreateLineString(5300, 9800, 15700, 12100, s, API::POL_POSITIVE, 0));
+        draw();
+        const double h = 2100;
+        expectShape([&](double x, double y) {
+            if (!c.square) return distToSegment(x, y, 5300, 9800, 15700, 12100) <= h;
+            // The square swept along the segment: the hull of the two end squares.
+            for (int k = 0; k <= 2000; ++k) {
+                double t = k / 2000.0;
+                if (std::fabs(x - (5300 + t * 10400)) <= h && std::fabs(y - (9800 + t * 2300)) <= h) return true;
+            }
+            return false;
+        });
+    }
+}
+
+TEST_F(Raster, ArcsFollowTheirDirectionAndFullCircles) {
+    struct Case {
+        double xs, ys, xe, ye;
+        bool cw;
+        double from, sweep;  // degrees, counter-clockwise
+    };
+    const Case cases[] = {
+        {17000, 10000, 11000, 16000, false, 0, 90},   // first quadrant
+        {17000, 10000, 11000, 16000, true, 90, 270},  // the other three
+        {17000, 10000, 17000, 10000, false, 0, 360},  // full circle
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.cw);
+        kt::freshJob(kJob, {"a"});
+        API::clear_canvas();
+        int s = kt::symbol(kJob, "a", "r2.6");
+        kt::add(kJob, "a", API::GreateArcString(c.xs, c.ys, c.xe, c.ye, 11000, 10000, s, API::POL_POSITIVE, 0, c.cw));
+        draw();
+        const double R = 6000, r = 1300;
+        expectShape([&](double x, double y) {
+            double a = std::atan2(y - 10000, x - 11000) * 180 / M_PI - c.from;
+            a = std::fmod(a + 720, 360);
+            if (a <= c.sweep) return std::fabs(std::hypot(x - 11000, y - 10000) - R) <= r;
+            return std::min(std::hypot(x - c.xs, y - c.ys), std::hypot(x - c.xe, y - c.ye)) <= r;
+        });
+    }
+}
+
+TEST_F(Raster, RectAndOvalPadsRotated) {
+    struct Case {
+        const char* symbol;
+        int angle;
+    };
+    const Case cases[] = {{"rect10x4", 0}, {"rect10x4", 90}, {"rect10x4", 30}, {"oval12x4", 0}, {"oval12x4", 135}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.symbol) + " " + std::to_string(c.angle));
+        kt::freshJob(kJob, {"a"});
+        API::clear_canvas();
+        int s = kt::symbol(kJob, "a", c.symbol);
+        kt::add(kJob, "a", API::GreatePadString(11700, 9600, s, API::POL_POSITIVE, c.angle, 0, 1));
+        draw();
+        const double rad = c.angle * M_PI / 180;
+        const bool oval = c.symbol[0] == 'o';
+        expectShape([&](double x, double y) {
+            // Into the pad's own frame.
+            double dx = x - 11700, dy = y - 9600;
+            double lx = dx * std::cos(rad) + dy * std::sin(rad), ly = -dx * std::sin(rad) + dy * std::cos(rad);
+            if (!oval) return std::fabs(lx) <= 5000 && std::fabs(ly) <= 2000;
+            return distToSegment(lx, ly, -4000, 0, 4000, 0) <= 2000;
+        });
+    }
+}
+
+TEST_F(Raster, DonutLeavesItsInnerDiscClear) {
+    int s = kt::symbol(kJob, "a", "donut_r14x6");
+    kt::add(kJob, "a", API::GreatePadString(11300, 9950, s, API::POL_POSITIVE, 0, 0, 1));
+    draw();
+    expectShape([](double x, double y) {
+        double d = std::hypot(x - 11300, y - 9950);
+        return d <= 7000 && d >= 3000;
+    });
+}
+
+TEST_F(Raster, LaterFeaturesPaintOverEarlierOnesInLayerOrder) {
+    int big = kt::symbol(kJob, "a", "r16"), mid = kt::symbol(kJob, "a", "r10"), small = kt::symbol(kJob, "a", "r4");
+    kt::add(kJob, "a", API::GreatePadString(12000, 10000, big, API::POL_POSITIVE, 0, 0, 1));
+    kt::add(kJob, "a", API::GreatePadString(12000, 10000, mid, API::POL_NEGATIVE, 0, 0, 1));
+    kt::add(kJob, "a", API::GreatePadString(12000, 10000, small, API::POL_POSITIVE, 0, 0, 1));
+    draw();
+    expectShape([](double x, double y) {
+        double d = std::hypot(x - 12000, y - 10000);
+        return d <= 2000 || (d > 5000 && d <= 8000);
+    });
+}
+
+TEST_F(Raster, LongRunsDrawnOutOfOrderKeepTheLayerOrderResult) {
+    // More features than the run length drawn in spatial order, then a
+    // negative and a positive feature on top.
+    int dot = kt::symbol(kJob, "a", "r0.5"), clear = kt::symbol(kJob, "a", "s8"), cap = kt::symbol(kJob, "a", "s2");
+    std::vector<std::string> pads;
+    for (int k = 0; k < 6000; ++k)
+        pads.push_back(API::GreatePadString(500 + (k % 24) * 1000, 500 + (k / 24 % 20) * 1000, dot, API::POL_POSITIVE, 0, 0, 1));
+    API::AddFeatures(kJob, "pcb", {"a"}, {{"a", pads}}, {});
+    kt::add(kJob, "a", API::GreatePadString(12000, 10000, clear, API::POL_NEGATIVE, 0, 0, 1));
+    kt::add(kJob, "a", API::GreatePadString(12000, 10000, cap, API::POL_POSITIVE, 0, 0, 1));
+    draw();
+    expectShape([](double x, double y) {
+        bool inClear = std::fabs(x - 12000) <= 4000 && std::fabs(y - 10000) <= 4000;
+        bool inCap = std::fabs(x - 12000) <= 1000 && std::fabs(y - 10000) <= 1000;
+        return inCap || !inClear;
+    });
+}
+
+TEST_F(Raster, ZoomedViewUsesTheIndexAndDrawsTheSameShapes) {
+    int s = kt::symbol(kJob, "a", "r3.3");
+    kt::add(kJob, "a", API::GreatePadString(-5e8, -5e8, s, API::POL_POSITIVE, 0, 0, 1));  // far away
+    kt::add(kJob, "a", API::GreatePadString(10200, 9700, s, API::POL_POSITIVE, 0, 0, 1));
+    kt::add(kJob, "a", API::GreatePadString(5e8, 5e8, s, API::POL_POSITIVE, 0, 0, 1));
+    draw();
+    expectShape([](double x, double y) { return std::hypot(x - 10200, y - 9700) <= 1650; });
+}
+
+TEST_F(Raster, SubPixelFeaturesShowAsOnePixel) {
+    int s = kt::symbol(kJob, "a", "r0.1");
+    kt::add(kJob, "a", API::GreatePadString(10500, 10300, s, API::POL_POSITIVE, 0, 0, 1));
+    draw();
+    expectShape([](double x, double y) { return std::fabs(x - 10500) < 500 && std::fabs(y - 10500) < 500; });
+}
+
+TEST_F(Raster, ThinLinesStayConnectedOnePixelPerColumn) {
+    int s = kt::symbol(kJob, "a", "r0.2");
+    kt::add(kJob, "a", API::GreateLineString(1500, 1500, 22500, 8500, s, API::POL_POSITIVE, 0));
+    draw();
+    for (int i = 1; i <= 22; ++i) {
+        int count = 0;
+        for (int j = 0; j < kH; ++j) count += kt::painted(i, j) ? 1 : 0;
+        EXPECT_EQ(count, 1) << "column " << i;
+    }
+}
+
+TEST_F(Raster, TextStaysInsideItsBoxAndPaints) {
+    kt::add(kJob, "a", API::GreateTextString(2000, 4000, "H1", API::POL_POSITIVE, 0, 6000, 9000, 1, "standard", 0, 1));
+    API::featureInfo f;
+    ASSERT_TRUE(API::get_featureinfo_by_index(kJob, "pcb", "a", 0, f));
+    draw();
+    int inside = 0;
+    for (int j = 0; j < kH; ++j)
+        for (int i = 0; i < kW; ++i) {
+            if (!kt::painted(i, j)) continue;
+            double x = centreX(i), y = centreY(j, kH);
+            // Strokes thinner than a pixel paint the pixel they pass through.
+            EXPECT_TRUE(x >= f.xmin - 1000 && x <= f.xmax + 1000 && y >= f.ymin - 1000 && y <= f.ymax + 1000)
+                << i << "," << j;
+            ++inside;
+        }
+    EXPECT_GT(inside, 20);
+    // The H's left stem runs up the left of its cell.
+    EXPECT_TRUE(kt::painted(2, 12));
+}
+
+TEST_F(Raster, HighlightPaintsSelectedFeaturesWhite) {
+    int s = kt::symbol(kJob, "a", "r4");
+    kt::add(kJob, "a", API::GreatePadString(5000, 5000, s, API::POL_POSITIVE, 0, 0, 1));
+    kt::add(kJob, "a", API::GreatePadString(15000, 15000, s, API::POL_NEGATIVE, 0, 0, 1));
+    API::select_feature_by_id(kJob, "pcb", "a", 1);
+    API::draw_highlighted_selected_features(kJob, "pcb", "a");
+    kt::Rgba c = kt::pixel(15, kH - 16);
+    EXPECT_EQ(c.r, 255);
+    EXPECT_EQ(c.g, 255);
+    EXPECT_EQ(c.b, 255);
+    EXPECT_EQ(c.a, 255);
+    EXPECT_FALSE(kt::painted(5, kH - 6));
+}
+
+TEST_F(Raster, ProfileIsAOnePixelOutline) {
+    JOB::set_profile(kJob, "pcb", {{2500, 2500}, {20500, 2500}, {20500, 16500}, {2500, 16500}});
+    API::draw_profile(kJob, "pcb", 0, 0, 255, 255);
+    for (int i = 2; i <= 20; ++i) {
+        EXPECT_TRUE(kt::painted(i, kH - 3)) << i;   // bottom edge, y = 2.5 um
+        EXPECT_TRUE(kt::painted(i, kH - 17)) << i;  // top edge, y = 16.5 um
+    }
+    EXPECT_FALSE(kt::painted(10, 10));
+    EXPECT_EQ(kt::pixel(10, kH - 3).b, 255);
+}
+
+TEST_F(Raster, NotesShowAMarker) {
+    JOB::add_layer_note(kJob, "pcb", "a", 12000, 10000, "check");
+    API::draw_layer_notes(kJob, "pcb", "a");
+    EXPECT_TRUE(kt::painted(12, 10));  // the pixel of the note
+    EXPECT_TRUE(kt::painted(15, 10));  // the marker's right side, 3 pixels out
+    EXPECT_FALSE(kt::painted(13, 10));
+    EXPECT_FALSE(kt::painted(2, 2));
+}
+
+TEST_F(Raster, DrawingIsClippedToTheCanvasAndNeedsACanvas) {
+    int s = kt::symbol(kJob, "a", "r30");
+    kt::add(kJob, "a", API::GreatePadString(0, 0, s, API::POL_POSITIVE, 0, 0, 1));
+    draw();
+    EXPECT_TRUE(kt::painted(0, kH - 1));
+    API::init_canvas(0, 0);
+    EXPECT_NO_THROW(draw());
+    EXPECT_THROW(API::draw_layer(kJob, "pcb", "nolayer", 1, 1, 1, 1), API::KernelText);
+}
+
+TEST_F(Raster, AnisotropicViewStretchesEachAxisOnItsOwn) {
+    // Two micrometres per pixel across, one down.
+    API::zoom_to_box(0, 0, 2 * kW, kH);
+    int s = kt::symbol(kJob, "a", "r10");
+    kt::add(kJob, "a", API::GreatePadString(24000, 10000, s, API::POL_POSITIVE, 0, 0, 1));
+    draw();
+    expectShape([](double x, double y) {
+        // Pixel centres on this canvas: x = (i + 0.5) * 2000.
+        return std::hypot(2 * x - 24000, y - 10000) <= 5000;
+    });
+}
+
+}  // namespace

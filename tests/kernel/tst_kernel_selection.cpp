@@ -1,0 +1,166 @@
+// Selection by outline, filter and parameters, and the selection queries.
+#include <gtest/gtest.h>
+
+#include "kernel_test_util.h"
+
+using namespace TOLVA;
+
+namespace {
+
+const char* const kJob = "select";
+
+std::vector<API::point> box(int x0, int y0, int x1, int y1) {
+    return {{x0, y0}, {x0, y1}, {x1, y1}, {x1, y0}};
+}
+
+class Selection : public ::testing::Test {
+protected:
+    void SetUp() override {
+        kt::freshJob(kJob, {"a"});
+        API::set_select_param(API::select_param{});
+    }
+    int selectBox(const std::vector<API::point>& poly, const API::select_filter& filter = {}) {
+        return API::select_features(kJob, "pcb", "a", poly, filter, 0, 1).selected;
+    }
+};
+
+TEST_F(Selection, AFeatureIsHitByItsOutlineNotItsCentreLine) {
+    struct Case {
+        const char* what;
+        const char* symbol;
+        std::string record;  // symbol index 0
+        std::vector<API::point> polygon;
+        bool hit;
+    };
+    const Case cases[] = {
+        // A line 1 mm wide along y = 0: its edge is at y = 500 um.
+        {"edge of a thick line", "r1000", "L 0 0 100000 0 0 P 0", box(40000, 400000, 60000, 600000), true},
+        {"just beyond the edge", "r1000", "L 0 0 100000 0 0 P 0", box(40000, 500001, 60000, 600000), false},
+        {"beyond the round end", "r1000", "L 0 0 100000 0 0 P 0", box(-600000, -10, -500001, 10), false},
+        {"at the round end", "r1000", "L 0 0 100000 0 0 P 0", box(-600000, -10, -499999, 10), true},
+        {"corner of a square end", "s1000", "L 0 0 100000 0 0 P 0", box(-500000, 490000, -490000, 500000), true},
+        {"round end misses that corner", "r1000", "L 0 0 100000 0 0 P 0", box(-500000, 490000, -490000, 500000), false},
+        {"rect pad corner", "rect200x100", "P 0 0 0 P 0 0 1", box(99000, 49000, 120000, 70000), true},
+        {"rotated rect pad misses", "rect200x100", "P 0 0 0 P 90 0 1", box(99000, 49000, 120000, 70000), false},
+        {"inside a donut's hole", "donut_r1000x800", "P 0 0 0 P 0 0 1", box(-100000, -100000, 100000, 100000), false},
+        {"on a donut's ring", "donut_r1000x800", "P 0 0 0 P 0 0 1", box(420000, -10, 430000, 10), true},
+        {"polygon inside a surface", "r1", "S P 0 1 4 0 0 100 0 100 100 0 100", box(40, 40, 60, 60), true},
+        {"polygon inside a surface hole", "r1",
+         "S P 0 2 4 0 0 100 0 100 100 0 100 4 30 30 70 30 70 70 30 70", box(40, 40, 60, 60), false},
+        {"arc's far side is not on its sweep", "r0.01", "A 1000 0 0 1000 0 0 0 P 0 CCW", box(-1010, -10, -990, 10), false},
+        {"clockwise arc passes there", "r0.01", "A 1000 0 0 1000 0 0 0 P 0 CW", box(-1010, -10, -990, 10), true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        SetUp();
+        kt::symbol(kJob, "a", c.symbol);
+        kt::add(kJob, "a", c.record);
+        EXPECT_EQ(selectBox(c.polygon), c.hit ? 1 : 0);
+        EXPECT_EQ(API::is_selected(kJob, "pcb", "a"), c.hit);
+    }
+}
+
+TEST_F(Selection, ParametersFilterKindsPolarityAndInsideOnly) {
+    int s = kt::symbol(kJob, "a", "r100");
+    kt::add(kJob, "a", API::GreateLineString(0, 0, 1000000, 0, s, API::POL_POSITIVE, 0));
+    kt::add(kJob, "a", API::GreatePadString(500000, 0, s, API::POL_NEGATIVE, 0, 0, 1));
+    kt::add(kJob, "a", API::GreatePadString(5000000, 0, s, API::POL_POSITIVE, 0, 0, 1));
+    struct Case {
+        const char* what;
+        API::select_param param;
+        int selected;
+    };
+    API::select_param all, noLines, noNegative, inside;
+    noLines.lines = false;
+    noNegative.negative = false;
+    inside.inside_only = true;
+    const Case cases[] = {{"all", all, 2}, {"no lines", noLines, 1}, {"no negative", noNegative, 1}, {"inside only", inside, 1}};
+    for (const Case& c : cases) {
+        API::set_select_param(c.param);
+        EXPECT_EQ(API::get_select_param(), c.param);
+        // The box holds the pad whole but cuts the line.
+        EXPECT_EQ(selectBox(box(200000, -300000, 800000, 300000)), c.selected) << c.what;
+    }
+    API::set_select_param(noLines);
+    EXPECT_EQ(API::select_features(kJob, "pcb", "a"), 2);  // the two pads
+}
+
+TEST_F(Selection, AttributeFilterIncludesExcludesAndReportsDropped) {
+    int s = kt::symbol(kJob, "a", "r100");
+    int t = kt::symbol(kJob, "a", "s100");
+    kt::add(kJob, "a", API::GreatePadString(0, 0, s, API::POL_POSITIVE, 0, 0, 1), {{".comp", "U1"}});
+    kt::add(kJob, "a", API::GreatePadString(10, 0, t, API::POL_POSITIVE, 0, 0, 1), {{".comp", "U2"}});
+    kt::add(kJob, "a", API::GreatePadString(20, 0, s, API::POL_NEGATIVE, 0, 0, 1));
+    const auto all = box(-1000, -1000, 1000, 1000);
+    struct Case {
+        const char* what;
+        API::select_filter filter;
+        std::vector<int> selected;
+    };
+    const Case cases[] = {
+        {"none", {}, {0, 1, 2}},
+        {"attribute any value", {{{".comp", ""}}, {}}, {0, 1}},
+        {"attribute value", {{{".comp", "U2"}}, {}}, {1}},
+        {"symbol", {{{"SymbolText", "r100"}}, {}}, {0, 2}},
+        {"polarity", {{{"Polarity", "NEG"}}, {}}, {2}},
+        {"exclude", {{}, {{"Polarity", "NEG"}}}, {0, 1}},
+        {"include and exclude", {{{"SymbolText", "r100"}}, {{".comp", "U1"}}}, {2}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        API::select_features(kJob, "pcb", "a", all, c.filter, 0, 1);
+        std::vector<API::featureInfo> sel;
+        API::get_selected_feature_info(kJob, "pcb", "a", sel);
+        std::vector<int> got;
+        for (const auto& f : sel) got.push_back(f.index);
+        EXPECT_EQ(got, c.selected);
+    }
+    // Already selected features that an exclude entry rejects come back for the caller.
+    API::select_features(kJob, "pcb", "a");
+    API::select_report r = API::select_features(kJob, "pcb", "a", all, {{}, {{".comp", "U2"}}}, 0, 0);
+    ASSERT_EQ(r.dropped.size(), 1u);
+    EXPECT_EQ(r.dropped[0].index, 1);
+    API::unselect_feature_by_info(kJob, "pcb", "a", r.dropped[0]);
+    std::vector<API::featureInfo> sel;
+    API::get_selected_feature_info(kJob, "pcb", "a", sel);
+    EXPECT_EQ(sel.size(), 2u);
+}
+
+TEST_F(Selection, UnselectAndClearAndSingleFeatures) {
+    int s = kt::symbol(kJob, "a", "r100");
+    for (int k = 0; k < 3; ++k) kt::add(kJob, "a", API::GreatePadString(k * 1000000, 0, s, API::POL_POSITIVE, 0, 0, 1));
+    API::select_features(kJob, "pcb", "a");
+    API::select_features(kJob, "pcb", "a", box(900000, -10, 1100000, 10), {}, 1, 0);  // unselect the middle one
+    std::vector<API::featureInfo> sel;
+    API::get_selected_feature_info(kJob, "pcb", "a", sel);
+    ASSERT_EQ(sel.size(), 2u);
+    EXPECT_EQ(sel[1].index, 2);
+    API::clear_selected_features(kJob, "pcb", "a");
+    EXPECT_FALSE(API::is_selected(kJob, "pcb", "a"));
+    API::select_feature_by_id(kJob, "pcb", "a", 2);
+    EXPECT_TRUE(API::is_selected(kJob, "pcb", "a"));
+    API::unselect_features(kJob, "pcb", "a");
+    EXPECT_FALSE(API::is_selected(kJob, "pcb", "a"));
+    API::featureInfo f;
+    EXPECT_FALSE(API::get_featureinfo_by_index(kJob, "pcb", "a", 3, f));
+    EXPECT_FALSE(API::get_featureinfo_by_index(kJob, "pcb", "a", -1, f));
+    EXPECT_THROW(API::select_feature_by_id(kJob, "pcb", "a", 3), API::KernelText);
+    EXPECT_THROW(API::select_features(kJob, "pcb", "a", {}, {}, 0, 0), API::KernelText);
+    EXPECT_THROW(API::select_features(kJob, "pcb", "a", box(0, 0, 1, 1), {}, 2, 0), API::KernelText);
+    f.index = 0;
+    f.record = "P 5 5 0 P 0 0 1";  // not the feature at index 0
+    EXPECT_THROW(API::unselect_feature_by_info(kJob, "pcb", "a", f), API::KernelText);
+}
+
+TEST_F(Selection, MovedFeaturesAreFoundAtTheirNewPlace) {
+    int s = kt::symbol(kJob, "a", "r0.1");
+    for (int k = 0; k < 50; ++k) kt::add(kJob, "a", API::GreatePadString(k * 1000, 0, s, API::POL_POSITIVE, 0, 0, 1));
+    EXPECT_EQ(selectBox(box(-100, -100, 100, 100)), 1);  // builds the index
+    API::move_same_layer(kJob, "pcb", {"a"}, 0, 100000);
+    EXPECT_EQ(selectBox(box(-100, -100, 100, 100)), 0);
+    EXPECT_EQ(selectBox(box(-100, 99900, 100, 100100)), 1);
+    API::undo_last_edit(kJob);
+    EXPECT_EQ(selectBox(box(-100, -100, 100, 100)), 1);
+}
+
+}  // namespace
