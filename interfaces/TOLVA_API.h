@@ -28,7 +28,10 @@ using str_list = std::vector<std::string>;
 // ---- canvas -------------------------------------------------------------
 // One RGBA8888 canvas, rows packed without padding. Cleared pixels are the
 // background (all zero); everything a draw call paints has a non-zero colour
-// byte. Drawing goes to the box last given to zoom_to_box (micrometres).
+// byte. Drawing goes to the box last given to zoom_to_box (micrometres),
+// mapped onto the canvas each axis on its own (rows run down from ymax).
+// init_canvas with a zero or negative size makes a 0 x 0 canvas, for which
+// canvas() returns a null pointer. Formats and rules: platform/TOLVA_API/FORMATS.md.
 TOLVA_API_EXPORT void init_canvas(int width, int height);
 TOLVA_API_EXPORT unsigned char* canvas(int& width, int& height);
 TOLVA_API_EXPORT void get_Canvas_Size(int& width, int& height);
@@ -36,6 +39,11 @@ TOLVA_API_EXPORT void clear_canvas();
 TOLVA_API_EXPORT void zoom_to_box(double xmin, double ymin, double xmax, double ymax);
 
 // ---- rendering ----------------------------------------------------------
+// draw_layer paints the layer in layer order over what the canvas holds:
+// positive features in (r, g, b, a), negative ones cleared to zero.
+// draw_highlighted_selected_features paints the selected features in opaque
+// white (255, 255, 255, 255); draw_profile draws the outline one pixel wide;
+// draw_layer_notes marks each note with a small yellow square.
 TOLVA_API_EXPORT void draw_layer(const str& job, const str& step, const str& layer, int r, int g,
                                  int b, int a);
 TOLVA_API_EXPORT void draw_gds(const str& job, const str& step, const str& layer, int r, int g,
@@ -47,13 +55,17 @@ TOLVA_API_EXPORT void draw_layer_notes(const str& job, const str& step, const st
 
 // ---- job structure ------------------------------------------------------
 TOLVA_API_EXPORT bool has_profile(const str& job, const str& step);
+// The box of the step's profile; without a profile, the box of all its
+// features (all zero for an empty step). layer_box: the box of one layer.
 TOLVA_API_EXPORT reply_box profile_box(const str& job, const str& step);
 TOLVA_API_EXPORT reply_box layer_box(const str& job, const str& step, const str& layer);
 TOLVA_API_EXPORT std::vector<graphic_info> get_graphics(const str& job);
 TOLVA_API_EXPORT std::vector<matrix_info> get_matrix(const str& job);
 // Rewrites the row whose number is row.row (name, context, type, polarity).
 TOLVA_API_EXPORT void change_matrix(const str& job, const matrix_info& row);
-// Adds an empty layer to the job's matrix; position -1 appends it. Returns
+// Adds an empty layer to the job's matrix at the 0-based position (row
+// position + 1); -1 or a position past the end appends it. The new row is
+// "misc", "document", "positive" until change_matrix rewrites it. Returns
 // false when a layer of that name exists already.
 TOLVA_API_EXPORT bool create_new_layer(const str& job, const str& step, const str& layer,
                                        int position);
