@@ -52,6 +52,16 @@ struct JobGraphics {
         }
     }
 };
+// A reference layer is drawn only when its job lists its step and layer; a
+// job the kernel does not know has neither.
+bool referenceExists(const std::string& job, const std::string& step, const std::string& layer) {
+    try {
+        const JobGraphics graphics(job);
+        return graphics.steps.count(step) && graphics.layers.count(layer);
+    } catch (...) {
+        return false;
+    }
+}
 }  // namespace
 
 QColor ViewWidget::paletteColor(int index) {
@@ -136,8 +146,7 @@ void ViewWidget::draw() {
                 layerPass([&] { API::draw_highlighted_selected_features(jobName, stepName, layer); });
             }
         for (const UIAPI::ReferenceLayer& ref : UIAPI::getReferenceLayerInfo(jobName, stepName)) {
-            const JobGraphics refGraphics(ref.job);
-            if (!refGraphics.steps.count(ref.step) || !refGraphics.layers.count(ref.layer)) continue;
+            if (!referenceExists(ref.job, ref.step, ref.layer)) continue;
             const QColor c = paletteColor(ref.color);
             layerPass([&] { API::draw_layer(ref.job, ref.step, ref.layer, c.red(), c.green(), c.blue(), c.alpha()); });
         }

@@ -92,6 +92,28 @@ ScopedJob::ScopedJob(const std::string& name, double width, double height, const
     TOLVA::JOB::set_profile(name, kStep, {{0, 0}, {width, 0}, {width, height}, {0, height}, {0, 0}});
 }
 
+namespace {
+void addOne(const std::string& job, const std::string& layer, const std::string& record) {
+    TOLVA::API::AddFeature(job, ScopedJob::kStep, {layer}, {{layer, record}}, {}, false);
+}
+int symbolIndex(const std::string& job, const std::string& layer, const std::string& symbol) {
+    int index = -1;
+    TOLVA::API::create_new_symbol(job, ScopedJob::kStep, layer, symbol, index);
+    return index;
+}
+}  // namespace
+
+void ScopedJob::addPad(const std::string& layer, double x, double y, const std::string& symbol, bool positive) const {
+    const int polarity = positive ? TOLVA::API::POL_POSITIVE : TOLVA::API::POL_NEGATIVE;
+    addOne(m_name, layer, TOLVA::API::GreatePadString(x, y, symbolIndex(m_name, layer, symbol), polarity, 0, 0, 0.0));
+}
+
+void ScopedJob::addLine(const std::string& layer, double x1, double y1, double x2, double y2,
+                        const std::string& symbol) const {
+    addOne(m_name, layer,
+           TOLVA::API::GreateLineString(x1, y1, x2, y2, symbolIndex(m_name, layer, symbol), TOLVA::API::POL_POSITIVE, 0));
+}
+
 ScopedJob::~ScopedJob() {
     try {
         TOLVA::JOB::delete_job(m_name);

@@ -85,6 +85,10 @@ public:
     ~ScopedJob();
     const std::string& name() const { return m_name; }
     static constexpr const char* kStep = "pcb";
+    // Adds a positive (or negative) pad of `symbol` at (x, y) to `layer`.
+    void addPad(const std::string& layer, double x, double y, const std::string& symbol, bool positive = true) const;
+    // Adds a line of `symbol` to `layer`.
+    void addLine(const std::string& layer, double x1, double y1, double x2, double y2, const std::string& symbol) const;
 
 private:
     std::string m_name;

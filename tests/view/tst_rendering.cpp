@@ -1,0 +1,274 @@
+// Layer composition through the real kernel and the overlay pass, checked
+// on pixels at known positions.
+#include <gtest/gtest.h>
+
+#include <QImage>
+#include <cmath>
+#include <QResizeEvent>
+#include <QTest>
+
+#include "PluginNames.h"
+#include "TOLVA_API.h"
+#include "UIAPICommon.h"
+#include "graphic_view/graphic_view.h"
+#include "test_support.h"
+
+using namespace TOLVA::GRAPHIC;
+using testsupport::LogCapture;
+using testsupport::MessageRecorder;
+using testsupport::PromptRecorder;
+using testsupport::ScopedJob;
+
+namespace {
+
+// A 20 mm square board in a 200-pixel view with a 1 mm margin.
+class Rendering : public ::testing::Test {
+protected:
+    static constexpr int kSize = 200;
+    void SetUp() override {
+        view = static_cast<ViewWidget*>(GetViewInstance(&host));
+        view->resize(kSize, kSize);
+        PluginMetaData bind(PluginNames::JobList, PluginNames::GraphicView, 20001637);
+        bind.data = {{QStringLiteral("JobName"), "render_job"}, {QStringLiteral("Step"), "pcb"}};
+        recMsgFromManager(view, &bind);
+        view->zoom2fit(-1e6, -1e6, 2.1e7, 2.1e7);
+    }
+    void TearDown() override { delete view; }
+
+    // Colour bytes of the composition at a board point (nanometres).
+    QColor composedAt(double x, double y) {
+        int px = 0, py = 0;
+        view->db2view(x, y, px, py);
+        const unsigned char* p = view->compositionBuffer() + (py * view->compositionSize().width() + px) * 4;
+        return QColor(p[0], p[1], p[2], p[3]);
+    }
+    int nonBackgroundPixels() {
+        const QSize s = view->compositionSize();
+        const unsigned char* b = view->compositionBuffer();
+        int n = 0;
+        for (int i = 0; i < s.width() * s.height(); ++i) n += (b[i * 4] || b[i * 4 + 1] || b[i * 4 + 2]);
+        return n;
+    }
+    void redraw() {
+        view->draw();
+        view->refresh();
+    }
+
+    ScopedJob job{"render_job", 2e7, 2e7, {"top", "bot", "hidden"}};
+    QWidget host;
+    ViewWidget* view = nullptr;
+    PromptRecorder prompts;
+};
+
+}  // namespace
+
+TEST_F(Rendering, OverlappingLayersFollowTheColourRule) {
+    job.addPad("top", 5e6, 5e6, "r2000");
+    job.addPad("bot", 5e6, 5e6, "r2000");
+    job.addPad("bot", 15e6, 15e6, "r2000");
+    view->setShownLayers({{"top", 0}, {"bot", 1}});
+    redraw();
+    EXPECT_EQ(composedAt(5e6, 5e6).rgb(), qRgb(127, 178, 0));  // red over green, darkened
+    EXPECT_EQ(composedAt(15e6, 15e6).rgb(), qRgb(0, 255, 0));
+    EXPECT_EQ(composedAt(10e6, 10e6).rgb(), qRgb(0, 0, 0));
+}
+
+TEST_F(Rendering, PaletteIndexOutsideTheRangeDrawsWhite) {
+    job.addPad("top", 5e6, 5e6, "r2000");
+    for (int index : {-1, 10, 1000}) {
+        view->setShownLayers({{"top", index}});
+        redraw();
+        EXPECT_EQ(composedAt(5e6, 5e6).rgb(), qRgb(255, 255, 255)) << index;
+    }
+    EXPECT_EQ(ViewWidget::paletteColor(3), QColor(180, 180, 47));
+}
+
+TEST_F(Rendering, EmptyLayerListGivesBackgroundAndProfile) {
+    job.addPad("top", 5e6, 5e6, "r2000");
+    view->setShownLayers({});
+    redraw();
+    const QSize s = view->compositionSize();
+    const unsigned char* b = view->compositionBuffer();
+    int profilePixels = 0;
+    for (int i = 0; i < s.width() * s.height(); ++i) {
+        const bool painted = b[i * 4] || b[i * 4 + 1] || b[i * 4 + 2];
+        if (!painted) continue;
+        ++profilePixels;
+        EXPECT_EQ(b[i * 4], 255);  // only the white profile outline
+        EXPECT_EQ(b[i * 4 + 1], 255);
+    }
+    EXPECT_GT(profilePixels, 3 * kSize);
+    EXPECT_LT(profilePixels, 5 * kSize);
+    EXPECT_TRUE(view->hasProfile());
+    EXPECT_EQ(composedAt(5e6, 5e6).rgb(), qRgb(0, 0, 0));
+}
+
+TEST_F(Rendering, HighlightOfAHiddenLayerDrawsNothing) {
+    job.addPad("hidden", 5e6, 5e6, "r2000");
+    job.addPad("top", 15e6, 15e6, "r2000");
+    TOLVA::API::select_features("render_job", "pcb", "hidden");
+    TOLVA::API::select_features("render_job", "pcb", "top");
+    view->setShownLayers({{"top", 2}});
+    view->setHighlightLayers({"hidden"}, {});
+    redraw();
+    EXPECT_EQ(composedAt(5e6, 5e6).rgb(), qRgb(0, 0, 0));
+    const QColor plain = composedAt(15e6, 15e6);
+    EXPECT_EQ(plain.rgb(), qRgb(0, 0, 255));
+    view->setHighlightLayers({"hidden"}, {"top"});
+    redraw();
+    EXPECT_NE(composedAt(15e6, 15e6).rgb(), plain.rgb());  // the shown layer's selection is highlighted
+}
+
+TEST_F(Rendering, UnknownLayerIsSkippedWithAnErrorAndTheRestDraw) {
+    job.addPad("bot", 5e6, 5e6, "r2000");
+    view->setShownLayers({{"nonexistent", 0}, {"bot", 1}});
+    LogCapture logs;
+    redraw();
+    EXPECT_EQ(logs.count(google::GLOG_ERROR, "nonexistent"), 1);
+    EXPECT_EQ(composedAt(5e6, 5e6).rgb(), qRgb(0, 255, 0));
+    EXPECT_TRUE(prompts.requests().empty());
+}
+
+TEST_F(Rendering, ReferenceLayersOfMissingJobsAreFilteredOut) {
+    ScopedJob other("render_ref", 2e7, 2e7, {"ref"});
+    other.addPad("ref", 5e6, 5e6, "r2000");
+    TOLVA::UIAPI::setReferenceLayerInfo("render_job", "pcb",
+                                        {{"render_ref", "pcb", "ref", 2}, {"render_ref", "nostep", "ref", 0},
+                                         {"nojob", "pcb", "ref", 0}, {"render_ref", "pcb", "nolayer", 0}});
+    view->setShownLayers({});
+    redraw();
+    EXPECT_EQ(composedAt(5e6, 5e6).rgb(), qRgb(0, 0, 255));
+    EXPECT_TRUE(prompts.requests().empty());
+    TOLVA::UIAPI::setReferenceLayerInfo("render_job", "pcb", {});
+}
+
+TEST_F(Rendering, ResizeToTheCurrentCanvasSizeDoesNothing) {
+    QResizeEvent same(QSize(kSize, kSize), QSize(kSize, kSize));
+    QApplication::sendEvent(view, &same);  // the first resize fits the profile
+    const double scale = view->scale();
+    const QPointF centre = view->center();
+    MessageRecorder messages;
+    QApplication::sendEvent(view, &same);
+    EXPECT_EQ(view->scale(), scale);
+    EXPECT_EQ(view->center(), centre);
+    EXPECT_TRUE(messages.entries().empty());
+}
+
+TEST_F(Rendering, GrowingTheWidgetKeepsTheBoardAreaInView) {
+    host.show();
+    QApplication::processEvents();
+    const BoardBox before = view->transform().visibleBox();
+    view->resize(2 * kSize, kSize);
+    QApplication::processEvents();
+    int w = 0, h = 0;
+    TOLVA::API::get_Canvas_Size(w, h);
+    EXPECT_EQ(w, 2 * kSize);
+    EXPECT_EQ(h, kSize);
+    EXPECT_EQ(view->compositionSize(), QSize(2 * kSize, kSize));
+    const BoardBox after = view->transform().visibleBox();
+    EXPECT_LE(after.minY, before.minY + 1);
+    EXPECT_GE(after.maxY, before.maxY - 1);
+}
+
+TEST_F(Rendering, CanvasOfAnotherSizeIsNeverWrapped) {
+    TOLVA::API::init_canvas(37, 11);
+    view->refresh();
+    int w = 0, h = 0;
+    TOLVA::API::get_Canvas_Size(w, h);
+    EXPECT_EQ(QSize(w, h), view->size());
+    EXPECT_EQ(view->compositionSize(), view->size());
+}
+
+TEST_F(Rendering, ZeroSizeWidgetNeverCrashes) {
+    view->resize(0, 0);
+    redraw();
+    QResizeEvent resize(QSize(0, 0), QSize(kSize, kSize));
+    QApplication::sendEvent(view, &resize);
+    EXPECT_TRUE(std::isfinite(view->scale()));
+    EXPECT_TRUE(std::isfinite(view->center().x()));
+    view->resize(kSize, kSize);
+    redraw();
+    EXPECT_EQ(view->compositionSize(), QSize(kSize, kSize));
+}
+
+TEST_F(Rendering, KernelFailureInDrawIsReportedAndTheViewStays) {
+    PluginMetaData bind(PluginNames::JobList, PluginNames::GraphicView, 20001637);
+    bind.data = {{QStringLiteral("JobName"), "render_job"}, {QStringLiteral("Step"), "nostep"}};
+    LogCapture logs;
+    prompts.clear();
+    recMsgFromManager(view, &bind);
+    ASSERT_FALSE(prompts.requests().empty());
+    EXPECT_EQ(prompts.requests()[0].title, "Information");
+    EXPECT_GE(logs.count(google::GLOG_ERROR, kFailureDescriptionLabel), 1);
+}
+
+// ---- the overlay pass --------------------------------------------------------
+
+namespace {
+QImage grabOverlays(ViewWidget* view) { return view->grab().toImage().convertToFormat(QImage::Format_RGB32); }
+
+int countGray(const QImage& img, const QRect& area) {
+    int n = 0;
+    for (int y = area.top(); y <= area.bottom(); ++y)
+        for (int x = area.left(); x <= area.right(); ++x) n += img.pixel(x, y) == QColor(Qt::gray).rgb();
+    return n;
+}
+}  // namespace
+
+TEST_F(Rendering, CrossMarkerIsAThirteenPixelCrossInANinePixelSquare) {
+    view->setShownLayers({});
+    redraw();
+    const QPointF centre(1e7, 1e7);
+    int cx = 0, cy = 0;
+    view->db2view(centre.x(), centre.y(), cx, cy);
+    view->setCrossPoint(centre);
+    const QImage img = grabOverlays(view);
+    const QColor gray(Qt::gray);
+    for (int d = -6; d <= 6; ++d) {
+        EXPECT_EQ(img.pixel(cx + d, cy), gray.rgb()) << d;
+        EXPECT_EQ(img.pixel(cx, cy + d), gray.rgb()) << d;
+    }
+    EXPECT_NE(img.pixel(cx + 7, cy), gray.rgb());
+    EXPECT_NE(img.pixel(cx, cy - 7), gray.rgb());
+    for (int d = -4; d <= 4; ++d) {
+        EXPECT_EQ(img.pixel(cx + d, cy - 4), gray.rgb()) << d;
+        EXPECT_EQ(img.pixel(cx + 4, cy + d), gray.rgb()) << d;
+    }
+    EXPECT_NE(img.pixel(cx + 5, cy - 5), gray.rgb());
+    // 13 + 13 - 1 for the cross, 4 * 8 for the square, less the 4 pixels where they cross.
+    EXPECT_EQ(countGray(img, QRect(cx - 8, cy - 8, 17, 17)), 25 + 32 - 4);
+}
+
+TEST_F(Rendering, NullMarkerAndUnsetCheckPointDrawNothing) {
+    view->setShownLayers({});
+    redraw();
+    const QImage bare = grabOverlays(view);
+    view->setCrossPoint(QPointF());
+    check_points point;
+    point.index = -1;
+    point.position = QPointF(1e7, 1e7);
+    view->setCurrentCheckPoint(point);
+    EXPECT_EQ(grabOverlays(view), bare);
+    point.index = 0;
+    view->setCurrentCheckPoint(point);
+    EXPECT_NE(grabOverlays(view), bare);
+}
+
+TEST_F(Rendering, IdlePaintStillRequestsTheNextPaint) {
+    host.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&host));
+    // Count paints for a while: the loop keeps going with nothing to draw, at
+    // most about twenty a second.
+    struct Counter : QObject {
+        int paints = 0;
+        bool eventFilter(QObject*, QEvent* e) override {
+            paints += e->type() == QEvent::Paint;
+            return false;
+        }
+    } counter;
+    view->installEventFilter(&counter);
+    QTest::qWait(500);
+    view->removeEventFilter(&counter);
+    EXPECT_GE(counter.paints, 3);
+    EXPECT_LE(counter.paints, 12);
+}
