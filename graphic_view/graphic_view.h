@@ -168,6 +168,12 @@ public:
     // The composed picture (null before the first draw).
     const unsigned char* compositionBuffer() const { return m_composition.get(); }
     QSize compositionSize() const { return m_compositionSize; }
+    // Where the last draw() spent its time: kernel rendering and blending.
+    struct DrawTimings {
+        double kernelMs = 0;
+        double blendMs = 0;
+    };
+    const DrawTimings& lastDrawTimings() const { return m_drawTimings; }
     // Palette colour of an index; indices outside 0..9 use index 9 (white).
     static QColor paletteColor(int index);
 
@@ -510,6 +516,7 @@ private:
     QString m_notesLayer;
     bool m_hasProfile = false;
     bool m_inResize = false;
+    DrawTimings m_drawTimings;
     QString m_lastPaintError;
 
     QPointF m_crossPoint;

@@ -3,6 +3,7 @@
 // the buffer as the widget's background.
 #include <glog/logging.h>
 
+#include <QElapsedTimer>
 #include <QImage>
 #include <QPalette>
 #include <QResizeEvent>
@@ -116,10 +117,16 @@ void ViewWidget::draw() {
         const std::string jobName = job(), stepName = step();
         const JobGraphics graphics(jobName);
         // One pass: clear the kernel canvas, let it render, blend the result.
+        m_drawTimings = DrawTimings();
+        QElapsedTimer clock;
         auto layerPass = [&](auto&& render) {
+            clock.start();
             API::clear_canvas();
             render();
+            m_drawTimings.kernelMs += clock.nsecsElapsed() * 1e-6;
+            clock.start();
             blendCanvas(pixels);
+            m_drawTimings.blendMs += clock.nsecsElapsed() * 1e-6;
         };
         for (const ShownLayer& shown : m_shownLayers) {
             const std::string name = shown.name.toStdString();
