@@ -87,14 +87,6 @@ bool squareEnds(const Symbol& s) {
     return s.shape == SymbolShape::Square || s.shape == SymbolShape::Rect;
 }
 
-bool ArcGeom::containsAngle(double x, double y) const {
-    if (sweep >= kTwoPi) return true;
-    double a = std::atan2(y - cy, x - cx) - start;
-    a = std::fmod(a, kTwoPi);
-    if (a < 0) a += kTwoPi;
-    return a <= sweep;
-}
-
 ArcGeom arcGeom(double xs, double ys, double xe, double ye, double xc, double yc,
                 bool clockwise) {
     ArcGeom g;
@@ -114,6 +106,10 @@ ArcGeom arcGeom(double xs, double ys, double xe, double ye, double xc, double yc
     if (sweep <= 0) sweep += kTwoPi;
     g.start = from;
     g.sweep = sweep;
+    g.ux0 = std::cos(from);
+    g.uy0 = std::sin(from);
+    g.ux1 = std::cos(from + sweep);
+    g.uy1 = std::sin(from + sweep);
     return g;
 }
 
@@ -211,11 +207,16 @@ std::vector<ContourSpan> surfaceContours(const LayerData& data, const Feature& f
 }
 
 IBox clampBox(double xmin, double ymin, double xmax, double ymax) {
+    // Rounded outwards to whole units within 32 bits (no library call).
     auto clampLow = [](double v) {
-        return static_cast<int32_t>(std::max(-2147483647.0, std::min(2147483647.0, std::floor(v))));
+        v = std::max(-2147483647.0, std::min(2147483647.0, v));
+        long long i = static_cast<long long>(v);
+        return static_cast<int32_t>(i - (v < i));
     };
     auto clampHigh = [](double v) {
-        return static_cast<int32_t>(std::max(-2147483647.0, std::min(2147483647.0, std::ceil(v))));
+        v = std::max(-2147483647.0, std::min(2147483647.0, v));
+        long long i = static_cast<long long>(v);
+        return static_cast<int32_t>(i + (v > i));
     };
     return {clampLow(xmin), clampLow(ymin), clampHigh(xmax), clampHigh(ymax)};
 }

@@ -21,8 +21,16 @@ struct Vec {
 // arc from e to s; an arc whose ends coincide is a full circle.
 struct ArcGeom {
     double cx = 0, cy = 0, radius = 0, start = 0, sweep = kTwoPi;
+    // Directions of the sweep's first and last rays.
+    double ux0 = 1, uy0 = 0, ux1 = 1, uy1 = 0;
     // True when the direction of (x, y) from the centre lies within the sweep.
-    bool containsAngle(double x, double y) const;
+    bool containsAngle(double x, double y) const {
+        if (sweep >= kTwoPi) return true;
+        const double px = x - cx, py = y - cy;
+        const bool afterStart = ux0 * py - uy0 * px >= 0;  // left of the first ray
+        const bool beforeEnd = px * uy1 - py * ux1 >= 0;    // right of the last ray
+        return sweep <= kPi ? afterStart && beforeEnd : afterStart || beforeEnd;
+    }
 };
 ArcGeom arcGeom(double xs, double ys, double xe, double ye, double xc, double yc, bool clockwise);
 ArcGeom arcGeom(const Feature& f);

@@ -40,12 +40,22 @@ void Raster::disc(double cx, double cy, double r) {
     int j0, j1;
     if (rows(cy - r, cy + r, j0, j1)) {
         const double uc = u(cx), r2 = r * r;
-        for (int j = j0; j <= j1; ++j) {
-            double dy = rowY(j) - cy;
-            double h2 = r2 - dy * dy;
-            if (h2 < 0) continue;
-            double hu = std::sqrt(h2) * m_ix;
-            spanU(j, uc - hu, uc + hu);
+        // The half widths of a batch of rows first (independent square
+        // roots overlap), then their spans.
+        constexpr int kBatch = 16;
+        double half[kBatch];
+        for (int j = j0; j <= j1; j += kBatch) {
+            const int n = std::min(kBatch, j1 - j + 1);
+            for (int k = 0; k < n; ++k) {
+                const double dy = rowY(j + k) - cy;
+                half[k] = std::sqrt(std::max(r2 - dy * dy, 0.0));
+            }
+            for (int k = 0; k < n; ++k) {
+                const double dy = rowY(j + k) - cy;
+                if (dy * dy > r2) continue;
+                const double hu = half[k] * m_ix;
+                spanU(j + k, uc - hu, uc + hu);
+            }
         }
     }
     if (!m_painted) dot(cx, cy);

@@ -57,15 +57,17 @@ public:
             drawLine(f);
             return;
         }
-        if (f.type == API::FT_PAD && f.angle == 0 && f.scale() == 1.0f) {
+        if (f.type == API::FT_PAD && f.angle % 90 == 0 && f.scale() == 1.0f) {
             const SymbolPen& p = m_pens[f.ref];
-            if (handledByCull(f.x1 - p.hw, f.y1 - p.hh, f.x1 + p.hw, f.y1 + p.hh)) return;
+            const bool turned = f.angle % 180 != 0;
+            const double hx = turned ? p.hh : p.hw, hy = turned ? p.hw : p.hh;
+            if (handledByCull(f.x1 - hx, f.y1 - hy, f.x1 + hx, f.y1 + hy)) return;
             if (p.shape == SymbolShape::Round) {
                 m_r.disc(f.x1, f.y1, p.hw);
                 return;
             }
             if (p.shape == SymbolShape::Square || p.shape == SymbolShape::Rect) {
-                m_r.rect(f.x1 - p.hw, f.y1 - p.hh, f.x1 + p.hw, f.y1 + p.hh);
+                m_r.rect(f.x1 - hx, f.y1 - hy, f.x1 + hx, f.y1 + hy);
                 return;
             }
             drawPad(f);
