@@ -50,8 +50,9 @@ void clear_canvas() {
 void zoom_to_box(double xmin, double ymin, double xmax, double ymax) {
     KERNEL_LOCK;
     for (double v : {xmin, ymin, xmax, ymax}) checkFinite(v, "view box coordinate");
-    if (!(xmax > xmin) || !(ymax > ymin))
-        fail("view box has no area (" + std::to_string(xmin) + ", " + std::to_string(ymin) + ", " +
+    // A box of no area (a view not laid out yet) is kept and shows nothing.
+    if (xmax < xmin || ymax < ymin)
+        fail("view box is inverted (" + std::to_string(xmin) + ", " + std::to_string(ymin) + ", " +
              std::to_string(xmax) + ", " + std::to_string(ymax) + ")");
     KernelState& s = state();
     s.box = {xmin * 1000.0, ymin * 1000.0, xmax * 1000.0, ymax * 1000.0};  // micrometres to nm

@@ -193,6 +193,14 @@ ViewBox currentBox() {
     return {0, 0, s.width * 1000.0, s.height * 1000.0};
 }
 
+// Whether there is anything to draw into: a canvas and a view box with area.
+bool canDraw() {
+    KernelState& s = state();
+    if (s.width == 0 || s.height == 0) return false;
+    ViewBox b = currentBox();
+    return b.xmax > b.xmin && b.ymax > b.ymin;
+}
+
 enum class Pass { Layer, Highlight };
 
 // Runs of consecutive features shorter than this are drawn in layer order;
@@ -247,7 +255,7 @@ void drawLayerPass(const std::string& job, const std::string& step, const std::s
     Step& s = findStep(j, step);
     size_t li = findLayerIndex(j, layer);
     KernelState& st = state();
-    if (st.width == 0 || st.height == 0) return;
+    if (!canDraw()) return;
     LayerDef& def = j.layers[li];
     LayerData& data = s.layers[li];
     if (data.features.empty()) return;
@@ -319,7 +327,7 @@ void draw_profile(const str& job, const str& step, int r, int g, int b, int a) {
     Job& j = findJob(job);
     Step& s = findStep(j, step);
     KernelState& st = state();
-    if (st.width == 0 || st.height == 0 || s.profile.empty()) return;
+    if (!canDraw() || s.profile.empty()) return;
     Raster raster(st.canvas.data(), st.width, st.height, currentBox());
     raster.setColour(packColour(r, g, b, a));
     const size_t n = s.profile.size();
@@ -336,7 +344,7 @@ void draw_layer_notes(const str& job, const str& step, const str& layer) {
     Step& s = findStep(j, step);
     LayerData& data = s.layers[findLayerIndex(j, layer)];
     KernelState& st = state();
-    if (st.width == 0 || st.height == 0) return;
+    if (!canDraw()) return;
     Raster raster(st.canvas.data(), st.width, st.height, currentBox());
     raster.setColour(packColour(kNoteColour[0], kNoteColour[1], kNoteColour[2], kNoteColour[3]));
     // A small square outline around each note, a fixed number of pixels.

@@ -69,10 +69,26 @@ TEST(Canvas, SizesAndClearing) {
     }
 }
 
-TEST(Canvas, ViewBoxRejectsEmptyAndNaN) {
-    EXPECT_THROW(API::zoom_to_box(0, 0, 0, 10), API::KernelText);
+TEST(Canvas, ViewBoxRejectsInvertedAndNaNAndDrawsNothingWithoutArea) {
+    EXPECT_THROW(API::zoom_to_box(0, 0, -1, 10), API::KernelText);
     EXPECT_THROW(API::zoom_to_box(0, 0, std::nan(""), 10), API::KernelText);
-    EXPECT_NO_THROW(API::zoom_to_box(0, 0, 10, 10));
+    EXPECT_THROW(API::zoom_to_box(0, 0, 10, INFINITY), API::KernelText);
+    if (JOB::job_exists("z")) JOB::delete_job("z");
+    JOB::create_job("z");
+    JOB::create_step("z", "pcb");
+    JOB::add_layer("z", "a", "board", "signal", "positive");
+    int s = -1;
+    API::create_new_symbol("z", "pcb", "a", "r5", s);
+    API::AddFeature("z", "pcb", {"a"}, {{"a", API::GreatePadString(5000, 5000, s, 1, 0, 0, 1)}}, {}, false);
+    API::init_canvas(10, 10);
+    API::zoom_to_box(0, 0, 0, 10);  // not laid out yet
+    API::draw_layer("z", "pcb", "a", 255, 0, 0, 255);
+    int w, h;
+    unsigned char* p = API::canvas(w, h);
+    for (int i = 0; i < w * h * 4; ++i) ASSERT_EQ(p[i], 0) << i;
+    API::zoom_to_box(0, 0, 10, 10);
+    API::draw_layer("z", "pcb", "a", 255, 0, 0, 255);
+    EXPECT_EQ(p[(5 * 10 + 5) * 4], 255);
 }
 
 }  // namespace
