@@ -93,21 +93,31 @@ TEST_F(Raster, LineEndsRoundOrSquare) {
     struct Case {
         const char* symbol;
         bool square;
+        double x0, y0, x1, y1;
     };
-    for (const Case& c : {Case{"r4.2", false}, Case{"s4.2", true}}) {
-        SCOPED_TRACE(c.symbol);
+    const Case cases[] = {
+        {"r4.2", false, 5300, 9800, 15700, 12100},  // slanted
+        {"s4.2", true, 5300, 9800, 15700, 12100},
+        {"r4.2", false, 15700, 9800, 5300, 9800},   // horizontal, drawn right to left
+        {"r4.2", false, 11300, 3700, 11300, 15200}, // vertical
+        {"s3", true, 11300, 3700, 11300, 15200},
+        {"r6.4", false, 9100, 9900, 9100, 9900},    // a dot
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.symbol) + " " + std::to_string(c.x0) + "," + std::to_string(c.y0));
         kt::freshJob(kJob, {"a"});
         API::clear_canvas();
         int s = kt::symbol(kJob, "a", c.symbol);
-        kt::add(kJob, "a", API::GreateLineString(5300, 9800, 15700, 12100, s, API::POL_POSITIVE, 0));
+        kt::add(kJob, "a", API::GreateLineString(c.x0, c.y0, c.x1, c.y1, s, API::POL_POSITIVE, 0));
         draw();
-        const double h = 2100;
+        const double h = std::atof(c.symbol + 1) * 500;
         expectShape([&](double x, double y) {
-            if (!c.square) return distToSegment(x, y, 5300, 9800, 15700, 12100) <= h;
-            // The square swept along the segment: the hull of the two end squares.
+            if (!c.square) return distToSegment(x, y, c.x0, c.y0, c.x1, c.y1) <= h;
+            // The square swept along the segment.
             for (int k = 0; k <= 2000; ++k) {
                 double t = k / 2000.0;
-                if (std::fabs(x - (5300 + t * 10400)) <= h && std::fabs(y - (9800 + t * 2300)) <= h) return true;
+                if (std::fabs(x - (c.x0 + t * (c.x1 - c.x0))) <= h && std::fabs(y - (c.y0 + t * (c.y1 - c.y0))) <= h)
+                    return true;
             }
             return false;
         });
