@@ -1,9 +1,18 @@
 #include "test_support.h"
 
+#include <QTest>
+#include <QWidget>
+#include <QWindow>
+
 #include "QTpluginsManger4CAM.h"
 #include "TOLVA_Job.h"
 
 namespace testsupport {
+
+void doubleClick(QWidget* widget, Qt::MouseButton button, const QPoint& pos) {
+    QWidget* window = widget->window();
+    QTest::mouseDClick(window->windowHandle(), button, Qt::NoModifier, widget->mapTo(window, pos));
+}
 
 LogCapture::LogCapture() { google::AddLogSink(this); }
 LogCapture::~LogCapture() { google::RemoveLogSink(this); }

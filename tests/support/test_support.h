@@ -4,6 +4,7 @@
 #include <glog/logging.h>
 
 #include <QMessageBox>
+#include <QPoint>
 #include <QString>
 #include <QStringList>
 #include <deque>
@@ -14,7 +15,13 @@
 #include "PluginMetaData.h"
 #include "core/prompt.h"
 
+class QWidget;
+
 namespace testsupport {
+
+// A double click as the platform delivers it (press, release, double click,
+// release), through the widget's window so that Qt itself detects it.
+void doubleClick(QWidget* widget, Qt::MouseButton button, const QPoint& pos);
 
 // Collects every log line written while it lives.
 class LogCapture : public google::LogSink {
