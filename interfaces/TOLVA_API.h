@@ -27,9 +27,11 @@ using str_list = std::vector<std::string>;
 
 // ---- canvas -------------------------------------------------------------
 // One RGBA8888 canvas, rows packed without padding. Cleared pixels are the
-// background (all zero); everything a draw call paints has a non-zero colour
-// byte. Drawing goes to the box last given to zoom_to_box (micrometres),
-// mapped onto the canvas each axis on its own (rows run down from ymax).
+// background, opaque black (0, 0, 0, 255); everything a draw call paints has a
+// non-zero colour byte (black is painted as (1, 1, 1)), so a pixel whose colour
+// bytes are all zero is background. Drawing goes to the box last given to
+// zoom_to_box (micrometres), mapped onto the canvas each axis on its own (rows
+// run down from ymax).
 // init_canvas with a zero or negative size makes a 0 x 0 canvas, for which
 // canvas() returns a null pointer. Formats and rules: platform/TOLVA_API/FORMATS.md.
 TOLVA_API_EXPORT void init_canvas(int width, int height);
@@ -40,7 +42,8 @@ TOLVA_API_EXPORT void zoom_to_box(double xmin, double ymin, double xmax, double 
 
 // ---- rendering ----------------------------------------------------------
 // draw_layer paints the layer in layer order over what the canvas holds:
-// positive features in (r, g, b, a), negative ones cleared to zero.
+// positive features in (r, g, b, a), negative ones cleared to the background
+// (0, 0, 0, 255).
 // draw_highlighted_selected_features paints the selected features in opaque
 // white (255, 255, 255, 255); draw_profile draws the outline one pixel wide;
 // draw_layer_notes marks each note with a small yellow square.

@@ -24,7 +24,7 @@ void init_canvas(int width, int height) {
     if (width == 0 || height == 0) width = height = 0;
     s.width = width;
     s.height = height;
-    s.canvas.assign(static_cast<size_t>(width) * static_cast<size_t>(height), 0u);
+    s.canvas.assign(static_cast<size_t>(width) * static_cast<size_t>(height), backgroundPixel());
     s.canvas.shrink_to_fit();
 }
 
@@ -44,7 +44,7 @@ void get_Canvas_Size(int& width, int& height) {
 
 void clear_canvas() {
     KERNEL_LOCK;
-    std::fill(state().canvas.begin(), state().canvas.end(), 0u);
+    std::fill(state().canvas.begin(), state().canvas.end(), backgroundPixel());
 }
 
 void zoom_to_box(double xmin, double ymin, double xmax, double ymax) {

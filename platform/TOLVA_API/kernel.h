@@ -163,6 +163,15 @@ struct Job {
 };
 
 // ---- global state -----------------------------------------------------------
+// The canvas background: opaque black, bytes (0, 0, 0, 255). Painted pixels
+// always have a non-zero colour byte, so colour bytes all zero mean background.
+inline uint32_t backgroundPixel() {
+    const uint8_t bytes[4] = {0, 0, 0, 255};
+    uint32_t c;
+    std::memcpy(&c, bytes, sizeof c);
+    return c;
+}
+
 struct ViewBox {
     double xmin = 0, ymin = 0, xmax = 0, ymax = 0;  // nanometres
 };

@@ -279,7 +279,7 @@ void drawLayerPass(const std::string& job, const std::string& step, const std::s
             if (!f.selected()) return;
             raster.setColour(colour);
         } else {
-            raster.setColour(f.positive() ? colour : 0u);
+            raster.setColour(f.positive() ? colour : backgroundPixel());
         }
         painter.draw(f);
     };

@@ -55,9 +55,14 @@ inline Rgba pixel(int i, int j) {
     unsigned char* p = API::canvas(w, h) + (static_cast<size_t>(j) * w + i) * 4;
     return {p[0], p[1], p[2], p[3]};
 }
+// Painted pixels have a non-zero colour byte; the background is (0, 0, 0, 255).
 inline bool painted(int i, int j) {
     Rgba c = pixel(i, j);
-    return c.r || c.g || c.b || c.a;
+    return c.r || c.g || c.b;
+}
+inline bool isBackground(int i, int j) {
+    Rgba c = pixel(i, j);
+    return c.r == 0 && c.g == 0 && c.b == 0 && c.a == 255;
 }
 // Board coordinates of the centre of pixel (i, j) on a unit canvas of height h.
 inline double centreX(int i) { return (i + 0.5) * 1000.0; }

@@ -74,6 +74,65 @@ TEST_F(Raster, PaintedPixelsCarryTheColourAndNegativeClearsAHoleInASurface) {
     EXPECT_EQ(c.g, 10);
     EXPECT_EQ(c.b, 20);
     EXPECT_EQ(c.a, 255);
+    // The hole is cleared back to the opaque black background, as is every
+    // pixel outside the surface.
+    EXPECT_TRUE(kt::isBackground(10, kH - 10));
+    EXPECT_TRUE(kt::isBackground(0, 0));
+}
+
+TEST_F(Raster, PaintedColourAlwaysHasAColourByteAndTheRestStaysBackground) {
+    struct Case {
+        int r, g, b, a;
+        kt::Rgba expected;
+    };
+    const Case cases[] = {
+        {200, 10, 20, 255, {200, 10, 20, 255}},
+        {0, 0, 0, 255, {1, 1, 1, 255}},  // black is painted as (1, 1, 1)
+        {0, 0, 0, 0, {1, 1, 1, 0}},
+        {300, -5, 7, 128, {255, 0, 7, 128}},
+        {0, 0, 1, 0, {0, 0, 1, 0}},
+    };
+    int s = kt::symbol(kJob, "a", "r4");
+    kt::add(kJob, "a", API::GreatePadString(12000, 10000, s, API::POL_POSITIVE, 0, 0, 1));
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::to_string(c.r) + "," + std::to_string(c.g) + "," + std::to_string(c.b) + "," +
+                     std::to_string(c.a));
+        API::clear_canvas();
+        API::draw_layer(kJob, "pcb", "a", c.r, c.g, c.b, c.a);
+        kt::Rgba p = kt::pixel(12, kH - 10);  // centre (12.5, 9.5) um, inside the pad
+        EXPECT_EQ(p.r, c.expected.r);
+        EXPECT_EQ(p.g, c.expected.g);
+        EXPECT_EQ(p.b, c.expected.b);
+        EXPECT_EQ(p.a, c.expected.a);
+        EXPECT_TRUE(kt::painted(12, kH - 10));
+        int background = 0;
+        for (int j = 0; j < kH; ++j)
+            for (int i = 0; i < kW; ++i) background += kt::isBackground(i, j) ? 1 : 0;
+        EXPECT_EQ(background, kW * kH - 12);  // a disc of diameter 4 covers 12 pixel centres
+    }
+}
+
+TEST_F(Raster, NegativeFeaturesClearEarlierLayersToTheBackground) {
+    // A layer drawn over another without clearing: its negative pad restores
+    // the background, not a transparent pixel.
+    kt::freshJob(kJob, {"a", "b"});
+    int big = kt::symbol(kJob, "a", "s12"), hole = kt::symbol(kJob, "b", "s4");
+    kt::add(kJob, "a", API::GreatePadString(12000, 10000, big, API::POL_POSITIVE, 0, 0, 1));
+    kt::add(kJob, "b", API::GreatePadString(12000, 10000, hole, API::POL_NEGATIVE, 0, 0, 1));
+    API::draw_layer(kJob, "pcb", "a", 0, 255, 0, 128);
+    API::draw_layer(kJob, "pcb", "b", 255, 0, 0, 255);
+    for (int j = 0; j < kH; ++j)
+        for (int i = 0; i < kW; ++i) {
+            const double x = centreX(i), y = centreY(j, kH);
+            const bool inBig = std::fabs(x - 12000) <= 6000 && std::fabs(y - 10000) <= 6000;
+            const bool inHole = std::fabs(x - 12000) <= 2000 && std::fabs(y - 10000) <= 2000;
+            kt::Rgba c = kt::pixel(i, j);
+            if (inBig && !inHole) {
+                EXPECT_TRUE(c.r == 0 && c.g == 255 && c.b == 0 && c.a == 128) << i << "," << j;
+            } else {
+                EXPECT_TRUE(kt::isBackground(i, j)) << i << "," << j;
+            }
+        }
 }
 
 TEST_F(Raster, SurfaceHoleContoursAreLeftOpen) {

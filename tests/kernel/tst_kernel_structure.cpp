@@ -61,11 +61,22 @@ TEST(Canvas, SizesAndClearing) {
         EXPECT_EQ(h, c.eh);
         if (w * h == 0) continue;
         ASSERT_NE(p, nullptr);
+        // A new canvas and a cleared one are opaque black in every pixel.
+        auto expectBackground = [&](const char* when) {
+            for (int k = 0; k < w * h; ++k) {
+                const unsigned char* q = p + k * 4;
+                ASSERT_TRUE(q[0] == 0 && q[1] == 0 && q[2] == 0 && q[3] == 255)
+                    << when << ": pixel " << k << " is (" << int(q[0]) << ", " << int(q[1]) << ", "
+                    << int(q[2]) << ", " << int(q[3]) << ")";
+            }
+        };
+        expectBackground("new");
         p[0] = 7;
+        p[3] = 0;
         p[w * h * 4 - 1] = 9;
+        p[w * h * 4 - 2] = 9;
         API::clear_canvas();
-        EXPECT_EQ(p[0], 0);
-        EXPECT_EQ(p[w * h * 4 - 1], 0);
+        expectBackground("cleared");
     }
 }
 
@@ -85,7 +96,7 @@ TEST(Canvas, ViewBoxRejectsInvertedAndNaNAndDrawsNothingWithoutArea) {
     API::draw_layer("z", "pcb", "a", 255, 0, 0, 255);
     int w, h;
     unsigned char* p = API::canvas(w, h);
-    for (int i = 0; i < w * h * 4; ++i) ASSERT_EQ(p[i], 0) << i;
+    for (int i = 0; i < w * h * 4; ++i) ASSERT_EQ(p[i], i % 4 == 3 ? 255 : 0) << i;
     API::zoom_to_box(0, 0, 10, 10);
     API::draw_layer("z", "pcb", "a", 255, 0, 0, 255);
     EXPECT_EQ(p[(5 * 10 + 5) * 4], 255);
