@@ -60,15 +60,31 @@ void Graphic_ViewTool::logTypeError(const char* prefix) const {
     LOG(ERROR) << prefix << ": type error when set work type!";
 }
 
-PassiveTool::PassiveTool(ViewWidget* view, GRAPHIC_TOOL_TYPE type, const char* logPrefix,
+DefaultTool::DefaultTool(ViewWidget* view, GRAPHIC_TOOL_TYPE type, const char* logPrefix,
                          std::initializer_list<qint32> knownCodes)
     : Graphic_ViewTool(view, type), m_prefix(logPrefix), m_knownCodes(knownCodes) {
     logInit(m_prefix);
 }
 
-void PassiveTool::toolKeyPress(QKeyEvent* event) { panByArrowKey(event); }
+void DefaultTool::midButtonPress(QMouseEvent* event) { event->accept(); }
+void DefaultTool::midButtonRelease(QMouseEvent* event) { event->accept(); }
+void DefaultTool::leftButtonPress(QMouseEvent* event) { event->accept(); }
+void DefaultTool::leftButtonRelease(QMouseEvent* event) { event->accept(); }
+void DefaultTool::leftButtonDoubleClick(QMouseEvent* event) { event->accept(); }
+void DefaultTool::auxMouseEvent(QMouseEvent* event) { event->accept(); }
+void DefaultTool::midButtonDoubleClick(QMouseEvent* event) { event->accept(); }
+void DefaultTool::rightButtonRelease(QMouseEvent* event) { event->accept(); }
+void DefaultTool::wheel(QWheelEvent* event) { event->accept(); }
+void DefaultTool::mouseMove(QMouseEvent* event) { event->accept(); }
+void DefaultTool::auxEvent(QEvent* event) { event->accept(); }
+void DefaultTool::paint(QPainter*) {}
 
-void PassiveTool::setWorkParam(PluginMetaData* msg) {
+void DefaultTool::toolKeyPress(QKeyEvent* event) {
+    panByArrowKey(event);
+    event->accept();
+}
+
+void DefaultTool::setWorkParam(PluginMetaData* msg) {
     if (msg && m_knownCodes.contains(msg->msgType)) {
         m_lastParam = *msg;
         return;

@@ -98,28 +98,32 @@ protected:
     QString m_text;
 };
 
-// A tool whose behaviour is not settled yet: it takes every event and does
-// nothing with it, logs its initialisation line and a type error for every
-// work parameter it is handed.
-class PassiveTool : public Graphic_ViewTool {
+// The base of every concrete tool: each operation takes the event and does
+// nothing with it, the arrow keys pan, and work parameters other than the
+// tool's own request codes are logged as a type error with the tool's prefix.
+// Tools override only what they do; a tool whose behaviour is not settled
+// yet is a DefaultTool as it stands.
+class DefaultTool : public Graphic_ViewTool {
     Q_OBJECT
 public:
-    PassiveTool(ViewWidget* view, GRAPHIC_TOOL_TYPE type, const char* logPrefix,
+    DefaultTool(ViewWidget* view, GRAPHIC_TOOL_TYPE type, const char* logPrefix,
                 std::initializer_list<qint32> knownCodes = {});
-    void midButtonPress(QMouseEvent*) override {}
-    void midButtonRelease(QMouseEvent*) override {}
-    void leftButtonPress(QMouseEvent*) override {}
-    void leftButtonRelease(QMouseEvent*) override {}
-    void leftButtonDoubleClick(QMouseEvent*) override {}
-    void auxMouseEvent(QMouseEvent*) override {}
-    void midButtonDoubleClick(QMouseEvent*) override {}
-    void rightButtonRelease(QMouseEvent*) override {}
-    void wheel(QWheelEvent*) override {}
-    void mouseMove(QMouseEvent*) override {}
-    void auxEvent(QEvent*) override {}
-    void paint(QPainter*) override {}
+    void midButtonPress(QMouseEvent* event) override;
+    void midButtonRelease(QMouseEvent* event) override;
+    void leftButtonPress(QMouseEvent* event) override;
+    void leftButtonRelease(QMouseEvent* event) override;
+    void leftButtonDoubleClick(QMouseEvent* event) override;
+    void auxMouseEvent(QMouseEvent* event) override;
+    void midButtonDoubleClick(QMouseEvent* event) override;
+    void rightButtonRelease(QMouseEvent* event) override;
+    void wheel(QWheelEvent* event) override;
+    void mouseMove(QMouseEvent* event) override;
+    void auxEvent(QEvent* event) override;
+    void paint(QPainter* painter) override;
     void toolKeyPress(QKeyEvent* event) override;
     void setWorkParam(PluginMetaData* msg) override;
+
+    const PluginMetaData& lastParam() const { return m_lastParam; }
 
 protected:
     const char* m_prefix;
@@ -132,10 +136,10 @@ protected:
 #define GRAPHIC_PASSIVE_TOOL(ClassName, TypeValue, Prefix, ...)                              \
     namespace TOLVA {                                                                        \
     namespace GRAPHIC {                                                                      \
-    class ClassName : public PassiveTool {                                                   \
+    class ClassName : public DefaultTool {                                                   \
     public:                                                                                  \
         explicit ClassName(ViewWidget* view)                                                 \
-            : PassiveTool(view, Graphic_ViewTool::TypeValue, Prefix, {__VA_ARGS__}) {}       \
+            : DefaultTool(view, Graphic_ViewTool::TypeValue, Prefix, {__VA_ARGS__}) {}       \
     };                                                                                       \
     }                                                                                        \
     }

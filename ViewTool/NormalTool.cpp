@@ -1,13 +1,12 @@
 #include "NormalTool.h"
 
-#include <QKeyEvent>
 #include <QMouseEvent>
 #include <QWheelEvent>
 
 namespace TOLVA {
 namespace GRAPHIC {
 
-NormalTool::NormalTool(ViewWidget* view) : Graphic_ViewTool(view, NORMAL_TOOL) {}
+NormalTool::NormalTool(ViewWidget* view) : DefaultTool(view, NORMAL_TOOL, "NORMAL_TOOL") {}
 
 void NormalTool::midButtonPress(QMouseEvent* event) {
     rememberMiddlePress(event);
@@ -24,20 +23,6 @@ void NormalTool::wheel(QWheelEvent* event) {
     event->accept();
 }
 
-void NormalTool::toolKeyPress(QKeyEvent* event) {
-    panByArrowKey(event);
-    event->accept();
-}
-
-void NormalTool::leftButtonPress(QMouseEvent* event) { event->accept(); }
-void NormalTool::leftButtonRelease(QMouseEvent* event) { event->accept(); }
-void NormalTool::leftButtonDoubleClick(QMouseEvent* event) { event->accept(); }
-void NormalTool::auxMouseEvent(QMouseEvent* event) { event->accept(); }
-void NormalTool::midButtonDoubleClick(QMouseEvent* event) { event->accept(); }
-void NormalTool::rightButtonRelease(QMouseEvent* event) { event->accept(); }
-void NormalTool::mouseMove(QMouseEvent* event) { event->accept(); }
-void NormalTool::auxEvent(QEvent* event) { event->accept(); }
-void NormalTool::paint(QPainter*) {}
 void NormalTool::setWorkParam(PluginMetaData*) {}
 
 }  // namespace GRAPHIC

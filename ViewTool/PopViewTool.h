@@ -1,38 +1,17 @@
 #pragma once
-// Opens a pop-view inset: a left drag picks the board area that the inset
-// shows magnified. A middle drag pans and the wheel zooms.
-#include <QPointer>
-#include <QRubberBand>
-
-#include "Graphic_ViewTool.h"
+// Opens a pop-view inset on the board area of a left drag.
+#include "BoxDragTool.h"
 
 namespace TOLVA {
 namespace GRAPHIC {
 
-class PopViewTool : public Graphic_ViewTool {
+class PopViewTool : public BoxDragTool {
     Q_OBJECT
 public:
     explicit PopViewTool(ViewWidget* view);
-    ~PopViewTool() override;
-    void midButtonPress(QMouseEvent* event) override;
-    void midButtonRelease(QMouseEvent* event) override;
-    void leftButtonPress(QMouseEvent* event) override;
-    void leftButtonRelease(QMouseEvent* event) override;
-    void leftButtonDoubleClick(QMouseEvent* event) override;
-    void auxMouseEvent(QMouseEvent* event) override;
-    void midButtonDoubleClick(QMouseEvent* event) override;
-    void rightButtonRelease(QMouseEvent* event) override;
-    void wheel(QWheelEvent* event) override;
-    void mouseMove(QMouseEvent* event) override;
-    void auxEvent(QEvent* event) override;
-    void paint(QPainter* painter) override;
-    void toolKeyPress(QKeyEvent* event) override;
-    void setWorkParam(PluginMetaData* msg) override;
 
-private:
-    QPointer<QRubberBand> m_rubberBand;
-    QPoint m_leftPress;
-    bool m_leftHeld = false;
+protected:
+    void boxDragged(const QRectF& board, const QRect& pixels) override;
 };
 
 }  // namespace GRAPHIC

@@ -5,10 +5,10 @@
 namespace TOLVA {
 namespace GRAPHIC {
 
-class RegionDivisionTool : public PassiveTool {
+class RegionDivisionTool : public DefaultTool {
 public:
     RegionDivisionTool(ViewWidget* view, int mode)
-        : PassiveTool(view, Graphic_ViewTool::REGION_DIVISION_TOOL, "REGION_DIVISION_TOOL"), m_mode(mode) {}
+        : DefaultTool(view, Graphic_ViewTool::REGION_DIVISION_TOOL, "REGION_DIVISION_TOOL"), m_mode(mode) {}
     int mode() const { return m_mode; }
 
 private:

@@ -46,7 +46,7 @@ constexpr ModeCode kModeCodes[] = {
 }  // namespace
 
 SelectTool::SelectTool(ViewWidget* view)
-    : Graphic_ViewTool(view, SELECT_TOOL),
+    : DefaultTool(view, SELECT_TOOL, kPrefix),
       m_rubberBand(new QRubberBand(QRubberBand::Rectangle, view)),
       m_clickTimer(new QTimer(this)),
       m_midClickTimer(new QTimer(this)) {
@@ -78,7 +78,6 @@ SelectTool::SelectTool(ViewWidget* view)
     connect(this, &SelectTool::sendInvertDoubleBox, view, &ViewWidget::receive_change_polarity_textbox);
     connect(this, &SelectTool::sendUnselectTextBox, view, &ViewWidget::receive_unselect_text_box);
     connect(this, &SelectTool::delete_last, view, &ViewWidget::delete_last_edit);
-    logInit(kPrefix);
 }
 
 SelectTool::~SelectTool() { delete m_rubberBand; }
@@ -253,11 +252,6 @@ void SelectTool::paint(QPainter* painter) {
 }
 
 void SelectTool::wheel(QWheelEvent* event) { zoomByWheel(event); }
-void SelectTool::toolKeyPress(QKeyEvent* event) { panByArrowKey(event); }
-void SelectTool::midButtonRelease(QMouseEvent*) {}
-void SelectTool::auxMouseEvent(QMouseEvent*) {}
-void SelectTool::rightButtonRelease(QMouseEvent*) {}
-void SelectTool::auxEvent(QEvent*) {}
 
 }  // namespace GRAPHIC
 }  // namespace TOLVA

@@ -15,7 +15,7 @@ class QTimer;
 namespace TOLVA {
 namespace GRAPHIC {
 
-class SelectTool : public Graphic_ViewTool {
+class SelectTool : public DefaultTool {
     Q_OBJECT
 public:
     // Work modes, chosen by the request that configures the tool.
@@ -45,18 +45,13 @@ public:
     ~SelectTool() override;
 
     void midButtonPress(QMouseEvent* event) override;
-    void midButtonRelease(QMouseEvent* event) override;
     void leftButtonPress(QMouseEvent* event) override;
     void leftButtonRelease(QMouseEvent* event) override;
     void leftButtonDoubleClick(QMouseEvent* event) override;
-    void auxMouseEvent(QMouseEvent* event) override;
     void midButtonDoubleClick(QMouseEvent* event) override;
-    void rightButtonRelease(QMouseEvent* event) override;
     void wheel(QWheelEvent* event) override;
     void mouseMove(QMouseEvent* event) override;
-    void auxEvent(QEvent* event) override;
     void paint(QPainter* painter) override;
-    void toolKeyPress(QKeyEvent* event) override;
     void setWorkParam(PluginMetaData* msg) override;
 
     int selectMode() const { return m_selectMode; }

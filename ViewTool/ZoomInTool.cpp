@@ -12,7 +12,7 @@ namespace TOLVA {
 namespace GRAPHIC {
 
 ZoomInTool::ZoomInTool(ViewWidget* view)
-    : Graphic_ViewTool(view, ZOOMIN_TOOL), m_rubberBand(new QRubberBand(QRubberBand::Rectangle, view)) {
+    : DefaultTool(view, ZOOMIN_TOOL, "ZOOMIN_TOOL"), m_rubberBand(new QRubberBand(QRubberBand::Rectangle, view)) {
     m_rubberBand->hide();
 }
 
@@ -64,17 +64,6 @@ void ZoomInTool::wheel(QWheelEvent* event) {
     m_view->db2view(m_pressBoardX, m_pressBoardY, px, py);
     m_rubberBand->setGeometry(QRect(QPoint(px, py), pos.toPoint()).normalized());
 }
-
-void ZoomInTool::toolKeyPress(QKeyEvent* event) { panByArrowKey(event); }
-void ZoomInTool::midButtonPress(QMouseEvent*) {}
-void ZoomInTool::midButtonRelease(QMouseEvent*) {}
-void ZoomInTool::leftButtonDoubleClick(QMouseEvent*) {}
-void ZoomInTool::auxMouseEvent(QMouseEvent*) {}
-void ZoomInTool::midButtonDoubleClick(QMouseEvent*) {}
-void ZoomInTool::rightButtonRelease(QMouseEvent*) {}
-void ZoomInTool::auxEvent(QEvent*) {}
-void ZoomInTool::paint(QPainter*) {}
-void ZoomInTool::setWorkParam(PluginMetaData*) { logTypeError("ZOOMIN_TOOL"); }
 
 }  // namespace GRAPHIC
 }  // namespace TOLVA

@@ -10,25 +10,15 @@
 namespace TOLVA {
 namespace GRAPHIC {
 
-class ZoomInTool : public Graphic_ViewTool {
+class ZoomInTool : public DefaultTool {
     Q_OBJECT
 public:
     explicit ZoomInTool(ViewWidget* view);
     ~ZoomInTool() override;
-    void midButtonPress(QMouseEvent* event) override;
-    void midButtonRelease(QMouseEvent* event) override;
     void leftButtonPress(QMouseEvent* event) override;
     void leftButtonRelease(QMouseEvent* event) override;
-    void leftButtonDoubleClick(QMouseEvent* event) override;
-    void auxMouseEvent(QMouseEvent* event) override;
-    void midButtonDoubleClick(QMouseEvent* event) override;
-    void rightButtonRelease(QMouseEvent* event) override;
     void wheel(QWheelEvent* event) override;
     void mouseMove(QMouseEvent* event) override;
-    void auxEvent(QEvent* event) override;
-    void paint(QPainter* painter) override;
-    void toolKeyPress(QKeyEvent* event) override;
-    void setWorkParam(PluginMetaData* msg) override;
 
     bool isPressed() const { return m_pressed; }
 
