@@ -83,7 +83,10 @@ void ViewWidget::setHighlightLayers(const QStringList& first, const QStringList&
     m_highlightSecond = second;
 }
 
+// The buffer always holds w x 4 x h bytes; one of the right size is kept
+// rather than handed back to the heap and faulted in again every draw.
 void ViewWidget::resizeComposition(int w, int h) {
+    if (m_composition && m_compositionSize == QSize(w, h)) return;
     const std::size_t bytes = bufferBytes(w, h);
     m_composition.reset(bytes ? new unsigned char[bytes] : nullptr);
     m_compositionSize = QSize(w, h);
