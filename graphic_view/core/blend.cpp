@@ -58,37 +58,74 @@ __attribute__((target("avx2"))) inline __m256i times07Epi8(__m256i v) {
 // Eight pixels at once; see blendPixelScalar for the rule.
 __attribute__((target("avx2"))) inline __m256i blend8(__m256i d, __m256i s) {
     const __m256i colour = _mm256_set1_epi32(0x00FFFFFF);
-    const __m256i ones = _mm256_set1_epi32(-1);
     const __m256i zero = _mm256_setzero_si256();
 
     // Sum folded back at 510: a byte that carried becomes 254 - (wrapped sum).
     const __m256i wrapped = _mm256_add_epi8(d, s);
-    const __m256i carried = _mm256_xor_si256(_mm256_cmpeq_epi8(_mm256_adds_epu8(d, s), wrapped), ones);
-    const __m256i folded = _mm256_blendv_epi8(wrapped, _mm256_sub_epi8(_mm256_set1_epi8(char(254)), wrapped), carried);
+    const __m256i notCarried = _mm256_cmpeq_epi8(_mm256_adds_epu8(d, s), wrapped);
+    __m256i out = _mm256_blendv_epi8(_mm256_sub_epi8(_mm256_set1_epi8(char(254)), wrapped), wrapped, notCarried);
 
-    // Pixel predicates over the colour bytes, as whole 32-bit lanes.
-    const __m256i nonZero = _mm256_andnot_si256(_mm256_cmpeq_epi8(folded, zero), colour);
-    const __m256i srcColour = _mm256_xor_si256(_mm256_cmpeq_epi32(_mm256_and_si256(s, colour), zero), ones);
-    const __m256i pairRG = _mm256_and_si256(_mm256_cmpeq_epi32(nonZero, _mm256_set1_epi32(0x0000FFFF)), srcColour);
-    const __m256i pairRB = _mm256_and_si256(_mm256_cmpeq_epi32(nonZero, _mm256_set1_epi32(0x00FF00FF)), srcColour);
-    const __m256i pairGB = _mm256_and_si256(_mm256_cmpeq_epi32(nonZero, _mm256_set1_epi32(0x00FFFF00)), srcColour);
-
-    const __m256i byte0 = _mm256_set1_epi32(0x000000FF);
-    const __m256i byte1 = _mm256_set1_epi32(0x0000FF00);
-    const __m256i byte2 = _mm256_set1_epi32(0x00FF0000);
-    const __m256i halfMask = _mm256_or_si256(_mm256_and_si256(_mm256_or_si256(pairRG, pairRB), byte0),
-                                             _mm256_and_si256(pairGB, byte2));
-    const __m256i mostMask = _mm256_or_si256(_mm256_and_si256(_mm256_or_si256(pairRG, pairGB), byte1),
-                                             _mm256_and_si256(pairRB, byte2));
-    const __m256i half = _mm256_and_si256(_mm256_srli_epi16(folded, 1), _mm256_set1_epi8(0x7F));
-    __m256i out = _mm256_blendv_epi8(folded, half, halfMask);
-    out = _mm256_blendv_epi8(out, times07Epi8(folded), mostMask);
+    // Darkening needs exactly two non-zero colour bytes under a coloured
+    // source; most pixels of a layer pass have one, so test before working.
+    const __m256i nonZero = _mm256_andnot_si256(_mm256_cmpeq_epi8(out, zero), colour);
+    const __m256i srcBlank = _mm256_cmpeq_epi32(_mm256_and_si256(s, colour), zero);
+    const __m256i pairRG = _mm256_andnot_si256(srcBlank, _mm256_cmpeq_epi32(nonZero, _mm256_set1_epi32(0x0000FFFF)));
+    const __m256i pairRB = _mm256_andnot_si256(srcBlank, _mm256_cmpeq_epi32(nonZero, _mm256_set1_epi32(0x00FF00FF)));
+    const __m256i pairGB = _mm256_andnot_si256(srcBlank, _mm256_cmpeq_epi32(nonZero, _mm256_set1_epi32(0x00FFFF00)));
+    const __m256i anyPair = _mm256_or_si256(_mm256_or_si256(pairRG, pairRB), pairGB);
+    if (!_mm256_testz_si256(anyPair, anyPair)) {
+        const __m256i byte0 = _mm256_set1_epi32(0x000000FF);
+        const __m256i byte1 = _mm256_set1_epi32(0x0000FF00);
+        const __m256i byte2 = _mm256_set1_epi32(0x00FF0000);
+        const __m256i halfMask = _mm256_or_si256(_mm256_and_si256(_mm256_or_si256(pairRG, pairRB), byte0),
+                                                 _mm256_and_si256(pairGB, byte2));
+        const __m256i mostMask = _mm256_or_si256(_mm256_and_si256(_mm256_or_si256(pairRG, pairGB), byte1),
+                                                 _mm256_and_si256(pairRB, byte2));
+        const __m256i half = _mm256_and_si256(_mm256_srli_epi16(out, 1), _mm256_set1_epi8(0x7F));
+        const __m256i most = times07Epi8(out);
+        out = _mm256_blendv_epi8(out, half, halfMask);
+        out = _mm256_blendv_epi8(out, most, mostMask);
+    }
 
     // White on white keeps the destination, and alpha is never touched.
     const __m256i white = _mm256_and_si256(_mm256_cmpeq_epi32(_mm256_and_si256(d, colour), colour),
                                            _mm256_cmpeq_epi32(_mm256_and_si256(s, colour), colour));
     const __m256i keep = _mm256_or_si256(white, _mm256_set1_epi32(static_cast<int>(0xFF000000u)));
     return _mm256_blendv_epi8(out, d, keep);
+}
+
+constexpr std::size_t kChunk = 32;       // eight pixels
+constexpr std::size_t kLine = 64;        // a cache line: two chunks
+constexpr std::size_t kBlockLines = 64;  // one bit each in a block mask
+constexpr std::size_t kBlock = kLine * kBlockLines;
+
+// The lines of a block whose source has colour, found without branching
+// (the pattern of a layer image defeats prediction), then their destination
+// prefetched.
+__attribute__((target("avx2"))) inline std::uint64_t scanBlock(const unsigned char* s, const unsigned char* d) {
+    const __m256i colour = _mm256_set1_epi32(0x00FFFFFF);
+    std::uint64_t busy = 0;
+    for (std::size_t l = 0; l < kBlockLines; ++l) {
+        const __m256i* p = reinterpret_cast<const __m256i*>(s + l * kLine);
+        const __m256i v = _mm256_or_si256(_mm256_loadu_si256(p), _mm256_loadu_si256(p + 1));
+        busy |= std::uint64_t(!_mm256_testz_si256(v, colour)) << l;
+    }
+    for (std::uint64_t left = busy; left; left &= left - 1)
+        _mm_prefetch(reinterpret_cast<const char*>(d + __builtin_ctzll(left) * kLine), _MM_HINT_T0);
+    return busy;
+}
+
+// Blends the busy lines; a chunk without colour in a busy line comes out as
+// it went in, so both chunks of a line are blended alike.
+__attribute__((target("avx2"))) inline void blendBlock(unsigned char* d, const unsigned char* s, std::uint64_t busy) {
+    while (busy) {
+        const std::size_t l = static_cast<std::size_t>(__builtin_ctzll(busy));
+        busy &= busy - 1;
+        __m256i* dp = reinterpret_cast<__m256i*>(d + l * kLine);
+        const __m256i* sp = reinterpret_cast<const __m256i*>(s + l * kLine);
+        _mm256_storeu_si256(dp, blend8(_mm256_loadu_si256(dp), _mm256_loadu_si256(sp)));
+        _mm256_storeu_si256(dp + 1, blend8(_mm256_loadu_si256(dp + 1), _mm256_loadu_si256(sp + 1)));
+    }
 }
 
 }  // namespace
@@ -102,13 +139,23 @@ bool hasAvx2() {
     return supported;
 }
 
+// Works through the buffer in blocks of 64 cache lines, scanning one block ahead
+// of the one it blends: the scan finds the chunks with colour and prefetches
+// their destination, so the misses of a sparse layer overlap with the work on
+// the block before instead of stalling one after the other.
 __attribute__((target("avx2"))) void blendAvx2(unsigned char* dst, const unsigned char* src, std::size_t bytes) {
-    constexpr std::size_t kChunk = 32;
+    const std::size_t blocks = bytes / kBlock;
+    std::uint64_t next = blocks ? scanBlock(src, dst) : 0;
+    for (std::size_t b = 0; b < blocks; ++b) {
+        const std::uint64_t busy = next;
+        if (b + 1 < blocks) next = scanBlock(src + (b + 1) * kBlock, dst + (b + 1) * kBlock);
+        blendBlock(dst + b * kBlock, src + b * kBlock, busy);
+    }
+    std::size_t i = blocks * kBlock;
     const __m256i colour = _mm256_set1_epi32(0x00FFFFFF);
-    std::size_t i = 0;
     for (; i + kChunk <= bytes; i += kChunk) {
         const __m256i s = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + i));
-        if (_mm256_testz_si256(s, colour)) continue;  // no colour: the destination stays
+        if (_mm256_testz_si256(s, colour)) continue;
         const __m256i d = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(dst + i));
         _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + i), blend8(d, s));
     }
