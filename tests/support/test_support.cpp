@@ -4,7 +4,9 @@
 #include <QWidget>
 #include <QWindow>
 
+#include "PluginNames.h"
 #include "QTpluginsManger4CAM.h"
+#include "graphic_view/graphic_view.h"
 #include "TOLVA_Job.h"
 
 namespace testsupport {
@@ -44,6 +46,16 @@ bool LogCapture::contains(const std::string& text) const {
 void LogCapture::clear() {
     std::lock_guard<std::mutex> lock(m_mutex);
     m_lines.clear();
+}
+
+void openJobInView(QWidget* view, const std::string& job, const std::string& step, const QStringList& layers) {
+    PluginMetaData shown(PluginNames::JobList, PluginNames::GraphicView, 54);
+    shown.data.insert(QStringLiteral("LayerList"), layers);
+    recMsgFromManager(view, &shown);
+    PluginMetaData bind(PluginNames::JobList, PluginNames::GraphicView, 20001637);
+    bind.data.insert(QStringLiteral("JobName"), QString::fromStdString(job));
+    bind.data.insert(QStringLiteral("Step"), QString::fromStdString(step));
+    recMsgFromManager(view, &bind);
 }
 
 MessageRecorder::MessageRecorder() {

@@ -67,6 +67,11 @@ private:
     std::vector<Entry> m_entries;
 };
 
+// Sends `view` the messages a job list sends when a job is opened: the
+// shown layers (code 54, palette indices in order) and the job and step
+// (code 20001637, which fits the profile).
+void openJobInView(QWidget* view, const std::string& job, const std::string& step, const QStringList& layers);
+
 // Answers every message box: the queued answers in order, then `fallback`.
 class PromptRecorder {
 public:

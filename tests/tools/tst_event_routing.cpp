@@ -36,12 +36,7 @@ protected:
         host.resize(kWidth, kHeight);
         view = static_cast<ViewWidget*>(GetViewInstance(&host));
         view->resize(kWidth, kHeight);
-        PluginMetaData layers(PluginNames::JobList, PluginNames::GraphicView, 54);
-        layers.data.insert(QStringLiteral("LayerList"), QStringList{"top"});
-        recMsgFromManager(view, &layers);
-        PluginMetaData bind(PluginNames::JobList, PluginNames::GraphicView, 20001637);
-        bind.data = {{QStringLiteral("JobName"), "routing_job"}, {QStringLiteral("Step"), "pcb"}};
-        recMsgFromManager(view, &bind);
+        testsupport::openJobInView(view, "routing_job", "pcb", {"top"});
         host.show();
         ASSERT_TRUE(QTest::qWaitForWindowExposed(&host));
     }

@@ -28,14 +28,7 @@ protected:
     }
     void TearDown() override { delete view; }
 
-    void openJob() {
-        PluginMetaData layers(PluginNames::JobList, PluginNames::GraphicView, 54);
-        layers.data.insert(QStringLiteral("LayerList"), QStringList{"top"});
-        recMsgFromManager(view, &layers);
-        PluginMetaData bind(PluginNames::JobList, PluginNames::GraphicView, 20001637);
-        bind.data = {{QStringLiteral("JobName"), "select_job"}, {QStringLiteral("Step"), "pcb"}};
-        recMsgFromManager(view, &bind);
-    }
+    void openJob() { testsupport::openJobInView(view, "select_job", "pcb", {"top"}); }
     SelectTool* selectIn(qint32 code) {
         PluginMetaData msg(PluginNames::ToolbarEdit, PluginNames::GraphicView, code);
         recMsgFromManager(view, &msg);

@@ -28,9 +28,7 @@ protected:
     void SetUp() override {
         view = static_cast<ViewWidget*>(GetViewInstance(&host));
         view->resize(kSize, kSize);
-        PluginMetaData bind(PluginNames::JobList, PluginNames::GraphicView, 20001637);
-        bind.data = {{QStringLiteral("JobName"), "render_job"}, {QStringLiteral("Step"), "pcb"}};
-        recMsgFromManager(view, &bind);
+        testsupport::openJobInView(view, "render_job", "pcb", {});
         view->zoom2fit(-1e6, -1e6, 2.1e7, 2.1e7);
     }
     void TearDown() override { delete view; }
