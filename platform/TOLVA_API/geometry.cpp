@@ -92,24 +92,33 @@ ArcGeom arcGeom(double xs, double ys, double xe, double ye, double xc, double yc
     ArcGeom g;
     g.cx = xc;
     g.cy = yc;
-    g.radius = std::hypot(xs - xc, ys - yc);
-    double as = std::atan2(ys - yc, xs - xc);
-    double ae = std::atan2(ye - yc, xe - xc);
+    // Directions straight from the points: no angle round trip (a quarter
+    // turn stays exactly (0, 1)).
+    const double dxs = xs - xc, dys = ys - yc, dxe = xe - xc, dye = ye - yc;
+    g.radius = std::sqrt(dxs * dxs + dys * dys);
+    const double re = std::sqrt(dxe * dxe + dye * dye);
+    double usx = 1, usy = 0, uex = 1, uey = 0;
+    if (g.radius > 0) {
+        usx = dxs / g.radius;
+        usy = dys / g.radius;
+    }
+    if (re > 0) {
+        uex = dxe / re;
+        uey = dye / re;
+    }
     if (xs == xe && ys == ye) {
-        g.start = as;
+        g.ux0 = g.ux1 = usx;
+        g.uy0 = g.uy1 = usy;
         g.sweep = kTwoPi;
         return g;
     }
-    double from = clockwise ? ae : as;
-    double to = clockwise ? as : ae;
-    double sweep = std::fmod(to - from, kTwoPi);
+    g.ux0 = clockwise ? uex : usx;
+    g.uy0 = clockwise ? uey : usy;
+    g.ux1 = clockwise ? usx : uex;
+    g.uy1 = clockwise ? usy : uey;
+    double sweep = std::atan2(g.ux0 * g.uy1 - g.uy0 * g.ux1, g.ux0 * g.ux1 + g.uy0 * g.uy1);
     if (sweep <= 0) sweep += kTwoPi;
-    g.start = from;
     g.sweep = sweep;
-    g.ux0 = std::cos(from);
-    g.uy0 = std::sin(from);
-    g.ux1 = std::cos(from + sweep);
-    g.uy1 = std::sin(from + sweep);
     return g;
 }
 
@@ -221,6 +230,22 @@ IBox clampBox(double xmin, double ymin, double xmax, double ymax) {
     return {clampLow(xmin), clampLow(ymin), clampHigh(xmax), clampHigh(ymax)};
 }
 
+IBox arcBox(const ArcGeom& g, const Feature& f, double r) {
+    double xmin = std::min<double>(f.x1, f.x2), xmax = std::max<double>(f.x1, f.x2);
+    double ymin = std::min<double>(f.y1, f.y2), ymax = std::max<double>(f.y1, f.y2);
+    // The extreme points of the circle that the sweep passes.
+    const double dirs[4][2] = {{1, 0}, {0, 1}, {-1, 0}, {0, -1}};
+    for (auto& d : dirs) {
+        if (g.containsAngle(g.cx + d[0], g.cy + d[1])) {
+            xmin = std::min(xmin, g.cx + d[0] * g.radius);
+            xmax = std::max(xmax, g.cx + d[0] * g.radius);
+            ymin = std::min(ymin, g.cy + d[1] * g.radius);
+            ymax = std::max(ymax, g.cy + d[1] * g.radius);
+        }
+    }
+    return clampBox(xmin - r, ymin - r, xmax + r, ymax + r);
+}
+
 IBox featureBox(const LayerContext& ctx, const Feature& f) {
     switch (f.type) {
     case API::FT_LINE: {
@@ -247,23 +272,8 @@ IBox featureBox(const LayerContext& ctx, const Feature& f) {
         }
         return clampBox(p.cx - hx, p.cy - hy, p.cx + hx, p.cy + hy);
     }
-    case API::FT_ARC: {
-        const Symbol& s = ctx.def.symbols[f.ref];
-        double r = strokeRadius(s);
-        ArcGeom g = arcGeom(f);
-        double xmin = std::min<double>(f.x1, f.x2), xmax = std::max<double>(f.x1, f.x2);
-        double ymin = std::min<double>(f.y1, f.y2), ymax = std::max<double>(f.y1, f.y2);
-        const double dirs[4][2] = {{1, 0}, {0, 1}, {-1, 0}, {0, -1}};
-        for (auto& d : dirs) {
-            if (g.containsAngle(g.cx + d[0], g.cy + d[1])) {
-                xmin = std::min(xmin, g.cx + d[0] * g.radius);
-                xmax = std::max(xmax, g.cx + d[0] * g.radius);
-                ymin = std::min(ymin, g.cy + d[1] * g.radius);
-                ymax = std::max(ymax, g.cy + d[1] * g.radius);
-            }
-        }
-        return clampBox(xmin - r, ymin - r, xmax + r, ymax + r);
-    }
+    case API::FT_ARC:
+        return arcBox(arcGeom(f), f, strokeRadius(ctx.def.symbols[f.ref]));
     default:  // surfaces and texts keep their box
         return {f.x2, f.y2, f.xc, f.yc};
     }

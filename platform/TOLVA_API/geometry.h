@@ -16,12 +16,13 @@ struct Vec {
     double x = 0, y = 0;
 };
 
-// A circular arc: centre, radius, start angle and counter-clockwise sweep
-// (0 < sweep <= 2 pi). A clockwise arc from s to e is the counter-clockwise
-// arc from e to s; an arc whose ends coincide is a full circle.
+// A circular arc: centre, radius and counter-clockwise sweep (0 < sweep <=
+// 2 pi) from its first ray. A clockwise arc from s to e is the
+// counter-clockwise arc from e to s; an arc whose ends coincide is a full
+// circle (its first and last rays point at s).
 struct ArcGeom {
-    double cx = 0, cy = 0, radius = 0, start = 0, sweep = kTwoPi;
-    // Directions of the sweep's first and last rays.
+    double cx = 0, cy = 0, radius = 0, sweep = kTwoPi;
+    // Unit directions of the sweep's first and last rays.
     double ux0 = 1, uy0 = 0, ux1 = 1, uy1 = 0;
     // True when the direction of (x, y) from the centre lies within the sweep.
     bool containsAngle(double x, double y) const {
@@ -34,6 +35,8 @@ struct ArcGeom {
 };
 ArcGeom arcGeom(double xs, double ys, double xe, double ye, double xc, double yc, bool clockwise);
 ArcGeom arcGeom(const Feature& f);
+// The box of an arc drawn with a round pen of radius r (ends at s and e).
+IBox arcBox(const ArcGeom& g, const Feature& f, double r);
 
 // A stroke of a text: a segment drawn with a round pen.
 struct Segment {

@@ -8,6 +8,9 @@ namespace KERNEL {
 
 namespace {
 constexpr double kInf = std::numeric_limits<double>::infinity();
+// A hairline whose ends are this far inside the canvas (in pixels) stays on
+// it whatever the rounding of its steps.
+constexpr double kInsideMargin = 0.01;
 
 struct Interval {
     double lo, hi;
@@ -25,6 +28,56 @@ void smallSort(T* a, int n, Less less) {
 }
 }  // namespace
 
+DiscTable::DiscTable(const DiscPen& pen) {
+    // Decisions closer than this to a pixel boundary are left to the exact
+    // computation, so that rounding never makes the table disagree with it.
+    constexpr double kMargin = 1e-7;
+    constexpr double kStep = 1.0 / kSteps;
+    m_cells.resize(kSteps * kSteps);
+    for (int qv = 0; qv < kSteps; ++qv) {
+        const double fv0 = qv * kStep, fv1 = fv0 + kStep;
+        // Rows that some centre of the cell reaches, relative to iv.
+        const int dj0 = ceilInt(fv0 - 0.5 - pen.rv - kMargin);
+        const int dj1 = floorInt(fv1 - 0.5 + pen.rv + kMargin);
+        for (int qu = 0; qu < kSteps; ++qu) {
+            const double fu0 = qu * kStep, fu1 = fu0 + kStep;
+            Cell& cell = m_cells[qv * kSteps + qu];
+            cell.dj0 = static_cast<int8_t>(dj0);
+            cell.count = static_cast<uint8_t>(dj1 - dj0 + 1);
+            cell.first = static_cast<uint16_t>(m_rows.size());
+            for (int dj = dj0; dj <= dj1; ++dj) {
+                // The row centre's offset from the disc centre, over the cell.
+                const double dva = dj + 0.5 - fv1, dvb = dj + 0.5 - fv0;
+                const double nearest = dva <= 0 && dvb >= 0 ? 0 : std::min(std::fabs(dva), std::fabs(dvb));
+                const double farthest = std::max(std::fabs(dva), std::fabs(dvb));
+                const double h2max = pen.ru2 - nearest * nearest * pen.kv;
+                const double h2min = pen.ru2 - farthest * farthest * pen.kv;
+                Row row{1, 0, 0};
+                if (h2max < -kMargin) {
+                    m_rows.push_back(row);  // outside the disc for every centre
+                    continue;
+                }
+                if (h2min < kMargin) {
+                    row.exact = 1;  // in or out depending on the centre
+                    m_rows.push_back(row);
+                    continue;
+                }
+                const double hmin = std::sqrt(h2min), hmax = std::sqrt(h2max);
+                // First column: ceil(fu - 0.5 - hu); last: floor(fu - 0.5 + hu).
+                const int a0 = ceilInt(fu0 - 0.5 - hmax - kMargin), a1 = ceilInt(fu1 - 0.5 - hmin + kMargin);
+                const int b0 = floorInt(fu0 - 0.5 + hmin - kMargin), b1 = floorInt(fu1 - 0.5 + hmax + kMargin);
+                if (a0 != a1 || b0 != b1) {
+                    row.exact = 1;
+                } else {
+                    row.a = static_cast<int8_t>(a0);
+                    row.b = static_cast<int8_t>(b0);
+                }
+                m_rows.push_back(row);
+            }
+        }
+    }
+}
+
 Raster::Raster(uint32_t* pixels, int width, int height, const ViewBox& box)
     : m_pixels(pixels), m_w(width), m_h(height), m_x0(box.xmin), m_y1(box.ymax) {
     m_sx = (box.xmax - box.xmin) / std::max(width, 1);
@@ -35,30 +88,16 @@ Raster::Raster(uint32_t* pixels, int width, int height, const ViewBox& box)
 
 void Raster::dot(double x, double y) { dotAt(u(x), v(y)); }
 
-void Raster::disc(double cx, double cy, double r) {
-    m_painted = false;
-    int j0, j1;
-    if (rows(cy - r, cy + r, j0, j1)) {
-        const double uc = u(cx), r2 = r * r;
-        // The half widths of a batch of rows first (independent square
-        // roots overlap), then their spans.
-        constexpr int kBatch = 16;
-        double half[kBatch];
-        for (int j = j0; j <= j1; j += kBatch) {
-            const int n = std::min(kBatch, j1 - j + 1);
-            for (int k = 0; k < n; ++k) {
-                const double dy = rowY(j + k) - cy;
-                half[k] = std::sqrt(std::max(r2 - dy * dy, 0.0));
-            }
-            for (int k = 0; k < n; ++k) {
-                const double dy = rowY(j + k) - cy;
-                if (dy * dy > r2) continue;
-                const double hu = half[k] * m_ix;
-                spanU(j + k, uc - hu, uc + hu);
-            }
-        }
+void Raster::rectUV(double ul, double ur, double vt, double vb) {
+    const int j0 = std::max(ceilInt(vt - 0.5), 0), j1 = std::min(floorInt(vb - 0.5), m_h - 1);
+    const int a = std::max(ceilInt(ul - 0.5), 0), b = std::min(floorInt(ur - 0.5), m_w - 1);
+    m_painted = j0 <= j1 && a <= b;
+    if (!m_painted) {
+        dotAt(0.5 * (ul + ur), 0.5 * (vt + vb));
+        return;
     }
-    if (!m_painted) dot(cx, cy);
+    uint32_t* p = m_pixels + static_cast<size_t>(j0) * m_w + a;
+    for (int j = j0; j <= j1; ++j, p += m_w) fillSpan(p, b - a + 1, m_colour, m_colour2);
 }
 
 void Raster::annulus(double cx, double cy, double outer, double inner) {
@@ -84,13 +123,7 @@ void Raster::annulus(double cx, double cy, double outer, double inner) {
 }
 
 void Raster::rect(double xmin, double ymin, double xmax, double ymax) {
-    m_painted = false;
-    int j0, j1;
-    if (rows(ymin, ymax, j0, j1)) {
-        const double ul = u(xmin), ur = u(xmax);
-        for (int j = j0; j <= j1; ++j) spanU(j, ul, ur);
-    }
-    if (!m_painted) dot((xmin + xmax) / 2, (ymin + ymax) / 2);
+    rectUV(u(xmin), u(xmax), v(ymax), v(ymin));
 }
 
 void Raster::capsule(double x0, double y0, double x1, double y1, double r) {
@@ -238,7 +271,7 @@ void Raster::polygon(const std::vector<std::vector<Vec>>& rings) {
                     double c0 = std::ceil(xs[k] - 0.5), c1 = std::ceil(xs[k + 1] - 0.5) - 1;
                     if (c0 > m_w - 1 || c1 < 0 || c0 > c1) continue;
                     int i0 = static_cast<int>(std::max(c0, 0.0)), i1 = static_cast<int>(std::min(c1, m_w - 1.0));
-                    std::fill_n(m_pixels + static_cast<size_t>(j) * m_w + i0, i1 - i0 + 1, m_colour);
+                    fillSpan(m_pixels + static_cast<size_t>(j) * m_w + i0, i1 - i0 + 1, m_colour, m_colour2);
                     m_painted = true;
                 }
             }
@@ -251,8 +284,7 @@ void Raster::arc(const ArcGeom& g, const Vec& s, const Vec& e, double r) {
     m_painted = false;
     const double ro = g.radius + r, ri = std::max(g.radius - r, 0.0);
     const bool full = g.sweep >= kTwoPi;
-    const double a0 = g.start, a1 = g.start + g.sweep;
-    const double c0 = std::cos(a0), s0 = std::sin(a0), c1 = std::cos(a1), s1 = std::sin(a1);
+    const double c0 = g.ux0, s0 = g.uy0, c1 = g.ux1, s1 = g.uy1;
     int j0, j1;
     double ylo = std::min({g.cy - ro, s.y - r, e.y - r}), yhi = std::max({g.cy + ro, s.y + r, e.y + r});
     if (rows(ylo, yhi, j0, j1)) {
@@ -316,45 +348,102 @@ void Raster::arc(const ArcGeom& g, const Vec& s, const Vec& e, double r) {
     if (!m_painted) dot(s.x, s.y);
 }
 
-void Raster::hairline(double x0, double y0, double x1, double y1) {
-    const double u0 = u(x0), v0 = v(y0), u1 = u(x1), v1 = v(y1);
+void Raster::hairlineUV(double u0, double v0, double u1, double v1) {
     const double du = u1 - u0, dv = v1 - v0;
-    // Both end pixels, so that joined strokes stay joined.
+    const double ulo = std::min(u0, u1), uhi = std::max(u0, u1);
+    const double vlo = std::min(v0, v1), vhi = std::max(v0, v1);
+    // One pixel per column (or row) whose centre the segment spans, and both
+    // end pixels, so that joined strokes stay joined. The position across
+    // stays between the ends' (up to rounding), so a segment well inside the
+    // canvas needs no test per pixel.
+    if (ulo >= kInsideMargin && vlo >= kInsideMargin && uhi <= m_w - kInsideMargin &&
+        vhi <= m_h - kInsideMargin) {
+        uint32_t* const pixels = m_pixels;
+        const size_t w = static_cast<size_t>(m_w);
+        const uint32_t c = m_colour;
+        if (dv == 0) {
+            // Along a row: the columns from the one of the left end to the
+            // one of the right end, ends included.
+            const int a = static_cast<int>(ulo), b = static_cast<int>(uhi);
+            fillSpan(pixels + static_cast<size_t>(static_cast<int>(v0)) * w + a, b - a + 1, c, m_colour2);
+            return;
+        }
+        if (du == 0) {
+            // Along a column, likewise.
+            const int a = static_cast<int>(vlo), b = static_cast<int>(vhi);
+            uint32_t* p = pixels + static_cast<size_t>(a) * w + static_cast<int>(u0);
+            for (int j = a; j <= b; ++j, p += w) *p = c;
+            return;
+        }
+        pixels[static_cast<size_t>(static_cast<int>(v0)) * w + static_cast<int>(u0)] = c;
+        pixels[static_cast<size_t>(static_cast<int>(v1)) * w + static_cast<int>(u1)] = c;
+        if (std::fabs(du) >= std::fabs(dv)) {
+            const int i0 = ceilNear(ulo - 0.5), i1 = floorNear(uhi - 0.5);
+            const double k = dv / du;
+            double pv = v0 + (i0 + 0.5 - u0) * k;
+            for (int i = i0; i <= i1; ++i, pv += k) pixels[static_cast<size_t>(static_cast<int>(pv)) * w + i] = c;
+        } else {
+            const int j0 = ceilNear(vlo - 0.5), j1 = floorNear(vhi - 0.5);
+            const double k = du / dv;
+            double pu = u0 + (j0 + 0.5 - v0) * k;
+            uint32_t* row = pixels + static_cast<size_t>(j0) * w;
+            for (int j = j0; j <= j1; ++j, pu += k, row += w) row[static_cast<int>(pu)] = c;
+        }
+        return;
+    }
     dotAt(u0, v0);
     dotAt(u1, v1);
-    // One pixel per column (or row) whose centre the segment spans.
     if (std::fabs(du) >= std::fabs(dv)) {
         if (du == 0) return;
-        const int i0 = std::max(ceilInt(std::min(u0, u1) - 0.5), 0);
-        const int i1 = std::min(floorInt(std::max(u0, u1) - 0.5), m_w - 1);
+        const int i0 = std::max(ceilInt(ulo - 0.5), 0);
+        const int i1 = std::min(floorInt(uhi - 0.5), m_w - 1);
         if (i0 > i1) return;
         const double k = dv / du;
         double pv = v0 + (i0 + 0.5 - u0) * k;
         for (int i = i0; i <= i1; ++i, pv += k)
             if (pv >= 0 && pv < m_h) m_pixels[static_cast<size_t>(static_cast<int>(pv)) * m_w + i] = m_colour;
     } else {
-        const int j0 = std::max(ceilInt(std::min(v0, v1) - 0.5), 0);
-        const int j1 = std::min(floorInt(std::max(v0, v1) - 0.5), m_h - 1);
+        const int j0 = std::max(ceilInt(vlo - 0.5), 0);
+        const int j1 = std::min(floorInt(vhi - 0.5), m_h - 1);
         if (j0 > j1) return;
         const double k = du / dv;
         double pu = u0 + (j0 + 0.5 - v0) * k;
-        for (int j = j0; j <= j1; ++j, pu += k)
-            if (pu >= 0 && pu < m_w) m_pixels[static_cast<size_t>(j) * m_w + static_cast<int>(pu)] = m_colour;
+        uint32_t* row = m_pixels + static_cast<size_t>(j0) * m_w;
+        for (int j = j0; j <= j1; ++j, pu += k, row += m_w)
+            if (pu >= 0 && pu < m_w) row[static_cast<int>(pu)] = m_colour;
     }
 }
 
 void Raster::hairArc(const ArcGeom& g) {
     // Chords short enough to stay within a quarter pixel of the circle.
-    double rpx = g.radius * std::max(m_ix, m_iy);
-    double step = rpx > 0.5 ? 2 * std::acos(std::max(-1.0, 1 - 0.25 / rpx)) : g.sweep;
-    int n = std::max(1, std::min(4096, static_cast<int>(std::ceil(g.sweep / step))));
-    double px = g.cx + g.radius * std::cos(g.start), py = g.cy + g.radius * std::sin(g.start);
+    const double rpx = g.radius * std::max(m_ix, m_iy);
+    const double step = rpx > 0.5 ? 2 * std::acos(std::max(-1.0, 1 - 0.25 / rpx)) : g.sweep;
+    const int n = std::max(1, std::min(4096, ceilInt(g.sweep / step)));
+    // The chord ends: the first ray's point turned by sweep / n at a time,
+    // the last one exactly on the last ray.
+    double ox = g.radius * g.ux0, oy = g.radius * g.uy0;
+    double pu = u(g.cx + ox), pv = v(g.cy + oy);
+    double c = 1, s = 0;
+    if (n > 1) {
+        c = std::cos(g.sweep / n);
+        s = std::sin(g.sweep / n);
+    }
     for (int i = 1; i <= n; ++i) {
-        double a = g.start + g.sweep * i / n;
-        double x = g.cx + g.radius * std::cos(a), y = g.cy + g.radius * std::sin(a);
-        hairline(px, py, x, y);
-        px = x;
-        py = y;
+        double x, y;
+        if (i == n) {
+            x = g.cx + g.radius * g.ux1;
+            y = g.cy + g.radius * g.uy1;
+        } else {
+            const double t = ox * c - oy * s;
+            oy = ox * s + oy * c;
+            ox = t;
+            x = g.cx + ox;
+            y = g.cy + oy;
+        }
+        const double qu = u(x), qv = v(y);
+        hairlineUV(pu, pv, qu, qv);
+        pu = qu;
+        pv = qv;
     }
 }
 

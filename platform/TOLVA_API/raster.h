@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 #include "geometry.h"
@@ -29,12 +30,87 @@ inline int ceilInt(double x) {
     int i = static_cast<int>(x);
     return i + (x > i);
 }
+// The same for arguments known to lie within the canvas (give or take a pixel).
+inline int floorNear(double x) {
+    int i = static_cast<int>(x);
+    return i - (x < i);
+}
+inline int ceilNear(double x) {
+    int i = static_cast<int>(x);
+    return i + (x > i);
+}
+
+// Sets n >= 1 pixels from p on. Spans of a few pixels, the bulk at a
+// whole-board view, take two or four overlapping 8-byte stores.
+inline void fillSpan(uint32_t* p, int n, uint32_t c, uint64_t c2) {
+    if (n <= 4) {
+        if (n == 1) {
+            *p = c;
+            return;
+        }
+        std::memcpy(p, &c2, 8);
+        std::memcpy(p + n - 2, &c2, 8);
+        return;
+    }
+    if (n <= 8) {
+        std::memcpy(p, &c2, 8);
+        std::memcpy(p + 2, &c2, 8);
+        std::memcpy(p + n - 4, &c2, 8);
+        std::memcpy(p + n - 2, &c2, 8);
+        return;
+    }
+    std::fill_n(p, n, c);
+}
+
+// A round pen in pixel space: the radius in columns and rows, and what a
+// row's half width needs (half width^2 = ru2 - dv^2 * kv, dv in rows).
+struct DiscPen {
+    double ru = 0, rv = 0;  // radius in pixels across and down
+    double ru2 = 0;         // ru squared
+    double kv = 0;          // (rows to columns)^2: (pixel height / pixel width)^2
+};
+
+// The spans of a small disc, worked out once per draw for every sub-pixel
+// position of its centre on a grid of kSteps x kSteps. For a centre at
+// (iu + fu, iv + fv), iu and iv whole, the cell of (fu, fv) lists, per row
+// iv + dj, the columns iu + a .. iu + b that are inside for every centre of
+// the cell, or marks the row for an exact computation when its ends are not
+// the same over the whole cell. Used for discs of at most kMaxRadius pixels.
+class DiscTable {
+public:
+    static constexpr int kSteps = 32;
+    static constexpr double kMaxRadius = 8;
+
+    struct Row {
+        int8_t a, b;    // columns relative to iu; a > b: none
+        uint8_t exact;  // work this row out for the actual centre
+    };
+    struct Cell {
+        int8_t dj0;      // first row relative to iv
+        uint8_t count;   // rows
+        uint16_t first;  // index of the first row in rows()
+    };
+
+    explicit DiscTable(const DiscPen& pen);
+    const Cell& cell(double fu, double fv) const {
+        return m_cells[static_cast<int>(fv * kSteps) * kSteps + static_cast<int>(fu * kSteps)];
+    }
+    const Row* rows() const { return m_rows.data(); }
+
+private:
+    std::vector<Cell> m_cells;
+    std::vector<Row> m_rows;
+};
 
 class Raster {
 public:
     Raster(uint32_t* pixels, int width, int height, const ViewBox& box);
 
-    void setColour(uint32_t c) { m_colour = c; }
+    uint32_t colour() const { return m_colour; }
+    void setColour(uint32_t c) {
+        m_colour = c;
+        m_colour2 = c * 0x100000001ull;
+    }
     int width() const { return m_w; }
     int height() const { return m_h; }
 
@@ -58,7 +134,38 @@ public:
             m_pixels[static_cast<size_t>(static_cast<int>(pv)) * m_w + static_cast<int>(pu)] = m_colour;
     }
 
-    void disc(double cx, double cy, double r);
+    // The round pen of radius r (board units) at this scale.
+    DiscPen discPen(double r) const {
+        DiscPen p;
+        p.ru = r * m_ix;
+        p.rv = r * m_iy;
+        p.ru2 = p.ru * p.ru;
+        const double k = m_sy * m_ix;
+        p.kv = k * k;
+        return p;
+    }
+
+    void disc(double cx, double cy, double r) { discUV(u(cx), v(cy), discPen(r)); }
+    // A disc centred at pixel-space (uc, vc).
+    void discUV(double uc, double vc, const DiscPen& pen) {
+        const int j0 = ceilInt(vc - pen.rv - 0.5), j1 = floorInt(vc + pen.rv - 0.5);
+        if (j0 >= 0 && j1 < m_h && uc - pen.ru >= 0 && uc + pen.ru <= m_w)
+            discRows<false>(uc, vc, pen, j0, j1);
+        else
+            discRows<true>(uc, vc, pen, std::max(j0, 0), std::min(j1, m_h - 1));
+    }
+    // The same with the disc's table (built from the same pen).
+    void discUV(double uc, double vc, const DiscPen& pen, const DiscTable& table) {
+        const int j0 = ceilInt(vc - pen.rv - 0.5), j1 = floorInt(vc + pen.rv - 0.5);
+        // The table's rows and columns reach at most one pixel beyond the disc's.
+        if (j0 >= 1 && j1 < m_h - 1 && uc - pen.ru >= 1 && uc + pen.ru <= m_w - 1)
+            discFromTable(uc, vc, pen, table);
+        else
+            discRows<true>(uc, vc, pen, std::max(j0, 0), std::min(j1, m_h - 1));
+    }
+    // The pixels whose centres lie in [ul, ur] x [vt, vb] (pixel space);
+    // the pixel of the middle when there is none.
+    void rectUV(double ul, double ur, double vt, double vb);
     void annulus(double cx, double cy, double outer, double inner);
     void rect(double xmin, double ymin, double xmax, double ymax);
     // A segment with round ends of radius r (a disc when the ends coincide).
@@ -69,13 +176,62 @@ public:
     // An arc of radius r around its centre line, with round ends.
     void arc(const ArcGeom& g, const Vec& s, const Vec& e, double r);
     // A line one pixel wide, for strokes thinner than a pixel.
-    void hairline(double x0, double y0, double x1, double y1);
+    void hairline(double x0, double y0, double x1, double y1) { hairlineUV(u(x0), v(y0), u(x1), v(y1)); }
+    void hairlineUV(double u0, double v0, double u1, double v1);
     // An arc one pixel wide.
     void hairArc(const ArcGeom& g);
     // Whether a pen of radius r is thinner than a pixel on both axes.
     bool thin(double r) const { return 2 * r < m_sx && 2 * r < m_sy; }
 
 private:
+    // The rows j0..j1 of a disc; without Clip every span is on the canvas.
+    template <bool Clip>
+    void discRows(double uc, double vc, const DiscPen& pen, int j0, int j1) {
+        bool painted = false;
+        uint32_t* row = m_pixels + static_cast<size_t>(j0) * m_w;
+        for (int j = j0; j <= j1; ++j, row += m_w) painted |= discRow<Clip>(uc, vc, pen, j, row);
+        m_painted = painted;
+        if (!painted) dotAt(uc, vc);
+    }
+    // Row j of a disc (row points at its first pixel); whether it painted.
+    template <bool Clip>
+    bool discRow(double uc, double vc, const DiscPen& pen, int j, uint32_t* row) {
+        const double dv = j + 0.5 - vc;
+        const double h2 = pen.ru2 - dv * dv * pen.kv;
+        if (h2 < 0) return false;
+        const double hu = std::sqrt(h2), ucl = uc - 0.5;
+        int a, b;
+        if (Clip) {
+            a = std::max(ceilInt(ucl - hu), 0);
+            b = std::min(floorInt(ucl + hu), m_w - 1);
+        } else {
+            a = ceilNear(ucl - hu);
+            b = floorNear(ucl + hu);
+        }
+        if (a > b) return false;
+        fillSpan(row + a, b - a + 1, m_colour, m_colour2);
+        return true;
+    }
+    // A disc at least one pixel inside the canvas, from its table.
+    void discFromTable(double uc, double vc, const DiscPen& pen, const DiscTable& table) {
+        const int iu = static_cast<int>(uc), iv = static_cast<int>(vc);
+        const DiscTable::Cell& c = table.cell(uc - iu, vc - iv);
+        const DiscTable::Row* r = table.rows() + c.first;
+        int j = iv + c.dj0;
+        uint32_t* row = m_pixels + static_cast<size_t>(j) * m_w;
+        bool painted = false;
+        for (int k = 0; k < c.count; ++k, ++j, row += m_w) {
+            if (r[k].exact) {
+                painted |= discRow<false>(uc, vc, pen, j, row);
+            } else if (r[k].a <= r[k].b) {
+                fillSpan(row + iu + r[k].a, r[k].b - r[k].a + 1, m_colour, m_colour2);
+                painted = true;
+            }
+        }
+        m_painted = painted;
+        if (!painted) dotAt(uc, vc);
+    }
+
     // Rows whose centre lies within [ylo, yhi]; false when none is on the canvas.
     bool rows(double ylo, double yhi, int& j0, int& j1) const {
         int a = ceilInt(v(yhi) - 0.5), b = floorInt(v(ylo) - 0.5);
@@ -92,8 +248,7 @@ private:
         if (a > m_w - 1 || b < 0 || a > b) return;
         int i0 = std::max(a, 0);
         int i1 = std::min(b, m_w - 1);
-        uint32_t* p = m_pixels + static_cast<size_t>(j) * m_w;
-        for (int i = i0; i <= i1; ++i) p[i] = m_colour;
+        fillSpan(m_pixels + static_cast<size_t>(j) * m_w + i0, i1 - i0 + 1, m_colour, m_colour2);
         m_painted = true;
     }
 
@@ -103,6 +258,7 @@ private:
     double m_sx, m_sy;   // board units per pixel
     double m_ix, m_iy;   // pixels per board unit
     uint32_t m_colour = 0xffffffffu;
+    uint64_t m_colour2 = ~0ull;  // two pixels of m_colour
     bool m_painted = false;
 };
 

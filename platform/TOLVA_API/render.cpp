@@ -1,5 +1,6 @@
 // Drawing layers, selections, profiles and notes into the canvas.
 #include <algorithm>
+#include <memory>
 
 #include "TOLVA_API.h"
 #include "kernel.h"
@@ -29,55 +30,110 @@ uint32_t packColour(int r, int g, int b, int a) {
     return c;
 }
 
-// Per-symbol values the drawing loop needs.
+// Per-symbol values the drawing loop needs, at the scale of the draw.
 struct SymbolPen {
     SymbolShape shape;
     double radius;  // stroke radius of lines and arcs
     bool square;
     double hw, hh;  // half width and height
+    // Pixel space: how far a line's pen reaches across and down, whether it
+    // is drawn one pixel wide, the half sizes of a pad upright and turned a
+    // quarter, and the round pad's pen.
+    double lineU, lineV;
+    bool hairline;
+    double padU, padV, turnedU, turnedV;
+    DiscPen disc;
+    // Small round pads: how many have been drawn, and once there are enough
+    // to pay for it, the table of their spans.
+    bool small;
+    int discs;
+    std::unique_ptr<DiscTable> table;
 };
+
+// Round pads of one symbol drawn before its span table is built.
+constexpr int kDiscTableUses = 1024;
 
 class LayerPainter {
 public:
     LayerPainter(Raster& raster, const LayerDef& def, LayerData& data)
         : m_r(raster), m_def(def), m_data(data), m_ctx{def, data} {
-        for (const Symbol& s : def.symbols)
-            m_pens.push_back({s.shape, strokeRadius(s), squareEnds(s), s.width / 2, s.height / 2});
+        const double iu = 1.0 / raster.pixelWidth(), iv = 1.0 / raster.pixelHeight();
+        for (const Symbol& s : def.symbols) {
+            SymbolPen p;
+            p.shape = s.shape;
+            p.radius = strokeRadius(s);
+            p.square = squareEnds(s);
+            p.hw = s.width / 2;
+            p.hh = s.height / 2;
+            p.lineU = (p.square ? p.hw : p.radius) * iu;
+            p.lineV = (p.square ? p.hh : p.radius) * iv;
+            p.hairline = p.square ? 2 * p.hw < raster.pixelWidth() && 2 * p.hh < raster.pixelHeight()
+                                  : raster.thin(p.radius);
+            p.padU = p.hw * iu;
+            p.padV = p.hh * iv;
+            p.turnedU = p.hh * iu;
+            p.turnedV = p.hw * iv;
+            p.disc = raster.discPen(p.hw);
+            p.small = s.shape == SymbolShape::Round && p.disc.ru <= DiscTable::kMaxRadius &&
+                      p.disc.rv <= DiscTable::kMaxRadius;
+            p.discs = 0;
+            m_pens.push_back(std::move(p));
+        }
     }
 
     void draw(const Feature& f) {
-        // Lines and unrotated, unscaled pads are the bulk of a board: their
-        // extent comes straight from the symbol.
+        // Lines and unrotated, unscaled pads are the bulk of a board: they go
+        // to pixel space once and their extent comes straight from the symbol.
         if (f.type == API::FT_LINE) {
             const SymbolPen& p = m_pens[f.ref];
-            const double ex = p.square ? p.hw : p.radius, ey = p.square ? p.hh : p.radius;
-            if (handledByCull(std::min(f.x1, f.x2) - ex, std::min(f.y1, f.y2) - ey,
-                              std::max(f.x1, f.x2) + ex, std::max(f.y1, f.y2) + ey))
+            const double u1 = m_r.u(f.x1), v1 = m_r.v(f.y1), u2 = m_r.u(f.x2), v2 = m_r.v(f.y2);
+            if (handledByCullUV(std::min(u1, u2) - p.lineU, std::max(u1, u2) + p.lineU,
+                                std::min(v1, v2) - p.lineV, std::max(v1, v2) + p.lineV))
                 return;
-            drawLine(f);
+            if (p.hairline)
+                m_r.hairlineUV(u1, v1, u2, v2);
+            else
+                drawLine(f);
             return;
         }
         if (f.type == API::FT_PAD && f.angle % 90 == 0 && f.scale() == 1.0f) {
-            const SymbolPen& p = m_pens[f.ref];
+            SymbolPen& p = m_pens[f.ref];
             const bool turned = f.angle % 180 != 0;
-            const double hx = turned ? p.hh : p.hw, hy = turned ? p.hw : p.hh;
-            if (handledByCull(f.x1 - hx, f.y1 - hy, f.x1 + hx, f.y1 + hy)) return;
+            const double hu = turned ? p.turnedU : p.padU, hv = turned ? p.turnedV : p.padV;
+            const double uc = m_r.u(f.x1), vc = m_r.v(f.y1);
+            if (handledByCullUV(uc - hu, uc + hu, vc - hv, vc + hv)) return;
             if (p.shape == SymbolShape::Round) {
-                m_r.disc(f.x1, f.y1, p.hw);
+                if (p.table) {
+                    m_r.discUV(uc, vc, p.disc, *p.table);
+                    return;
+                }
+                if (p.small && ++p.discs == kDiscTableUses) p.table = std::make_unique<DiscTable>(p.disc);
+                m_r.discUV(uc, vc, p.disc);
                 return;
             }
             if (p.shape == SymbolShape::Square || p.shape == SymbolShape::Rect) {
-                m_r.rect(f.x1 - hx, f.y1 - hy, f.x1 + hx, f.y1 + hy);
+                m_r.rectUV(uc - hu, uc + hu, vc - hv, vc + hv);
                 return;
             }
             drawPad(f);
+            return;
+        }
+        if (f.type == API::FT_ARC) {
+            // The geometry once, for the box and the drawing.
+            const SymbolPen& p = m_pens[f.ref];
+            const ArcGeom g = arcGeom(f);
+            const IBox b = arcBox(g, f, p.radius);
+            if (handledByCull(b.xmin, b.ymin, b.xmax, b.ymax)) return;
+            if (m_r.thin(p.radius))
+                m_r.hairArc(g);
+            else
+                m_r.arc(g, Vec{double(f.x1), double(f.y1)}, Vec{double(f.x2), double(f.y2)}, p.radius);
             return;
         }
         IBox b = featureBox(m_ctx, f);
         if (handledByCull(b.xmin, b.ymin, b.xmax, b.ymax)) return;
         switch (f.type) {
         case API::FT_PAD: drawPad(f); break;
-        case API::FT_ARC: drawArc(f); break;
         case API::FT_SURFACE: drawSurface(f); break;
         case API::FT_TEXT: drawText(f); break;
         default: break;
@@ -88,8 +144,10 @@ private:
     // True when the box is off the canvas, or smaller than a pixel (then it
     // is drawn as the one pixel at its centre).
     bool handledByCull(double xmin, double ymin, double xmax, double ymax) {
-        const double ul = m_r.u(xmin), ur = m_r.u(xmax);
-        const double vt = m_r.v(ymax), vb = m_r.v(ymin);
+        return handledByCullUV(m_r.u(xmin), m_r.u(xmax), m_r.v(ymax), m_r.v(ymin));
+    }
+    // The same in pixel space: columns ul..ur, rows vt..vb.
+    bool handledByCullUV(double ul, double ur, double vt, double vb) {
         if (ur < 0 || vb < 0 || ul >= m_r.width() || vt >= m_r.height()) return true;
         if (ur - ul < 1 && vb - vt < 1) {
             m_r.dotAt(0.5 * (ul + ur), 0.5 * (vt + vb));
@@ -98,22 +156,16 @@ private:
         return false;
     }
 
+    // A line wider than a pixel.
     void drawLine(const Feature& f) {
         const SymbolPen& p = m_pens[f.ref];
         if (p.square) {
-            if (2 * p.hw < m_r.pixelWidth() && 2 * p.hh < m_r.pixelHeight()) {
-                m_r.hairline(f.x1, f.y1, f.x2, f.y2);
-                return;
-            }
             Vec hull[8];
             int n = squareLineHull(f.x1, f.y1, f.x2, f.y2, p.hw, p.hh, hull);
             m_r.convexPolygon(hull, n);
             return;
         }
-        if (m_r.thin(p.radius))
-            m_r.hairline(f.x1, f.y1, f.x2, f.y2);
-        else
-            m_r.capsule(f.x1, f.y1, f.x2, f.y2, p.radius);
+        m_r.capsule(f.x1, f.y1, f.x2, f.y2, p.radius);
     }
 
     void drawPad(const Feature& f) {
@@ -145,15 +197,6 @@ private:
             m_r.annulus(p.cx, p.cy, p.w / 2, p.inner / 2);
             break;
         }
-    }
-
-    void drawArc(const Feature& f) {
-        const SymbolPen& p = m_pens[f.ref];
-        ArcGeom g = arcGeom(f);
-        if (m_r.thin(p.radius))
-            m_r.hairArc(g);
-        else
-            m_r.arc(g, Vec{double(f.x1), double(f.y1)}, Vec{double(f.x2), double(f.y2)}, p.radius);
     }
 
     void drawSurface(const Feature& f) {
@@ -274,12 +317,14 @@ void drawLayerPass(const std::string& job, const std::string& step, const std::s
     const double layerArea = std::max(bx1 - bx0, 1.0) * std::max(by1 - by0, 1.0);
     const double share = std::max(ix1 - ix0, 1.0) * std::max(iy1 - iy0, 1.0) / layerArea;
 
+    const uint32_t background = backgroundPixel();
+    raster.setColour(colour);
     auto paint = [&](const Feature& f) {
         if (pass == Pass::Highlight) {
             if (!f.selected()) return;
-            raster.setColour(colour);
         } else {
-            raster.setColour(f.positive() ? colour : backgroundPixel());
+            const uint32_t c = f.positive() ? colour : background;
+            if (c != raster.colour()) raster.setColour(c);
         }
         painter.draw(f);
     };
