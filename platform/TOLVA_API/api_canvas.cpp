@@ -1,5 +1,8 @@
 // The canvas and the view box.
 #include <algorithm>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "kernel.h"
 
@@ -10,6 +13,25 @@ using namespace KERNEL;
 namespace {
 // Largest canvas accepted: 1 GiB of pixels.
 constexpr long long kMaxCanvasPixels = 1LL << 28;
+// Sets every pixel to the background, 16 bytes at a time.
+void fillBackground(std::vector<uint32_t>& pixels) {
+    const uint32_t c = backgroundPixel();
+    uint32_t* p = pixels.data();
+    const size_t n = pixels.size();
+    size_t i = 0;
+#if defined(__SSE2__)
+    for (; i < n && reinterpret_cast<uintptr_t>(p + i) % 16 != 0; ++i) p[i] = c;
+    const __m128i v = _mm_set1_epi32(static_cast<int>(c));
+    for (; i + 16 <= n; i += 16) {
+        _mm_store_si128(reinterpret_cast<__m128i*>(p + i), v);
+        _mm_store_si128(reinterpret_cast<__m128i*>(p + i + 4), v);
+        _mm_store_si128(reinterpret_cast<__m128i*>(p + i + 8), v);
+        _mm_store_si128(reinterpret_cast<__m128i*>(p + i + 12), v);
+    }
+#endif
+    for (; i < n; ++i) p[i] = c;
+}
+
 }  // namespace
 
 namespace API {
@@ -44,7 +66,7 @@ void get_Canvas_Size(int& width, int& height) {
 
 void clear_canvas() {
     KERNEL_LOCK;
-    std::fill(state().canvas.begin(), state().canvas.end(), backgroundPixel());
+    fillBackground(state().canvas);
 }
 
 void zoom_to_box(double xmin, double ymin, double xmax, double ymax) {

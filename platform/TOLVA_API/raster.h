@@ -148,20 +148,19 @@ public:
     void disc(double cx, double cy, double r) { discUV(u(cx), v(cy), discPen(r)); }
     // A disc centred at pixel-space (uc, vc).
     void discUV(double uc, double vc, const DiscPen& pen) {
-        const int j0 = ceilInt(vc - pen.rv - 0.5), j1 = floorInt(vc + pen.rv - 0.5);
-        if (j0 >= 0 && j1 < m_h && uc - pen.ru >= 0 && uc + pen.ru <= m_w)
-            discRows<false>(uc, vc, pen, j0, j1);
+        if (vc - pen.rv >= 0 && vc + pen.rv <= m_h && uc - pen.ru >= 0 && uc + pen.ru <= m_w)
+            discRows<false>(uc, vc, pen, ceilNear(vc - pen.rv - 0.5), floorNear(vc + pen.rv - 0.5));
         else
-            discRows<true>(uc, vc, pen, std::max(j0, 0), std::min(j1, m_h - 1));
+            discRows<true>(uc, vc, pen, std::max(ceilInt(vc - pen.rv - 0.5), 0),
+                           std::min(floorInt(vc + pen.rv - 0.5), m_h - 1));
     }
     // The same with the disc's table (built from the same pen).
     void discUV(double uc, double vc, const DiscPen& pen, const DiscTable& table) {
-        const int j0 = ceilInt(vc - pen.rv - 0.5), j1 = floorInt(vc + pen.rv - 0.5);
         // The table's rows and columns reach at most one pixel beyond the disc's.
-        if (j0 >= 1 && j1 < m_h - 1 && uc - pen.ru >= 1 && uc + pen.ru <= m_w - 1)
+        if (vc - pen.rv >= 1 && vc + pen.rv <= m_h - 1 && uc - pen.ru >= 1 && uc + pen.ru <= m_w - 1)
             discFromTable(uc, vc, pen, table);
         else
-            discRows<true>(uc, vc, pen, std::max(j0, 0), std::min(j1, m_h - 1));
+            discUV(uc, vc, pen);
     }
     // The pixels whose centres lie in [ul, ur] x [vt, vb] (pixel space);
     // the pixel of the middle when there is none.

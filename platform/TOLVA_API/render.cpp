@@ -20,6 +20,14 @@ constexpr double kNoteMarkerHalf = 3;
 // instead of walking every feature.
 constexpr double kQueryShare = 0.3;
 
+#if defined(__GNUC__)
+#define NOINLINE __attribute__((noinline))
+#define ALWAYS_INLINE __attribute__((always_inline))
+#else
+#define NOINLINE
+#define ALWAYS_INLINE
+#endif
+
 uint32_t packColour(int r, int g, int b, int a) {
     auto clamp = [](int v) { return static_cast<uint8_t>(std::max(0, std::min(255, v))); };
     uint8_t bytes[4] = {clamp(r), clamp(g), clamp(b), clamp(a)};
@@ -103,21 +111,45 @@ public:
             const double uc = m_r.u(f.x1), vc = m_r.v(f.y1);
             if (handledByCullUV(uc - hu, uc + hu, vc - hv, vc + hv)) return;
             if (p.shape == SymbolShape::Round) {
-                if (p.table) {
+                if (p.table)
                     m_r.discUV(uc, vc, p.disc, *p.table);
-                    return;
-                }
-                if (p.small && ++p.discs == kDiscTableUses) p.table = std::make_unique<DiscTable>(p.disc);
-                m_r.discUV(uc, vc, p.disc);
+                else
+                    drawDisc(p, uc, vc);
                 return;
             }
             if (p.shape == SymbolShape::Square || p.shape == SymbolShape::Rect) {
                 m_r.rectUV(uc - hu, uc + hu, vc - hv, vc + hv);
                 return;
             }
-            drawPad(f);
-            return;
         }
+        drawOther(f);
+    }
+
+private:
+    // True when the box is off the canvas, or smaller than a pixel (then it
+    // is drawn as the one pixel at its centre).
+    bool handledByCull(double xmin, double ymin, double xmax, double ymax) {
+        return handledByCullUV(m_r.u(xmin), m_r.u(xmax), m_r.v(ymax), m_r.v(ymin));
+    }
+    // The same in pixel space: columns ul..ur, rows vt..vb.
+    bool handledByCullUV(double ul, double ur, double vt, double vb) {
+        if (ur < 0 || vb < 0 || ul >= m_r.width() || vt >= m_r.height()) return true;
+        if (ur - ul < 1 && vb - vt < 1) {
+            m_r.dotAt(0.5 * (ul + ur), 0.5 * (vt + vb));
+            return true;
+        }
+        return false;
+    }
+
+    // A round pad drawn before its symbol has a span table; builds the table
+    // once enough of them have been drawn.
+    NOINLINE void drawDisc(SymbolPen& p, double uc, double vc) {
+        if (p.small && ++p.discs == kDiscTableUses) p.table = std::make_unique<DiscTable>(p.disc);
+        m_r.discUV(uc, vc, p.disc);
+    }
+
+    // Everything but lines and pads at right angles.
+    NOINLINE void drawOther(const Feature& f) {
         if (f.type == API::FT_ARC) {
             // The geometry once, for the box and the drawing.
             const SymbolPen& p = m_pens[f.ref];
@@ -140,24 +172,8 @@ public:
         }
     }
 
-private:
-    // True when the box is off the canvas, or smaller than a pixel (then it
-    // is drawn as the one pixel at its centre).
-    bool handledByCull(double xmin, double ymin, double xmax, double ymax) {
-        return handledByCullUV(m_r.u(xmin), m_r.u(xmax), m_r.v(ymax), m_r.v(ymin));
-    }
-    // The same in pixel space: columns ul..ur, rows vt..vb.
-    bool handledByCullUV(double ul, double ur, double vt, double vb) {
-        if (ur < 0 || vb < 0 || ul >= m_r.width() || vt >= m_r.height()) return true;
-        if (ur - ul < 1 && vb - vt < 1) {
-            m_r.dotAt(0.5 * (ul + ur), 0.5 * (vt + vb));
-            return true;
-        }
-        return false;
-    }
-
     // A line wider than a pixel.
-    void drawLine(const Feature& f) {
+    NOINLINE void drawLine(const Feature& f) {
         const SymbolPen& p = m_pens[f.ref];
         if (p.square) {
             Vec hull[8];
@@ -246,52 +262,6 @@ bool canDraw() {
 
 enum class Pass { Layer, Highlight };
 
-// Runs of consecutive features shorter than this are drawn in layer order;
-// longer ones in the index's spatial order.
-constexpr size_t kSpatialRun = 4096;
-// At most this many runs are drawn in spatial order (each walks the order).
-constexpr int kMaxSpatialRuns = 4;
-// How far ahead of the spatial walk features are prefetched.
-constexpr size_t kPrefetchAhead = 16;
-
-// Draws every feature with the same result as drawing them in layer order.
-// Within a run of consecutive features of one polarity (or of the highlight
-// pass, which paints one colour) the order cannot change a pixel, so long
-// runs are drawn in the spatial order, which keeps the canvas writes local.
-template <class Paint>
-void drawInOrder(const LayerData& data, Pass pass, Paint& paint) {
-    const std::vector<Feature>& fs = data.features;
-    const std::vector<uint32_t>& order = data.index.spatialOrder();
-    const uint32_t ordered = static_cast<uint32_t>(order.size());
-    const uint32_t n = static_cast<uint32_t>(fs.size());
-    int spatialRuns = 0;
-    uint32_t a = 0;
-    while (a < n) {
-        uint32_t b = a + 1;
-        if (pass == Pass::Highlight) {
-            b = n;
-        } else {
-            const bool pos = fs[a].positive();
-            while (b < n && fs[b].positive() == pos) ++b;
-        }
-        const uint32_t cut = std::min(b, ordered);
-        if (cut > a && cut - a >= kSpatialRun && spatialRuns < kMaxSpatialRuns) {
-            ++spatialRuns;
-            // The features are read out of order: fetch a few ahead.
-            const size_t m = order.size();
-            for (size_t k = 0; k < m; ++k) {
-                if (k + kPrefetchAhead < m) __builtin_prefetch(&fs[order[k + kPrefetchAhead]]);
-                const uint32_t id = order[k];
-                if (id >= a && id < cut) paint(fs[id]);
-            }
-            for (uint32_t id = cut; id < b; ++id) paint(fs[id]);
-        } else {
-            for (uint32_t id = a; id < b; ++id) paint(fs[id]);
-        }
-        a = b;
-    }
-}
-
 void drawLayerPass(const std::string& job, const std::string& step, const std::string& layer,
                    uint32_t colour, Pass pass) {
     Job& j = findJob(job);
@@ -319,7 +289,7 @@ void drawLayerPass(const std::string& job, const std::string& step, const std::s
 
     const uint32_t background = backgroundPixel();
     raster.setColour(colour);
-    auto paint = [&](const Feature& f) {
+    auto paint = [&](const Feature& f) ALWAYS_INLINE {
         if (pass == Pass::Highlight) {
             if (!f.selected()) return;
         } else {
@@ -329,7 +299,9 @@ void drawLayerPass(const std::string& job, const std::string& step, const std::s
         painter.draw(f);
     };
     if (share >= kQueryShare) {
-        drawInOrder(data, pass, paint);
+        // Most of the layer is in view: every feature, in memory order (the
+        // records stream in, and consecutive ones tend to be near each other).
+        for (const Feature& f : data.features) paint(f);
         return;
     }
     std::vector<uint32_t> ids;

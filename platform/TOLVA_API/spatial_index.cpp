@@ -14,8 +14,6 @@ namespace {
 // The second tree is folded into the first once it holds this many features,
 // or an eighth of the layer, whichever is larger.
 constexpr size_t kOverlayMinimum = 4096;
-// Cells per side of the grid behind the spatial drawing order.
-constexpr int kOrderGrid = 128;
 
 SpatialIndex::Box toBox(const IBox& b) {
     return SpatialIndex::Box({b.xmin, b.ymin}, {b.xmax, b.ymax});
@@ -32,29 +30,6 @@ void SpatialIndex::markChanged(std::vector<Feature>& features, uint32_t id) {
     m_overlayDirty = true;
 }
 
-void SpatialIndex::buildOrder(const std::vector<Value>& values) {
-    m_order.assign(values.size(), 0);
-    if (values.empty()) return;
-    Box all = values[0].first;
-    for (const Value& v : values) boost::geometry::expand(all, v.first);
-    const double x0 = all.min_corner().get<0>(), y0 = all.min_corner().get<1>();
-    const double kx = kOrderGrid / (double(all.max_corner().get<0>()) - x0 + 1);
-    const double ky = kOrderGrid / (double(all.max_corner().get<1>()) - y0 + 1);
-    std::vector<uint32_t> cell(values.size());
-    std::vector<uint32_t> start(kOrderGrid * kOrderGrid + 1, 0);
-    for (size_t i = 0; i < values.size(); ++i) {
-        const Box& b = values[i].first;
-        double cx = 0.5 * (double(b.min_corner().get<0>()) + b.max_corner().get<0>());
-        double cy = 0.5 * (double(b.min_corner().get<1>()) + b.max_corner().get<1>());
-        int gx = std::min(kOrderGrid - 1, std::max(0, int((cx - x0) * kx)));
-        int gy = std::min(kOrderGrid - 1, std::max(0, int((cy - y0) * ky)));
-        cell[i] = uint32_t(gy * kOrderGrid + gx);
-        ++start[cell[i] + 1];
-    }
-    for (size_t c = 1; c < start.size(); ++c) start[c] += start[c - 1];
-    for (size_t i = 0; i < values.size(); ++i) m_order[start[cell[i]]++] = values[i].second;
-}
-
 void SpatialIndex::refresh(const LayerDef& def, LayerData& data) {
     LayerContext ctx{def, data};
     std::vector<Feature>& features = data.features;
@@ -65,7 +40,6 @@ void SpatialIndex::refresh(const LayerDef& def, LayerData& data) {
             features[i].flags &= static_cast<uint8_t>(~kInOverlay);
             values.emplace_back(toBox(featureBox(ctx, features[i])), i);
         }
-        buildOrder(values);
         m_base = Tree(values.begin(), values.end());  // bulk load (packing)
         m_overlay.clear();
         m_overlayIds.clear();

@@ -36,17 +36,11 @@ public:
                std::vector<uint32_t>& out) const;
     // Union of the boxes of all features; false for an empty layer.
     bool bounds(Box& out) const;
-    // The ids of the features present when the index was last rebuilt, grouped
-    // by the cell of a coarse grid that holds their centre (ascending ids
-    // within a cell): an order with locality for drawing.
-    const std::vector<uint32_t>& spatialOrder() const { return m_order; }
 
 private:
-    void buildOrder(const std::vector<Value>& values);
     Tree m_base;
     Tree m_overlay;
     std::vector<uint32_t> m_overlayIds;
-    std::vector<uint32_t> m_order;
     bool m_fresh = false;
     bool m_overlayDirty = false;
 };

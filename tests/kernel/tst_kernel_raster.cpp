@@ -258,9 +258,9 @@ TEST_F(Raster, LaterFeaturesPaintOverEarlierOnesInLayerOrder) {
     });
 }
 
-TEST_F(Raster, LongRunsDrawnOutOfOrderKeepTheLayerOrderResult) {
-    // More features than the run length drawn in spatial order, then a
-    // negative and a positive feature on top.
+TEST_F(Raster, ManyFeaturesThenNegativeAndPositiveKeepTheLayerOrderResult) {
+    // Thousands of small pads, then a negative and a positive feature on top:
+    // whatever order the painter walks them in, the result is layer order's.
     int dot = kt::symbol(kJob, "a", "r0.5"), clear = kt::symbol(kJob, "a", "s8"), cap = kt::symbol(kJob, "a", "s2");
     std::vector<std::string> pads;
     for (int k = 0; k < 6000; ++k)
