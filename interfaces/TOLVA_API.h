@@ -156,6 +156,12 @@ TOLVA_API_EXPORT bool is_selected(const str& job, const str& step, const str& la
 // False when the layer has no feature at that index.
 TOLVA_API_EXPORT bool get_featureinfo_by_index(const str& job, const str& step, const str& layer,
                                                int index, featureInfo& out);
+// Fills `list` (cleared first) with the layer's features whose outline,
+// with the symbol's width, meets the closed box (board units), in layer
+// order. Neither the selection nor the select parameters are involved. An
+// inverted box throws, as do unknown names.
+TOLVA_API_EXPORT void get_features_in_box(const str& job, const str& step, const str& layer,
+                                          const reply_box& box, std::vector<featureInfo>& list);
 TOLVA_API_EXPORT select_param get_select_param();
 TOLVA_API_EXPORT void set_select_param(const select_param& param);
 

@@ -175,6 +175,25 @@ bool get_featureinfo_by_index(const str& job, const str& step, const str& layer,
     return true;
 }
 
+void get_features_in_box(const str& job, const str& step, const str& layer, const reply_box& box,
+                         std::vector<featureInfo>& list) {
+    KERNEL_LOCK;
+    LayerRef l = findLayer(job, step, layer);
+    if (box.xmin > box.xmax || box.ymin > box.ymax)
+        fail("box (" + std::to_string(box.xmin) + ", " + std::to_string(box.ymin) + ", " +
+             std::to_string(box.xmax) + ", " + std::to_string(box.ymax) + ") is inverted");
+    const HitPolygon q({{box.xmin, box.ymin}, {box.xmin, box.ymax}, {box.xmax, box.ymax}, {box.xmax, box.ymin}});
+    ensureIndex(l.def, l.data);
+    std::vector<uint32_t> ids;
+    l.data.index.query(l.data.features, SpatialIndex::Box({box.xmin, box.ymin}, {box.xmax, box.ymax}), ids);
+    std::sort(ids.begin(), ids.end());
+    const LayerContext ctx{l.def, l.data};
+    std::vector<featureInfo> found;
+    for (uint32_t id : ids)
+        if (featureMeets(ctx, l.data.features[id], q, false)) found.push_back(makeInfo(l.job, l.def, l.data, id));
+    list.swap(found);
+}
+
 select_param get_select_param() {
     KERNEL_LOCK;
     return state().selectParam;

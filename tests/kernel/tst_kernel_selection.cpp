@@ -163,4 +163,109 @@ TEST_F(Selection, MovedFeaturesAreFoundAtTheirNewPlace) {
     EXPECT_EQ(selectBox(box(-100, -100, 100, 100)), 1);
 }
 
+// ---- features in a box --------------------------------------------------
+
+API::reply_box rbox(int x0, int y0, int x1, int y1) { return {x0, y0, x1, y1}; }
+
+std::vector<int> indicesInBox(const API::reply_box& b) {
+    std::vector<API::featureInfo> list;
+    API::get_features_in_box(kJob, "pcb", "a", b, list);
+    std::vector<int> out;
+    for (const API::featureInfo& f : list) out.push_back(f.index);
+    return out;
+}
+
+class FeaturesInBox : public Selection {
+protected:
+    void SetUp() override {
+        Selection::SetUp();
+        const int thick = kt::symbol(kJob, "a", "r1000"), pad = kt::symbol(kJob, "a", "s200"),
+                  thin = kt::symbol(kJob, "a", "r10");
+        // 0: a line 1 mm wide along y = 0 (edge at y = 500 um).
+        kt::add(kJob, "a", API::GreateLineString(0, 0, 10000000, 0, thick, API::POL_POSITIVE, 0));
+        // 1: a square pad at (20 mm, 0), edges at +-100 um.
+        kt::add(kJob, "a", API::GreatePadString(20000000, 0, pad, API::POL_POSITIVE, 0, 0, 1));
+        // 2: a negative thin line crossing the thick one at x = 5 mm.
+        kt::add(kJob, "a", API::GreateLineString(5000000, -2000000, 5000000, 2000000, thin, API::POL_NEGATIVE, 0));
+        // 3: a surface, a square 1 mm from (30 mm, 0).
+        kt::add(kJob, "a", API::GreateSurfaceString({{30000000, 0}, {31000000, 0}, {31000000, 1000000}, {30000000, 1000000}},
+                                                    API::POL_POSITIVE, 0, true));
+    }
+};
+
+TEST_F(FeaturesInBox, FindsTheFeaturesWhoseOutlineMeetsTheBoxInLayerOrder) {
+    struct Case {
+        const char* what;
+        API::reply_box box;
+        std::vector<int> expected;
+    };
+    const Case cases[] = {
+        {"edge of the thick line, its centre line far off", rbox(1000000, 400000, 2000000, 600000), {0}},
+        {"just beyond the thick line's edge", rbox(1000000, 500001, 2000000, 600000), {}},
+        {"beyond the thick line's round end", rbox(-600000, -10, -500001, 10), {}},
+        {"touching the round end", rbox(-600000, -10, -500000, 10), {0}},
+        {"in the line's box but off its round end", rbox(-500000, 490000, -490000, 500000), {}},
+        {"a point on the pad's edge", rbox(20100000, 50000, 20100000, 50000), {1}},
+        {"just right of the pad", rbox(20100001, -50000, 20200000, 50000), {}},
+        {"crossing, negative included, layer order", rbox(4990000, -10, 5010000, 10), {0, 2}},
+        {"inside the surface", rbox(30400000, 400000, 30600000, 600000), {3}},
+        {"just outside the surface", rbox(31000001, 0, 31100000, 1000000), {}},
+        {"everything", rbox(-10000000, -10000000, 40000000, 10000000), {0, 1, 2, 3}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        EXPECT_EQ(indicesInBox(c.box), c.expected);
+    }
+}
+
+TEST_F(FeaturesInBox, ReturnsFullRecordsAndLeavesTheSelectionAndParametersAlone) {
+    API::select_feature_by_id(kJob, "pcb", "a", 1);
+    API::select_param param;
+    param.lines = false;  // the query ignores the select parameters
+    API::set_select_param(param);
+    std::vector<API::featureInfo> before;
+    API::get_selected_feature_info(kJob, "pcb", "a", before);
+
+    std::vector<API::featureInfo> list(3);  // stale entries are dropped
+    API::get_features_in_box(kJob, "pcb", "a", rbox(-1000, -1000, 25000000, 1000), list);
+    ASSERT_EQ(list.size(), 3u);
+    for (const API::featureInfo& f : list) {
+        API::featureInfo byIndex;
+        ASSERT_TRUE(API::get_featureinfo_by_index(kJob, "pcb", "a", f.index, byIndex));
+        EXPECT_EQ(f, byIndex);
+    }
+    EXPECT_EQ(list[0].type, API::FT_LINE);
+    EXPECT_EQ(list[1].type, API::FT_PAD);
+
+    std::vector<API::featureInfo> after;
+    API::get_selected_feature_info(kJob, "pcb", "a", after);
+    EXPECT_EQ(after, before);
+    EXPECT_EQ(API::get_select_param(), param);
+}
+
+TEST_F(FeaturesInBox, BadArgumentsThrowTextAndChangeNothing) {
+    struct Case {
+        const char* what;
+        const char *job, *step, *layer;
+        API::reply_box box;
+    };
+    const Case cases[] = {
+        {"unknown job", "nojob", "pcb", "a", rbox(0, 0, 10, 10)},
+        {"unknown step", kJob, "nostep", "a", rbox(0, 0, 10, 10)},
+        {"unknown layer", kJob, "pcb", "nolayer", rbox(0, 0, 10, 10)},
+        {"inverted in x", kJob, "pcb", "a", rbox(10, 0, 0, 10)},
+        {"inverted in y", kJob, "pcb", "a", rbox(0, 10, 10, 0)},
+    };
+    const std::vector<API::featureInfo> features = kt::snapshot(kJob);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        std::vector<API::featureInfo> list(2);
+        list[0].text = "kept";
+        EXPECT_THROW(API::get_features_in_box(c.job, c.step, c.layer, c.box, list), API::KernelText);
+        ASSERT_EQ(list.size(), 2u);
+        EXPECT_EQ(list[0].text, "kept");
+        EXPECT_EQ(kt::snapshot(kJob), features);
+    }
+}
+
 }  // namespace
