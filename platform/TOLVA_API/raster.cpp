@@ -28,52 +28,65 @@ void smallSort(T* a, int n, Less less) {
 }
 }  // namespace
 
-DiscTable::DiscTable(const DiscPen& pen) {
+DiscTable::DiscTable(const DiscPen& pen, int stride) {
     // Decisions closer than this to a pixel boundary are left to the exact
     // computation, so that rounding never makes the table disagree with it.
     constexpr double kMargin = 1e-7;
     constexpr double kStep = 1.0 / kSteps;
+    struct RowRange {
+        int dj;
+        bool none, exact;   // outside for every centre; in or out depending on it
+        double hmin, hmax;  // half width over the cell's rows (pixels)
+    };
+    std::vector<RowRange> rows;
     m_cells.resize(kSteps * kSteps);
     for (int qv = 0; qv < kSteps; ++qv) {
+        // The rows that some centre of this band reaches, relative to iv, and
+        // how wide the disc is on each over the band.
         const double fv0 = qv * kStep, fv1 = fv0 + kStep;
-        // Rows that some centre of the cell reaches, relative to iv.
-        const int dj0 = ceilInt(fv0 - 0.5 - pen.rv - kMargin);
-        const int dj1 = floorInt(fv1 - 0.5 + pen.rv + kMargin);
+        rows.clear();
+        const int dj0 = ceilInt(fv0 - 0.5 - pen.rv - kMargin), dj1 = floorInt(fv1 - 0.5 + pen.rv + kMargin);
+        for (int dj = dj0; dj <= dj1; ++dj) {
+            const double dva = dj + 0.5 - fv1, dvb = dj + 0.5 - fv0;
+            const double nearest = dva <= 0 && dvb >= 0 ? 0 : std::min(std::fabs(dva), std::fabs(dvb));
+            const double farthest = std::max(std::fabs(dva), std::fabs(dvb));
+            const double h2max = pen.ru2 - nearest * nearest * pen.kv;
+            const double h2min = pen.ru2 - farthest * farthest * pen.kv;
+            RowRange r{dj, h2max < -kMargin, false, 0, 0};
+            if (!r.none) {
+                r.exact = h2min < kMargin;
+                if (!r.exact) {
+                    r.hmin = std::sqrt(h2min);
+                    r.hmax = std::sqrt(h2max);
+                }
+            }
+            rows.push_back(r);
+        }
         for (int qu = 0; qu < kSteps; ++qu) {
             const double fu0 = qu * kStep, fu1 = fu0 + kStep;
             Cell& cell = m_cells[qv * kSteps + qu];
-            cell.dj0 = static_cast<int8_t>(dj0);
-            cell.count = static_cast<uint8_t>(dj1 - dj0 + 1);
-            cell.first = static_cast<uint16_t>(m_rows.size());
-            for (int dj = dj0; dj <= dj1; ++dj) {
-                // The row centre's offset from the disc centre, over the cell.
-                const double dva = dj + 0.5 - fv1, dvb = dj + 0.5 - fv0;
-                const double nearest = dva <= 0 && dvb >= 0 ? 0 : std::min(std::fabs(dva), std::fabs(dvb));
-                const double farthest = std::max(std::fabs(dva), std::fabs(dvb));
-                const double h2max = pen.ru2 - nearest * nearest * pen.kv;
-                const double h2min = pen.ru2 - farthest * farthest * pen.kv;
-                Row row{1, 0, 0};
-                if (h2max < -kMargin) {
-                    m_rows.push_back(row);  // outside the disc for every centre
-                    continue;
+            cell.firstSpan = static_cast<uint16_t>(m_spans.size());
+            cell.firstExact = static_cast<uint16_t>(m_exact.size());
+            cell.painted = false;
+            for (const RowRange& r : rows) {
+                if (r.none) continue;
+                bool exact = r.exact;
+                int a = 0, b = -1;
+                if (!exact) {
+                    // First column: ceil(fu - 0.5 - hu); last: floor(fu - 0.5 + hu).
+                    a = ceilInt(fu0 - 0.5 - r.hmax - kMargin);
+                    b = floorInt(fu0 - 0.5 + r.hmin - kMargin);
+                    exact = a != ceilInt(fu1 - 0.5 - r.hmin + kMargin) || b != floorInt(fu1 - 0.5 + r.hmax + kMargin);
                 }
-                if (h2min < kMargin) {
-                    row.exact = 1;  // in or out depending on the centre
-                    m_rows.push_back(row);
-                    continue;
+                if (exact) {
+                    m_exact.push_back(static_cast<int8_t>(r.dj));
+                } else if (a <= b) {
+                    m_spans.push_back({r.dj * stride + a, b - a + 1});
+                    cell.painted = true;
                 }
-                const double hmin = std::sqrt(h2min), hmax = std::sqrt(h2max);
-                // First column: ceil(fu - 0.5 - hu); last: floor(fu - 0.5 + hu).
-                const int a0 = ceilInt(fu0 - 0.5 - hmax - kMargin), a1 = ceilInt(fu1 - 0.5 - hmin + kMargin);
-                const int b0 = floorInt(fu0 - 0.5 + hmin - kMargin), b1 = floorInt(fu1 - 0.5 + hmax + kMargin);
-                if (a0 != a1 || b0 != b1) {
-                    row.exact = 1;
-                } else {
-                    row.a = static_cast<int8_t>(a0);
-                    row.b = static_cast<int8_t>(b0);
-                }
-                m_rows.push_back(row);
             }
+            cell.spans = static_cast<uint8_t>(m_spans.size() - cell.firstSpan);
+            cell.exactRows = static_cast<uint8_t>(m_exact.size() - cell.firstExact);
         }
     }
 }
@@ -84,6 +97,8 @@ Raster::Raster(uint32_t* pixels, int width, int height, const ViewBox& box)
     m_sy = (box.ymax - box.ymin) / std::max(height, 1);
     m_ix = 1.0 / m_sx;
     m_iy = 1.0 / m_sy;
+    m_wInner = width - 1.0;
+    m_hInner = height - 1.0;
 }
 
 void Raster::dot(double x, double y) { dotAt(u(x), v(y)); }

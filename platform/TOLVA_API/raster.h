@@ -70,36 +70,40 @@ struct DiscPen {
     double kv = 0;          // (rows to columns)^2: (pixel height / pixel width)^2
 };
 
-// The spans of a small disc, worked out once per draw for every sub-pixel
-// position of its centre on a grid of kSteps x kSteps. For a centre at
-// (iu + fu, iv + fv), iu and iv whole, the cell of (fu, fv) lists, per row
-// iv + dj, the columns iu + a .. iu + b that are inside for every centre of
-// the cell, or marks the row for an exact computation when its ends are not
-// the same over the whole cell. Used for discs of at most kMaxRadius pixels.
+// The spans of a small disc for every sub-pixel position of its centre on a
+// grid of kSteps x kSteps. For a centre at (iu + fu, iv + fv), iu and iv
+// whole, the cell of (fu, fv) lists the spans that are inside for every
+// centre of the cell, as offsets from pixel (iu, iv) on a canvas `stride`
+// pixels wide, and the rows whose ends vary over the cell: those are worked
+// out for the actual centre. For discs of at most kMaxRadius pixels.
 class DiscTable {
 public:
     static constexpr int kSteps = 32;
     static constexpr double kMaxRadius = 8;
 
-    struct Row {
-        int8_t a, b;    // columns relative to iu; a > b: none
-        uint8_t exact;  // work this row out for the actual centre
+    struct Span {
+        int32_t offset;  // from pixel (iu, iv)
+        int32_t count;
     };
     struct Cell {
-        int8_t dj0;      // first row relative to iv
-        uint8_t count;   // rows
-        uint16_t first;  // index of the first row in rows()
+        uint16_t firstSpan;
+        uint8_t spans;
+        uint8_t exactRows;
+        uint16_t firstExact;
+        bool painted;  // some span is always painted
     };
 
-    explicit DiscTable(const DiscPen& pen);
+    DiscTable(const DiscPen& pen, int stride);
     const Cell& cell(double fu, double fv) const {
         return m_cells[static_cast<int>(fv * kSteps) * kSteps + static_cast<int>(fu * kSteps)];
     }
-    const Row* rows() const { return m_rows.data(); }
+    const Span* spans() const { return m_spans.data(); }
+    const int8_t* exactRows() const { return m_exact.data(); }  // rows relative to iv
 
 private:
     std::vector<Cell> m_cells;
-    std::vector<Row> m_rows;
+    std::vector<Span> m_spans;
+    std::vector<int8_t> m_exact;
 };
 
 class Raster {
@@ -157,7 +161,7 @@ public:
     // The same with the disc's table (built from the same pen).
     void discUV(double uc, double vc, const DiscPen& pen, const DiscTable& table) {
         // The table's rows and columns reach at most one pixel beyond the disc's.
-        if (vc - pen.rv >= 1 && vc + pen.rv <= m_h - 1 && uc - pen.ru >= 1 && uc + pen.ru <= m_w - 1)
+        if (vc - pen.rv >= 1 && vc + pen.rv <= m_hInner && uc - pen.ru >= 1 && uc + pen.ru <= m_wInner)
             discFromTable(uc, vc, pen, table);
         else
             discUV(uc, vc, pen);
@@ -215,17 +219,16 @@ private:
     void discFromTable(double uc, double vc, const DiscPen& pen, const DiscTable& table) {
         const int iu = static_cast<int>(uc), iv = static_cast<int>(vc);
         const DiscTable::Cell& c = table.cell(uc - iu, vc - iv);
-        const DiscTable::Row* r = table.rows() + c.first;
-        int j = iv + c.dj0;
-        uint32_t* row = m_pixels + static_cast<size_t>(j) * m_w;
-        bool painted = false;
-        for (int k = 0; k < c.count; ++k, ++j, row += m_w) {
-            if (r[k].exact) {
-                painted |= discRow<false>(uc, vc, pen, j, row);
-            } else if (r[k].a <= r[k].b) {
-                fillSpan(row + iu + r[k].a, r[k].b - r[k].a + 1, m_colour, m_colour2);
-                painted = true;
-            }
+        uint32_t* const origin = m_pixels + static_cast<size_t>(iv) * m_w + iu;
+        const uint32_t colour = m_colour;
+        const uint64_t colour2 = m_colour2;
+        const DiscTable::Span* s = table.spans() + c.firstSpan;
+        for (int k = 0; k < c.spans; ++k) fillSpan(origin + s[k].offset, s[k].count, colour, colour2);
+        bool painted = c.painted;
+        const int8_t* e = table.exactRows() + c.firstExact;
+        for (int k = 0; k < c.exactRows; ++k) {
+            const int j = iv + e[k];
+            painted |= discRow<false>(uc, vc, pen, j, m_pixels + static_cast<size_t>(j) * m_w);
         }
         m_painted = painted;
         if (!painted) dotAt(uc, vc);
@@ -256,6 +259,7 @@ private:
     double m_x0, m_y1;   // left and top of the box
     double m_sx, m_sy;   // board units per pixel
     double m_ix, m_iy;   // pixels per board unit
+    double m_wInner, m_hInner;  // width and height less a pixel
     uint32_t m_colour = 0xffffffffu;
     uint64_t m_colour2 = ~0ull;  // two pixels of m_colour
     bool m_painted = false;

@@ -1,6 +1,8 @@
 // Drawing layers, selections, profiles and notes into the canvas.
 #include <algorithm>
+#include <map>
 #include <memory>
+#include <tuple>
 
 #include "TOLVA_API.h"
 #include "kernel.h"
@@ -54,12 +56,30 @@ struct SymbolPen {
     // Small round pads: how many have been drawn, and once there are enough
     // to pay for it, the table of their spans.
     bool small;
+    bool looked;  // for a table made by an earlier draw
     int discs;
-    std::unique_ptr<DiscTable> table;
+    std::shared_ptr<const DiscTable> table;
 };
 
 // Round pads of one symbol drawn before its span table is built.
 constexpr int kDiscTableUses = 1024;
+// Span tables kept for later draws at the same scale.
+constexpr size_t kDiscTablesKept = 64;
+
+// The span table of a round pen on a canvas of the given width, made by an
+// earlier draw; or, with make set, made now. Null when there is none.
+std::shared_ptr<const DiscTable> discTable(const DiscPen& pen, int stride, bool make) {
+    using Key = std::tuple<double, double, double, double, int>;
+    static std::map<Key, std::shared_ptr<const DiscTable>> kept;  // under the kernel lock
+    const Key key{pen.ru, pen.rv, pen.ru2, pen.kv, stride};
+    auto it = kept.find(key);
+    if (it != kept.end()) return it->second;
+    if (!make) return nullptr;
+    if (kept.size() >= kDiscTablesKept) kept.clear();
+    auto table = std::make_shared<const DiscTable>(pen, stride);
+    kept.emplace(key, table);
+    return table;
+}
 
 class LayerPainter {
 public:
@@ -84,6 +104,7 @@ public:
             p.disc = raster.discPen(p.hw);
             p.small = s.shape == SymbolShape::Round && p.disc.ru <= DiscTable::kMaxRadius &&
                       p.disc.rv <= DiscTable::kMaxRadius;
+            p.looked = false;
             p.discs = 0;
             m_pens.push_back(std::move(p));
         }
@@ -144,7 +165,17 @@ private:
     // A round pad drawn before its symbol has a span table; builds the table
     // once enough of them have been drawn.
     NOINLINE void drawDisc(SymbolPen& p, double uc, double vc) {
-        if (p.small && ++p.discs == kDiscTableUses) p.table = std::make_unique<DiscTable>(p.disc);
+        if (p.small) {
+            if (!p.looked) {
+                p.looked = true;
+                p.table = discTable(p.disc, m_r.width(), false);
+            }
+            if (!p.table && ++p.discs == kDiscTableUses) p.table = discTable(p.disc, m_r.width(), true);
+            if (p.table) {
+                m_r.discUV(uc, vc, p.disc, *p.table);
+                return;
+            }
+        }
         m_r.discUV(uc, vc, p.disc);
     }
 
