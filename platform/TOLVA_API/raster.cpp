@@ -97,8 +97,12 @@ Raster::Raster(uint32_t* pixels, int width, int height, const ViewBox& box)
     m_sy = (box.ymax - box.ymin) / std::max(height, 1);
     m_ix = 1.0 / m_sx;
     m_iy = 1.0 / m_sy;
+    m_wd = width;
+    m_hd = height;
     m_wInner = width - 1.0;
     m_hInner = height - 1.0;
+    m_uInside = width - kInsideMargin;
+    m_vInside = height - kInsideMargin;
 }
 
 void Raster::dot(double x, double y) { dotAt(u(x), v(y)); }
@@ -243,10 +247,8 @@ void Raster::convexPolygon(const Vec* pts, int n) {
 
 void Raster::polygon(const std::vector<std::vector<Vec>>& rings) {
     m_painted = false;
-    struct Edge {
-        double vtop, vbot, utop, slope;
-    };
-    std::vector<Edge> edges;
+    std::vector<PolyEdge>& edges = m_edges;
+    edges.clear();
     double vmin = kInf, vmax = -kInf;
     for (const auto& ring : rings) {
         const size_t n = ring.size();
@@ -264,31 +266,41 @@ void Raster::polygon(const std::vector<std::vector<Vec>>& rings) {
         }
     }
     if (!edges.empty()) {
-        std::sort(edges.begin(), edges.end(), [](const Edge& a, const Edge& b) { return a.vtop < b.vtop; });
-        double a = std::ceil(vmin - 0.5), b = std::floor(vmax - 0.5);
-        if (a <= m_h - 1 && b >= 0 && a <= b) {
-            int j0 = static_cast<int>(std::max(a, 0.0)), j1 = static_cast<int>(std::min(b, m_h - 1.0));
-            std::vector<const Edge*> active;
-            std::vector<double> xs;
-            size_t next = 0;
-            for (int j = j0; j <= j1; ++j) {
-                const double vc = j + 0.5;
-                while (next < edges.size() && edges[next].vtop <= vc) active.push_back(&edges[next++]);
-                // Each edge covers the rows whose centre lies in [vtop, vbot).
-                active.erase(std::remove_if(active.begin(), active.end(),
-                                            [vc](const Edge* e) { return e->vbot <= vc; }),
-                             active.end());
-                xs.clear();
-                for (const Edge* e : active) xs.push_back(e->utop + (vc - e->vtop) * e->slope);
+        std::sort(edges.begin(), edges.end(), [](const PolyEdge& a, const PolyEdge& b) { return a.vtop < b.vtop; });
+        const int j0 = std::max(ceilInt(vmin - 0.5), 0), j1 = std::min(floorInt(vmax - 0.5), m_h - 1);
+        std::vector<const PolyEdge*>& active = m_active;
+        std::vector<double>& xs = m_xs;
+        active.clear();
+        size_t next = 0;
+        // Edges that end above the first row never become active.
+        const double vfirst = j0 + 0.5;
+        while (next < edges.size() && edges[next].vtop <= vfirst) {
+            if (edges[next].vbot > vfirst) active.push_back(&edges[next]);
+            ++next;
+        }
+        for (int j = j0; j <= j1; ++j) {
+            const double vc = j + 0.5;
+            while (next < edges.size() && edges[next].vtop <= vc) active.push_back(&edges[next++]);
+            // Each edge covers the rows whose centre lies in [vtop, vbot).
+            xs.clear();
+            size_t kept = 0;
+            for (const PolyEdge* e : active) {
+                if (e->vbot <= vc) continue;
+                active[kept++] = e;
+                xs.push_back(e->utop + (vc - e->vtop) * e->slope);
+            }
+            active.resize(kept);
+            if (xs.size() <= 32)
+                smallSort(xs.data(), static_cast<int>(xs.size()), [](double a, double b) { return a < b; });
+            else
                 std::sort(xs.begin(), xs.end());
-                for (size_t k = 0; k + 1 < xs.size(); k += 2) {
-                    // Centres in [xs[k], xs[k+1]).
-                    double c0 = std::ceil(xs[k] - 0.5), c1 = std::ceil(xs[k + 1] - 0.5) - 1;
-                    if (c0 > m_w - 1 || c1 < 0 || c0 > c1) continue;
-                    int i0 = static_cast<int>(std::max(c0, 0.0)), i1 = static_cast<int>(std::min(c1, m_w - 1.0));
-                    fillSpan(m_pixels + static_cast<size_t>(j) * m_w + i0, i1 - i0 + 1, m_colour, m_colour2);
-                    m_painted = true;
-                }
+            uint32_t* const row = m_pixels + static_cast<size_t>(j) * m_w;
+            for (size_t k = 0; k + 1 < xs.size(); k += 2) {
+                // Centres in [xs[k], xs[k+1]).
+                const int c0 = std::max(ceilInt(xs[k] - 0.5), 0), c1 = std::min(ceilInt(xs[k + 1] - 0.5) - 1, m_w - 1);
+                if (c0 > c1) continue;
+                fillSpan(row + c0, c1 - c0 + 1, m_colour, m_colour2);
+                m_painted = true;
             }
         }
     }
@@ -371,8 +383,7 @@ void Raster::hairlineUV(double u0, double v0, double u1, double v1) {
     // end pixels, so that joined strokes stay joined. The position across
     // stays between the ends' (up to rounding), so a segment well inside the
     // canvas needs no test per pixel.
-    if (ulo >= kInsideMargin && vlo >= kInsideMargin && uhi <= m_w - kInsideMargin &&
-        vhi <= m_h - kInsideMargin) {
+    if (ulo >= kInsideMargin && vlo >= kInsideMargin && uhi <= m_uInside && vhi <= m_vInside) {
         uint32_t* const pixels = m_pixels;
         const size_t w = static_cast<size_t>(m_w);
         const uint32_t c = m_colour;
@@ -432,8 +443,16 @@ void Raster::hairlineUV(double u0, double v0, double u1, double v1) {
 void Raster::hairArc(const ArcGeom& g) {
     // Chords short enough to stay within a quarter pixel of the circle.
     const double rpx = g.radius * std::max(m_ix, m_iy);
-    const double step = rpx > 0.5 ? 2 * std::acos(std::max(-1.0, 1 - 0.25 / rpx)) : g.sweep;
-    const int n = std::max(1, std::min(4096, ceilInt(g.sweep / step)));
+    int n = 1;
+    if (rpx > 0.5) {
+        // One chord unless the sweep exceeds the step 2 acos(t): with the
+        // sweep below a half turn, cos(sweep / 2)^2 = (1 + cos sweep) / 2.
+        const double t = 1 - 0.25 / rpx;
+        const double cosSweep = g.ux0 * g.ux1 + g.uy0 * g.uy1;
+        const bool halfTurn = g.ux0 * g.uy1 - g.uy0 * g.ux1 < 0 || g.sweep >= kPi;
+        if (halfTurn || (1 + cosSweep) / 2 < t * t)
+            n = std::max(1, std::min(4096, ceilInt(g.sweep / (2 * std::acos(t)))));
+    }
     // The chord ends: the first ray's point turned by sweep / n at a time,
     // the last one exactly on the last ray.
     double ox = g.radius * g.ux0, oy = g.radius * g.uy0;

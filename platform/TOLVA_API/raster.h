@@ -117,6 +117,9 @@ public:
     }
     int width() const { return m_w; }
     int height() const { return m_h; }
+    // The same as numbers, for comparisons in pixel space.
+    double widthU() const { return m_wd; }
+    double heightV() const { return m_hd; }
 
     // Board x to pixel-space u, board y to pixel-space v (pixel centres at
     // integer + 0.5).
@@ -259,7 +262,16 @@ private:
     double m_x0, m_y1;   // left and top of the box
     double m_sx, m_sy;   // board units per pixel
     double m_ix, m_iy;   // pixels per board unit
+    double m_wd, m_hd;          // width and height
     double m_wInner, m_hInner;  // width and height less a pixel
+    double m_uInside, m_vInside;  // width and height less the hairline margin
+    // Scratch space of polygon fills, kept between them.
+    struct PolyEdge {
+        double vtop, vbot, utop, slope;
+    };
+    std::vector<PolyEdge> m_edges;
+    std::vector<const PolyEdge*> m_active;
+    std::vector<double> m_xs;
     uint32_t m_colour = 0xffffffffu;
     uint64_t m_colour2 = ~0ull;  // two pixels of m_colour
     bool m_painted = false;

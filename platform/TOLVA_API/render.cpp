@@ -154,7 +154,7 @@ private:
     }
     // The same in pixel space: columns ul..ur, rows vt..vb.
     bool handledByCullUV(double ul, double ur, double vt, double vb) {
-        if (ur < 0 || vb < 0 || ul >= m_r.width() || vt >= m_r.height()) return true;
+        if (ur < 0 || vb < 0 || ul >= m_r.widthU() || vt >= m_r.heightV()) return true;
         if (ur - ul < 1 && vb - vt < 1) {
             m_r.dotAt(0.5 * (ul + ur), 0.5 * (vt + vb));
             return true;
