@@ -152,33 +152,28 @@ bool ViewWidget::cur_layers_exist() { return !m_job.isEmpty() && !m_shownLayers.
 bool ViewWidget::get_shift_state() const { return QApplication::keyboardModifiers() & Qt::ShiftModifier; }
 
 // The snap search asks the kernel for the features of the snap layer (the
-// work layer when none is set) inside the box and takes the nearest of their
-// key points: end points, centres and pad positions.
+// work layer when none is set) whose outline meets the box and takes the
+// nearest of their key points: end points, arc centres and pad positions.
 bool ViewWidget::on_snap_mode_point_check(const QRectF& box, const QPointF& point, QPointF& snapped) {
     const std::string layer = m_snapLayer.empty() ? work_layer : m_snapLayer;
     if (box.isEmpty() || layer.empty() || m_snapMode == UIAPI::SNAP_OFF) return false;
     bool found = false;
     guarded(__FILE__, __LINE__, [&] {
-        std::vector<API::point> polygon{{truncToInt(box.left()), truncToInt(box.top())},
-                                        {truncToInt(box.left()), truncToInt(box.bottom())},
-                                        {truncToInt(box.right()), truncToInt(box.bottom())},
-                                        {truncToInt(box.right()), truncToInt(box.top())}};
-        std::vector<API::featureInfo> before, inBox;
-        API::get_selected_feature_info(job(), step(), layer, before);
-        API::select_features(job(), step(), layer, polygon, API::select_filter{}, 0, 1);
-        API::get_selected_feature_info(job(), step(), layer, inBox);
-        // Put the selection back as it was.
-        API::clear_selected_features(job(), step(), layer);
-        for (const API::featureInfo& f : before) API::select_feature_by_id(job(), step(), layer, f.index);
+        const API::reply_box area{truncToInt(box.left()), truncToInt(box.top()), truncToInt(box.right()),
+                                  truncToInt(box.bottom())};
+        std::vector<API::featureInfo> inBox;
+        API::get_features_in_box(job(), step(), layer, area, inBox);
         double best = -1;
         for (const API::featureInfo& f : inBox) {
-            for (const QPointF& key : {QPointF(f.xs, f.ys), QPointF(f.xe, f.ye), QPointF(f.xc, f.yc)}) {
+            QVector<QPointF> keys{QPointF(f.xs, f.ys)};
+            if (f.type == API::FT_LINE || f.type == API::FT_ARC) keys.append(QPointF(f.xe, f.ye));
+            if (f.type == API::FT_ARC) keys.append(QPointF(f.xc, f.yc));
+            for (const QPointF& key : keys) {
                 const double d = QLineF(key, point).length();
-                if (best < 0 || d < best) {
-                    best = d;
-                    snapped = key;
-                    found = true;
-                }
+                if (best >= 0 && d >= best) continue;
+                best = d;
+                snapped = key;
+                found = true;
             }
         }
     });

@@ -387,6 +387,35 @@ TEST_F(EventRouting, SelectNoneClearsTheSelectionInTheKernel) {
     EXPECT_TRUE(messages.entries().empty());  // no request: the view clears it itself
 }
 
+TEST_F(EventRouting, LeftPressSnapsThroughTheSharedCoordinateRecord) {
+    job.addPad("top", 2e7, 1.5e7, "r500");
+    view->work_layer = "top";
+    PluginMetaData snap(PluginNames::ToolbarEdit, PluginNames::GraphicView, 20001653);  // snap to centres
+    recMsgFromManager(view, &snap);
+    int px = 0, py = 0;
+    view->db2view(2e7, 1.5e7, px, py);
+    TOLVA::UIAPI::CoordinateRecord& coordinate = TOLVA::UIAPI::getCoordinate(&host);
+    struct Case { bool locked, snapOn; bool expectSnap; };
+    static constexpr Case cases[] = {{false, true, true}, {true, true, false}, {false, false, false}};
+    for (const Case& c : cases) {
+        coordinate = TOLVA::UIAPI::CoordinateRecord();
+        coordinate.locked = c.locked;
+        coordinate.snap_on = c.snapOn;
+        QTest::mousePress(view, Qt::LeftButton, Qt::NoModifier, QPoint(px + 1, py - 1));
+        QTest::mouseRelease(view, Qt::LeftButton, Qt::NoModifier, QPoint(px + 1, py - 1));
+        EXPECT_EQ(coordinate.has_snap_point, c.expectSnap) << c.locked << c.snapOn;
+        if (c.expectSnap) {
+            EXPECT_EQ(QPointF(coordinate.snap_x, coordinate.snap_y), QPointF(2e7, 1.5e7));
+        }
+    }
+    // Far from any feature nothing is found.
+    coordinate = TOLVA::UIAPI::CoordinateRecord();
+    coordinate.snap_on = true;
+    QTest::mousePress(view, Qt::LeftButton, Qt::NoModifier, QPoint(5, 5));
+    EXPECT_FALSE(coordinate.has_snap_point);
+    coordinate = TOLVA::UIAPI::CoordinateRecord();
+}
+
 TEST_F(EventRouting, AToolThatThrowsOnReleaseIsReset) {
     // The job list throws while the select tool's release is being handled.
     QTpluginsManger4CAM::instance()->registerReceiver(PluginNames::JobList, [](void*, const PluginMetaData& m) {
