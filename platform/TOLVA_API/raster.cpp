@@ -8,9 +8,6 @@ namespace KERNEL {
 
 namespace {
 constexpr double kInf = std::numeric_limits<double>::infinity();
-// A hairline whose ends are this far inside the canvas (in pixels) stays on
-// it whatever the rounding of its steps.
-constexpr double kInsideMargin = 0.01;
 
 struct Interval {
     double lo, hi;
@@ -101,15 +98,19 @@ Raster::Raster(uint32_t* pixels, int width, int height, const ViewBox& box)
     m_hd = height;
     m_wInner = width - 1.0;
     m_hInner = height - 1.0;
-    m_uInside = width - kInsideMargin;
-    m_vInside = height - kInsideMargin;
+    m_uInside = width - kHairlineMargin;
+    m_vInside = height - kHairlineMargin;
 }
 
 void Raster::dot(double x, double y) { dotAt(u(x), v(y)); }
 
-void Raster::rectUV(double ul, double ur, double vt, double vb) {
+void Raster::rectClipped(double ul, double ur, double vt, double vb) {
     const int j0 = std::max(ceilInt(vt - 0.5), 0), j1 = std::min(floorInt(vb - 0.5), m_h - 1);
     const int a = std::max(ceilInt(ul - 0.5), 0), b = std::min(floorInt(ur - 0.5), m_w - 1);
+    rectRows(ul, ur, vt, vb, j0, j1, a, b);
+}
+
+void Raster::rectRows(double ul, double ur, double vt, double vb, int j0, int j1, int a, int b) {
     m_painted = j0 <= j1 && a <= b;
     if (!m_painted) {
         dotAt(0.5 * (ul + ur), 0.5 * (vt + vb));
@@ -375,48 +376,45 @@ void Raster::arc(const ArcGeom& g, const Vec& s, const Vec& e, double r) {
     if (!m_painted) dot(s.x, s.y);
 }
 
-void Raster::hairlineUV(double u0, double v0, double u1, double v1) {
+void Raster::hairlineInside(double u0, double v0, double u1, double v1, double ulo, double uhi, double vlo,
+                            double vhi) {
     const double du = u1 - u0, dv = v1 - v0;
-    const double ulo = std::min(u0, u1), uhi = std::max(u0, u1);
-    const double vlo = std::min(v0, v1), vhi = std::max(v0, v1);
-    // One pixel per column (or row) whose centre the segment spans, and both
-    // end pixels, so that joined strokes stay joined. The position across
-    // stays between the ends' (up to rounding), so a segment well inside the
-    // canvas needs no test per pixel.
-    if (ulo >= kInsideMargin && vlo >= kInsideMargin && uhi <= m_uInside && vhi <= m_vInside) {
-        uint32_t* const pixels = m_pixels;
-        const size_t w = static_cast<size_t>(m_w);
-        const uint32_t c = m_colour;
-        if (dv == 0) {
-            // Along a row: the columns from the one of the left end to the
-            // one of the right end, ends included.
-            const int a = static_cast<int>(ulo), b = static_cast<int>(uhi);
-            fillSpan(pixels + static_cast<size_t>(static_cast<int>(v0)) * w + a, b - a + 1, c, m_colour2);
-            return;
-        }
-        if (du == 0) {
-            // Along a column, likewise.
-            const int a = static_cast<int>(vlo), b = static_cast<int>(vhi);
-            uint32_t* p = pixels + static_cast<size_t>(a) * w + static_cast<int>(u0);
-            for (int j = a; j <= b; ++j, p += w) *p = c;
-            return;
-        }
-        pixels[static_cast<size_t>(static_cast<int>(v0)) * w + static_cast<int>(u0)] = c;
-        pixels[static_cast<size_t>(static_cast<int>(v1)) * w + static_cast<int>(u1)] = c;
-        if (std::fabs(du) >= std::fabs(dv)) {
-            const int i0 = ceilNear(ulo - 0.5), i1 = floorNear(uhi - 0.5);
-            const double k = dv / du;
-            double pv = v0 + (i0 + 0.5 - u0) * k;
-            for (int i = i0; i <= i1; ++i, pv += k) pixels[static_cast<size_t>(static_cast<int>(pv)) * w + i] = c;
-        } else {
-            const int j0 = ceilNear(vlo - 0.5), j1 = floorNear(vhi - 0.5);
-            const double k = du / dv;
-            double pu = u0 + (j0 + 0.5 - v0) * k;
-            uint32_t* row = pixels + static_cast<size_t>(j0) * w;
-            for (int j = j0; j <= j1; ++j, pu += k, row += w) row[static_cast<int>(pu)] = c;
-        }
+    uint32_t* const pixels = m_pixels;
+    const size_t w = static_cast<size_t>(m_w);
+    const uint32_t c = m_colour;
+    if (dv == 0) {
+        // Along a row: the columns from the one of the left end to the one
+        // of the right end, ends included.
+        const int a = static_cast<int>(ulo), b = static_cast<int>(uhi);
+        fillSpan(pixels + static_cast<size_t>(static_cast<int>(v0)) * w + a, b - a + 1, c, m_colour2);
         return;
     }
+    if (du == 0) {
+        // Along a column, likewise.
+        const int a = static_cast<int>(vlo), b = static_cast<int>(vhi);
+        uint32_t* p = pixels + static_cast<size_t>(a) * w + static_cast<int>(u0);
+        for (int j = a; j <= b; ++j, p += w) *p = c;
+        return;
+    }
+    pixels[static_cast<size_t>(static_cast<int>(v0)) * w + static_cast<int>(u0)] = c;
+    pixels[static_cast<size_t>(static_cast<int>(v1)) * w + static_cast<int>(u1)] = c;
+    if (std::fabs(du) >= std::fabs(dv)) {
+        const int i0 = ceilNear(ulo - 0.5), i1 = floorNear(uhi - 0.5);
+        const double k = dv / du;
+        double pv = v0 + (i0 + 0.5 - u0) * k;
+        for (int i = i0; i <= i1; ++i, pv += k) pixels[static_cast<size_t>(static_cast<int>(pv)) * w + i] = c;
+    } else {
+        const int j0 = ceilNear(vlo - 0.5), j1 = floorNear(vhi - 0.5);
+        const double k = du / dv;
+        double pu = u0 + (j0 + 0.5 - v0) * k;
+        uint32_t* row = pixels + static_cast<size_t>(j0) * w;
+        for (int j = j0; j <= j1; ++j, pu += k, row += w) row[static_cast<int>(pu)] = c;
+    }
+}
+
+void Raster::hairlineClipped(double u0, double v0, double u1, double v1, double ulo, double uhi, double vlo,
+                             double vhi) {
+    const double du = u1 - u0, dv = v1 - v0;
     dotAt(u0, v0);
     dotAt(u1, v1);
     if (std::fabs(du) >= std::fabs(dv)) {

@@ -171,7 +171,12 @@ public:
     }
     // The pixels whose centres lie in [ul, ur] x [vt, vb] (pixel space);
     // the pixel of the middle when there is none.
-    void rectUV(double ul, double ur, double vt, double vb);
+    void rectUV(double ul, double ur, double vt, double vb) {
+        if (ul >= 0 && vt >= 0 && ur <= m_wd && vb <= m_hd)
+            rectRows(ul, ur, vt, vb, ceilNear(vt - 0.5), floorNear(vb - 0.5), ceilNear(ul - 0.5), floorNear(ur - 0.5));
+        else
+            rectClipped(ul, ur, vt, vb);
+    }
     void annulus(double cx, double cy, double outer, double inner);
     void rect(double xmin, double ymin, double xmax, double ymax);
     // A segment with round ends of radius r (a disc when the ends coincide).
@@ -183,13 +188,33 @@ public:
     void arc(const ArcGeom& g, const Vec& s, const Vec& e, double r);
     // A line one pixel wide, for strokes thinner than a pixel.
     void hairline(double x0, double y0, double x1, double y1) { hairlineUV(u(x0), v(y0), u(x1), v(y1)); }
-    void hairlineUV(double u0, double v0, double u1, double v1);
+    void hairlineUV(double u0, double v0, double u1, double v1) {
+        const double ulo = std::min(u0, u1), uhi = std::max(u0, u1);
+        const double vlo = std::min(v0, v1), vhi = std::max(v0, v1);
+        if (ulo >= kHairlineMargin && vlo >= kHairlineMargin && uhi <= m_uInside && vhi <= m_vInside)
+            hairlineInside(u0, v0, u1, v1, ulo, uhi, vlo, vhi);
+        else
+            hairlineClipped(u0, v0, u1, v1, ulo, uhi, vlo, vhi);
+    }
     // An arc one pixel wide.
     void hairArc(const ArcGeom& g);
     // Whether a pen of radius r is thinner than a pixel on both axes.
     bool thin(double r) const { return 2 * r < m_sx && 2 * r < m_sy; }
 
 private:
+    // One pixel per column (or row) whose centre the segment spans, and both
+    // end pixels, so that joined strokes stay joined. The position across
+    // stays between the ends' (up to rounding), so a segment at least
+    // kHairlineMargin inside the canvas needs no test per pixel.
+    static constexpr double kHairlineMargin = 0.01;
+    void hairlineInside(double u0, double v0, double u1, double v1, double ulo, double uhi, double vlo,
+                        double vhi);
+    void hairlineClipped(double u0, double v0, double u1, double v1, double ulo, double uhi, double vlo,
+                         double vhi);
+    void rectClipped(double ul, double ur, double vt, double vb);
+    // Rows j0..j1, columns a..b (on the canvas), or the middle pixel when empty.
+    void rectRows(double ul, double ur, double vt, double vb, int j0, int j1, int a, int b);
+
     // The rows j0..j1 of a disc; without Clip every span is on the canvas.
     template <bool Clip>
     void discRows(double uc, double vc, const DiscPen& pen, int j0, int j1) {
