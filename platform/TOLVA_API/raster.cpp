@@ -147,26 +147,17 @@ void Raster::rect(double xmin, double ymin, double xmax, double ymax) {
 }
 
 void Raster::capsule(double x0, double y0, double x1, double y1, double r) {
+    const bool horizontal = y0 == y1, vertical = x0 == x1 && !horizontal;
+    if (horizontal || vertical) {
+        // Lines along an axis: one interval per row without the band algebra.
+        const double ua = u(x0), ub = u(x1), va = v(y0), vb = v(y1);
+        capsuleAxisUV(std::min(ua, ub), std::max(ua, ub), std::min(va, vb), std::max(va, vb), discPen(r));
+        if (!m_painted) dotAt(ua, va);
+        return;
+    }
     m_painted = false;
     int j0, j1;
-    const bool horizontal = y0 == y1, vertical = x0 == x1 && !horizontal;
-    if ((horizontal || vertical) && rows(std::min(y0, y1) - r, std::max(y0, y1) + r, j0, j1)) {
-        // Lines along an axis: one interval per row without the band algebra.
-        const double xa = std::min(x0, x1), xb = std::max(x0, x1);
-        const double ya = std::min(y0, y1), yb = std::max(y0, y1), r2 = r * r;
-        for (int j = j0; j <= j1; ++j) {
-            const double y = rowY(j);
-            if (vertical && y >= ya && y <= yb) {
-                spanU(j, u(x0 - r), u(x0 + r));
-                continue;
-            }
-            const double t = horizontal ? y - y0 : (y < ya ? y - ya : y - yb);
-            const double h2 = r2 - t * t;
-            if (h2 < 0) continue;
-            const double h = std::sqrt(h2);
-            spanU(j, u(xa - h), u(xb + h));
-        }
-    } else if (!horizontal && !vertical && rows(std::min(y0, y1) - r, std::max(y0, y1) + r, j0, j1)) {
+    if (rows(std::min(y0, y1) - r, std::max(y0, y1) + r, j0, j1)) {
         const double dx = x1 - x0, dy = y1 - y0;
         const double l2 = dx * dx + dy * dy, rl = r * std::sqrt(l2), r2 = r * r;
         const double idx = dx != 0 ? 1.0 / dx : 0, idy = dy != 0 ? 1.0 / dy : 0;

@@ -59,6 +59,11 @@ inline void fillSpan(uint32_t* p, int n, uint32_t c, uint64_t c2) {
         std::memcpy(p + n - 2, &c2, 8);
         return;
     }
+    if (n <= 16) {
+        for (int k = 0; k < 8; k += 2) std::memcpy(p + k, &c2, 8);
+        for (int k = 8; k > 0; k -= 2) std::memcpy(p + n - k, &c2, 8);
+        return;
+    }
     std::fill_n(p, n, c);
 }
 
@@ -181,6 +186,16 @@ public:
     void rect(double xmin, double ymin, double xmax, double ymax);
     // A segment with round ends of radius r (a disc when the ends coincide).
     void capsule(double x0, double y0, double x1, double y1, double r);
+    // The same for a segment along an axis (ua == ub or va == vb), in pixel
+    // space, ua <= ub and va <= vb, with the pen of radius r; paints nothing
+    // (m_painted false) when no pixel centre is inside.
+    void capsuleAxisUV(double ua, double ub, double va, double vb, const DiscPen& pen) {
+        if (ua - pen.ru >= 0 && ub + pen.ru <= m_wd && va - pen.rv >= 0 && vb + pen.rv <= m_hd)
+            capsuleRows<false>(ua, ub, va, vb, pen, ceilNear(va - pen.rv - 0.5), floorNear(vb + pen.rv - 0.5));
+        else
+            capsuleRows<true>(ua, ub, va, vb, pen, std::max(ceilInt(va - pen.rv - 0.5), 0),
+                              std::min(floorInt(vb + pen.rv - 0.5), m_h - 1));
+    }
     void convexPolygon(const Vec* pts, int n);
     // Even-odd fill of closed rings given in board units.
     void polygon(const std::vector<std::vector<Vec>>& rings);
@@ -243,6 +258,33 @@ private:
         fillSpan(row + a, b - a + 1, m_colour, m_colour2);
         return true;
     }
+    // Rows j0..j1 of an axis capsule: the pen's half width at the row's
+    // distance from the segment, around the segment's columns.
+    template <bool Clip>
+    void capsuleRows(double ua, double ub, double va, double vb, const DiscPen& pen, int j0, int j1) {
+        bool painted = false;
+        uint32_t* row = m_pixels + static_cast<size_t>(j0) * m_w;
+        for (int j = j0; j <= j1; ++j, row += m_w) {
+            const double vc = j + 0.5;
+            const double dv = vc < va ? vc - va : vc > vb ? vc - vb : 0.0;
+            const double h2 = pen.ru2 - dv * dv * pen.kv;
+            if (h2 < 0) continue;
+            const double hu = std::sqrt(h2);
+            int a, b;
+            if (Clip) {
+                a = std::max(ceilInt(ua - hu - 0.5), 0);
+                b = std::min(floorInt(ub + hu - 0.5), m_w - 1);
+            } else {
+                a = ceilNear(ua - hu - 0.5);
+                b = floorNear(ub + hu - 0.5);
+            }
+            if (a > b) continue;
+            fillSpan(row + a, b - a + 1, m_colour, m_colour2);
+            painted = true;
+        }
+        m_painted = painted;
+    }
+
     // A disc at least one pixel inside the canvas, from its table.
     void discFromTable(double uc, double vc, const DiscPen& pen, const DiscTable& table) {
         const int iu = static_cast<int>(uc), iv = static_cast<int>(vc);
