@@ -174,6 +174,25 @@ public:
         else
             discUV(uc, vc, pen);
     }
+    // A disc at least one pixel inside the canvas, from its table.
+    void discFromTable(double uc, double vc, const DiscPen& pen, const DiscTable& table) {
+        const int iu = static_cast<int>(uc), iv = static_cast<int>(vc);
+        const DiscTable::Cell& c = table.cell(uc - iu, vc - iv);
+        uint32_t* const origin = m_pixels + static_cast<size_t>(iv) * m_w + iu;
+        const uint32_t colour = m_colour;
+        const uint64_t colour2 = m_colour2;
+        const DiscTable::Span* s = table.spans() + c.firstSpan;
+        for (int k = 0; k < c.spans; ++k) fillSpan(origin + s[k].offset, s[k].count, colour, colour2);
+        bool painted = c.painted;
+        const int8_t* e = table.exactRows() + c.firstExact;
+        for (int k = 0; k < c.exactRows; ++k) {
+            const int j = iv + e[k];
+            painted |= discRow<false>(uc, vc, pen, j, m_pixels + static_cast<size_t>(j) * m_w);
+        }
+        m_painted = painted;
+        if (!painted) dotAt(uc, vc);
+    }
+
     // The pixels whose centres lie in [ul, ur] x [vt, vb] (pixel space);
     // the pixel of the middle when there is none.
     void rectUV(double ul, double ur, double vt, double vb) {
@@ -211,6 +230,10 @@ public:
         else
             hairlineClipped(u0, v0, u1, v1, ulo, uhi, vlo, vhi);
     }
+    // A hairline at least kHairlineMargin inside the canvas, given its ends
+    // and their least and greatest coordinates.
+    void hairlineInside(double u0, double v0, double u1, double v1, double ulo, double uhi, double vlo,
+                        double vhi);
     // An arc one pixel wide.
     void hairArc(const ArcGeom& g);
     // Whether a pen of radius r is thinner than a pixel on both axes.
@@ -222,8 +245,6 @@ private:
     // stays between the ends' (up to rounding), so a segment at least
     // kHairlineMargin inside the canvas needs no test per pixel.
     static constexpr double kHairlineMargin = 0.01;
-    void hairlineInside(double u0, double v0, double u1, double v1, double ulo, double uhi, double vlo,
-                        double vhi);
     void hairlineClipped(double u0, double v0, double u1, double v1, double ulo, double uhi, double vlo,
                          double vhi);
     void rectClipped(double ul, double ur, double vt, double vb);
@@ -283,25 +304,6 @@ private:
             painted = true;
         }
         m_painted = painted;
-    }
-
-    // A disc at least one pixel inside the canvas, from its table.
-    void discFromTable(double uc, double vc, const DiscPen& pen, const DiscTable& table) {
-        const int iu = static_cast<int>(uc), iv = static_cast<int>(vc);
-        const DiscTable::Cell& c = table.cell(uc - iu, vc - iv);
-        uint32_t* const origin = m_pixels + static_cast<size_t>(iv) * m_w + iu;
-        const uint32_t colour = m_colour;
-        const uint64_t colour2 = m_colour2;
-        const DiscTable::Span* s = table.spans() + c.firstSpan;
-        for (int k = 0; k < c.spans; ++k) fillSpan(origin + s[k].offset, s[k].count, colour, colour2);
-        bool painted = c.painted;
-        const int8_t* e = table.exactRows() + c.firstExact;
-        for (int k = 0; k < c.exactRows; ++k) {
-            const int j = iv + e[k];
-            painted |= discRow<false>(uc, vc, pen, j, m_pixels + static_cast<size_t>(j) * m_w);
-        }
-        m_painted = painted;
-        if (!painted) dotAt(uc, vc);
     }
 
     // Rows whose centre lies within [ylo, yhi]; false when none is on the canvas.

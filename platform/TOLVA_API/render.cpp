@@ -110,19 +110,24 @@ public:
         }
     }
 
+    // Inside: the whole layer lies at least kInsideMargin pixels inside the
+    // canvas, so no feature needs the tests against the canvas's edges.
+    template <bool Inside>
     void draw(const Feature& f) {
         // Lines and unrotated, unscaled pads are the bulk of a board: they go
         // to pixel space once and their extent comes straight from the symbol.
         if (f.type == API::FT_LINE) {
             const SymbolPen& p = m_pens[f.ref];
             const double u1 = m_r.u(f.x1), v1 = m_r.v(f.y1), u2 = m_r.u(f.x2), v2 = m_r.v(f.y2);
-            if (handledByCullUV(std::min(u1, u2) - p.lineU, std::max(u1, u2) + p.lineU,
-                                std::min(v1, v2) - p.lineV, std::max(v1, v2) + p.lineV))
-                return;
-            if (p.hairline)
-                m_r.hairlineUV(u1, v1, u2, v2);
-            else
+            const double ulo = std::min(u1, u2), uhi = std::max(u1, u2);
+            const double vlo = std::min(v1, v2), vhi = std::max(v1, v2);
+            if (handledByCullUV<Inside>(ulo - p.lineU, uhi + p.lineU, vlo - p.lineV, vhi + p.lineV)) return;
+            if (!p.hairline)
                 drawLine(f);
+            else if (Inside)
+                m_r.hairlineInside(u1, v1, u2, v2, ulo, uhi, vlo, vhi);
+            else
+                m_r.hairlineUV(u1, v1, u2, v2);
             return;
         }
         if (f.type == API::FT_PAD && f.angle % 90 == 0 && f.scale() == 1.0f) {
@@ -130,12 +135,14 @@ public:
             const bool turned = f.angle % 180 != 0;
             const double hu = turned ? p.turnedU : p.padU, hv = turned ? p.turnedV : p.padV;
             const double uc = m_r.u(f.x1), vc = m_r.v(f.y1);
-            if (handledByCullUV(uc - hu, uc + hu, vc - hv, vc + hv)) return;
+            if (handledByCullUV<Inside>(uc - hu, uc + hu, vc - hv, vc + hv)) return;
             if (p.shape == SymbolShape::Round) {
-                if (p.table)
-                    m_r.discUV(uc, vc, p.disc, *p.table);
-                else
+                if (!p.table)
                     drawDisc(p, uc, vc);
+                else if (Inside)
+                    m_r.discFromTable(uc, vc, p.disc, *p.table);
+                else
+                    m_r.discUV(uc, vc, p.disc, *p.table);
                 return;
             }
             if (p.shape == SymbolShape::Square || p.shape == SymbolShape::Rect) {
@@ -153,8 +160,9 @@ private:
         return handledByCullUV(m_r.u(xmin), m_r.u(xmax), m_r.v(ymax), m_r.v(ymin));
     }
     // The same in pixel space: columns ul..ur, rows vt..vb.
+    template <bool Inside = false>
     bool handledByCullUV(double ul, double ur, double vt, double vb) {
-        if (ur < 0 || vb < 0 || ul >= m_r.widthU() || vt >= m_r.heightV()) return true;
+        if (!Inside && (ur < 0 || vb < 0 || ul >= m_r.widthU() || vt >= m_r.heightV())) return true;
         if (ur - ul < 1 && vb - vt < 1) {
             m_r.dotAt(0.5 * (ul + ur), 0.5 * (vt + vb));
             return true;
@@ -293,6 +301,11 @@ bool canDraw() {
 
 enum class Pass { Layer, Highlight };
 
+// How far inside the canvas (pixels) a layer must lie for its features to be
+// drawn without tests against the canvas's edges: more than any rounding, and
+// than the reach of a disc's span table.
+constexpr double kInsideMargin = 2;
+
 void drawLayerPass(const std::string& job, const std::string& step, const std::string& layer,
                    uint32_t colour, Pass pass) {
     Job& j = findJob(job);
@@ -320,6 +333,9 @@ void drawLayerPass(const std::string& job, const std::string& step, const std::s
 
     const uint32_t background = backgroundPixel();
     raster.setColour(colour);
+    // Whole-board views usually show every feature well inside the canvas.
+    const bool inside = raster.u(bx0) >= kInsideMargin && raster.u(bx1) <= st.width - kInsideMargin &&
+                        raster.v(by1) >= kInsideMargin && raster.v(by0) <= st.height - kInsideMargin;
     auto paint = [&](const Feature& f) ALWAYS_INLINE {
         if (pass == Pass::Highlight) {
             if (!f.selected()) return;
@@ -327,7 +343,10 @@ void drawLayerPass(const std::string& job, const std::string& step, const std::s
             const uint32_t c = f.positive() ? colour : background;
             if (c != raster.colour()) raster.setColour(c);
         }
-        painter.draw(f);
+        if (inside)
+            painter.draw<true>(f);
+        else
+            painter.draw<false>(f);
     };
     if (share >= kQueryShare) {
         // Most of the layer is in view: every feature, in memory order (the
