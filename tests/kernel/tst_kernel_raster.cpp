@@ -276,6 +276,76 @@ TEST_F(Raster, ManyFeaturesThenNegativeAndPositiveKeepTheLayerOrderResult) {
     });
 }
 
+TEST_F(Raster, ThousandsOfSmallRoundPadsPaintExactlyTheirDiscs) {
+    // Enough pads of one symbol for the painter to work their spans out once
+    // for all sub-pixel positions; every pixel is still painted exactly when
+    // some disc holds its centre (or is the centre pixel of a disc that holds
+    // none), on a first draw and on a later one.
+    struct Case {
+        const char* what;
+        const char* symbol;
+        double sx;   // micrometres per pixel across (one down)
+        bool edges;  // pads also straddle the canvas's edges
+    };
+    const Case cases[] = {
+        {"inside, square pixels", "r2.3", 1, false},
+        {"inside, wide pixels", "r3.1", 1.7, false},
+        {"across the edges", "r2.3", 1, true},
+        {"pads about a pixel wide", "r0.9", 1, false},
+    };
+    constexpr int W = 320, H = 240;
+    API::init_canvas(W, H);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        kt::freshJob(kJob, {"a"});
+        const int s = kt::symbol(kJob, "a", c.symbol);
+        const double r = std::atof(c.symbol + 1) * 500.0, pw = c.sx * 1000.0;
+        API::zoom_to_box(0, 0, W * c.sx, H);
+        unsigned seed = 12345;
+        auto next = [&seed] {
+            seed = seed * 1103515245u + 12345u;
+            return (seed >> 8) / double(1 << 24);
+        };
+        const double mx = c.edges ? -r : 3 * pw + r, my = c.edges ? -r : 3000 + r;
+        std::vector<std::pair<double, double>> centres;
+        std::vector<std::string> pads;
+        for (int k = 0; k < 3000; ++k) {
+            centres.emplace_back(std::round(mx + next() * (W * pw - 2 * mx)), std::round(my + next() * (H * 1000.0 - 2 * my)));
+            pads.push_back(API::GreatePadString(centres.back().first, centres.back().second, s, API::POL_POSITIVE, 0, 0, 1));
+        }
+        API::AddFeatures(kJob, "pcb", {"a"}, {{"a", pads}}, {});
+        // The expected picture, disc by disc over its neighbourhood.
+        std::vector<char> expected(size_t(W) * H, 0);
+        for (const auto& p : centres) {
+            bool any = false;
+            for (int j = std::max(0, int((H * 1000.0 - p.second - r) / 1000) - 1); j < H && j <= (H * 1000.0 - p.second + r) / 1000 + 1; ++j)
+                for (int i = std::max(0, int((p.first - r) / pw) - 1); i < W && i <= (p.first + r) / pw + 1; ++i)
+                    if (std::hypot((i + 0.5) * pw - p.first, centreY(j, H) - p.second) <= r) {
+                        expected[size_t(j) * W + i] = 1;
+                        any = true;
+                    }
+            const int ci = int(std::floor(p.first / pw)), cj = int(std::floor((H * 1000.0 - p.second) / 1000));
+            if (!any && ci >= 0 && ci < W && cj >= 0 && cj < H) expected[size_t(cj) * W + ci] = 1;
+        }
+        for (int pass = 0; pass < 2; ++pass) {
+            SCOPED_TRACE(pass == 0 ? "first draw" : "later draw");
+            API::clear_canvas();
+            draw();
+            int mismatches = 0, paintedCount = 0;
+            for (int j = 0; j < H; ++j)
+                for (int i = 0; i < W; ++i) {
+                    const bool want = expected[size_t(j) * W + i] != 0;
+                    paintedCount += kt::painted(i, j) ? 1 : 0;
+                    if (kt::painted(i, j) != want && ++mismatches < 5)
+                        ADD_FAILURE() << "pixel (" << i << ", " << j << ") painted=" << kt::painted(i, j);
+                }
+            EXPECT_EQ(mismatches, 0);
+            EXPECT_GT(paintedCount, W * H / 50);  // the picture is neither empty
+            EXPECT_LT(paintedCount, W * H * 9 / 10);  // nor solid
+        }
+    }
+}
+
 TEST_F(Raster, ZoomedViewUsesTheIndexAndDrawsTheSameShapes) {
     int s = kt::symbol(kJob, "a", "r3.3");
     kt::add(kJob, "a", API::GreatePadString(-5e8, -5e8, s, API::POL_POSITIVE, 0, 0, 1));  // far away
