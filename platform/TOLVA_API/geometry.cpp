@@ -109,16 +109,17 @@ ArcGeom arcGeom(double xs, double ys, double xe, double ye, double xc, double yc
     if (xs == xe && ys == ye) {
         g.ux0 = g.ux1 = usx;
         g.uy0 = g.uy1 = usy;
-        g.sweep = kTwoPi;
         return g;
     }
     g.ux0 = clockwise ? uex : usx;
     g.uy0 = clockwise ? uey : usy;
     g.ux1 = clockwise ? usx : uex;
     g.uy1 = clockwise ? usy : uey;
-    double sweep = std::atan2(g.ux0 * g.uy1 - g.uy0 * g.ux1, g.ux0 * g.ux1 + g.uy0 * g.uy1);
-    if (sweep <= 0) sweep += kTwoPi;
-    g.sweep = sweep;
+    // The turn from the first ray to the last, counter-clockwise: none (ends
+    // on one ray: a whole turn), up to a half turn, or more.
+    const double cross = g.ux0 * g.uy1 - g.uy0 * g.ux1, dot = g.ux0 * g.ux1 + g.uy0 * g.uy1;
+    g.full = cross == 0 && dot > 0;
+    g.minor = !g.full && (cross > 0 || (cross == 0 && dot < 0));
     return g;
 }
 

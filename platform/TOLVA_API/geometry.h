@@ -21,16 +21,24 @@ struct Vec {
 // counter-clockwise arc from e to s; an arc whose ends coincide is a full
 // circle (its first and last rays point at s).
 struct ArcGeom {
-    double cx = 0, cy = 0, radius = 0, sweep = kTwoPi;
+    double cx = 0, cy = 0, radius = 0;
     // Unit directions of the sweep's first and last rays.
     double ux0 = 1, uy0 = 0, ux1 = 1, uy1 = 0;
+    bool full = true;   // the sweep is a whole turn
+    bool minor = true;  // the sweep is at most a half turn
+    // The sweep's angle (radians).
+    double sweep() const {
+        if (full) return kTwoPi;
+        const double a = std::atan2(ux0 * uy1 - uy0 * ux1, ux0 * ux1 + uy0 * uy1);
+        return a > 0 ? a : a + kTwoPi;
+    }
     // True when the direction of (x, y) from the centre lies within the sweep.
     bool containsAngle(double x, double y) const {
-        if (sweep >= kTwoPi) return true;
+        if (full) return true;
         const double px = x - cx, py = y - cy;
         const bool afterStart = ux0 * py - uy0 * px >= 0;  // left of the first ray
         const bool beforeEnd = px * uy1 - py * ux1 >= 0;    // right of the last ray
-        return sweep <= kPi ? afterStart && beforeEnd : afterStart || beforeEnd;
+        return minor ? afterStart && beforeEnd : afterStart || beforeEnd;
     }
 };
 ArcGeom arcGeom(double xs, double ys, double xe, double ye, double xc, double yc, bool clockwise);

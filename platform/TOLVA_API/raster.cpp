@@ -302,7 +302,7 @@ void Raster::polygon(const std::vector<std::vector<Vec>>& rings) {
 void Raster::arc(const ArcGeom& g, const Vec& s, const Vec& e, double r) {
     m_painted = false;
     const double ro = g.radius + r, ri = std::max(g.radius - r, 0.0);
-    const bool full = g.sweep >= kTwoPi;
+    const bool full = g.full;
     const double c0 = g.ux0, s0 = g.uy0, c1 = g.ux1, s1 = g.uy1;
     int j0, j1;
     double ylo = std::min({g.cy - ro, s.y - r, e.y - r}), yhi = std::max({g.cy + ro, s.y + r, e.y + r});
@@ -438,9 +438,9 @@ void Raster::hairArc(const ArcGeom& g) {
         // sweep below a half turn, cos(sweep / 2)^2 = (1 + cos sweep) / 2.
         const double t = 1 - 0.25 / rpx;
         const double cosSweep = g.ux0 * g.ux1 + g.uy0 * g.uy1;
-        const bool halfTurn = g.ux0 * g.uy1 - g.uy0 * g.ux1 < 0 || g.sweep >= kPi;
+        const bool halfTurn = !g.minor || g.ux0 * g.uy1 - g.uy0 * g.ux1 <= 0;
         if (halfTurn || (1 + cosSweep) / 2 < t * t)
-            n = std::max(1, std::min(4096, ceilInt(g.sweep / (2 * std::acos(t)))));
+            n = std::max(1, std::min(4096, ceilInt(g.sweep() / (2 * std::acos(t)))));
     }
     // The chord ends: the first ray's point turned by sweep / n at a time,
     // the last one exactly on the last ray.
@@ -448,8 +448,9 @@ void Raster::hairArc(const ArcGeom& g) {
     double pu = u(g.cx + ox), pv = v(g.cy + oy);
     double c = 1, s = 0;
     if (n > 1) {
-        c = std::cos(g.sweep / n);
-        s = std::sin(g.sweep / n);
+        const double sweep = g.sweep();
+        c = std::cos(sweep / n);
+        s = std::sin(sweep / n);
     }
     for (int i = 1; i <= n; ++i) {
         double x, y;
