@@ -430,22 +430,43 @@ void Raster::hairlineClipped(double u0, double v0, double u1, double v1, double 
 }
 
 void Raster::hairArc(const ArcGeom& g) {
-    // Chords short enough to stay within a quarter pixel of the circle.
+    // Chords short enough to stay within a quarter pixel of the circle: n of
+    // them, n = ceil(sweep / step) with step = 2 acos(t). Below a half turn,
+    // cos(sweep / 2)^2 = (1 + cos sweep) / 2 and cos(sweep / 4)^2 =
+    // (1 + cos(sweep / 2)) / 2 tell one or two chords apart without angles.
     const double rpx = g.radius * std::max(m_ix, m_iy);
+    const double x0 = g.cx + g.radius * g.ux0, y0 = g.cy + g.radius * g.uy0;
+    const double x1 = g.cx + g.radius * g.ux1, y1 = g.cy + g.radius * g.uy1;
     int n = 1;
+    double half = 0;  // cos(sweep / 2), for two chords
     if (rpx > 0.5) {
-        // One chord unless the sweep exceeds the step 2 acos(t): with the
-        // sweep below a half turn, cos(sweep / 2)^2 = (1 + cos sweep) / 2.
         const double t = 1 - 0.25 / rpx;
-        const double cosSweep = g.ux0 * g.ux1 + g.uy0 * g.uy1;
         const bool halfTurn = !g.minor || g.ux0 * g.uy1 - g.uy0 * g.ux1 <= 0;
-        if (halfTurn || (1 + cosSweep) / 2 < t * t)
+        if (!halfTurn) {
+            half = std::sqrt((1 + g.ux0 * g.ux1 + g.uy0 * g.uy1) / 2);
+            if (half >= t) {
+                n = 1;
+            } else if ((1 + half) / 2 >= t * t) {
+                n = 2;
+            } else {
+                n = std::min(4096, ceilInt(g.sweep() / (2 * std::acos(t))));
+            }
+        } else {
             n = std::max(1, std::min(4096, ceilInt(g.sweep() / (2 * std::acos(t)))));
+        }
+    }
+    double pu = u(x0), pv = v(y0);
+    if (n == 2 && half > 0) {
+        // The middle of the arc lies along the bisector of its two rays.
+        const double bx = g.ux0 + g.ux1, by = g.uy0 + g.uy1, k = g.radius / std::sqrt(bx * bx + by * by);
+        const double mu = u(g.cx + bx * k), mv = v(g.cy + by * k);
+        hairlineUV(pu, pv, mu, mv);
+        hairlineUV(mu, mv, u(x1), v(y1));
+        return;
     }
     // The chord ends: the first ray's point turned by sweep / n at a time,
     // the last one exactly on the last ray.
     double ox = g.radius * g.ux0, oy = g.radius * g.uy0;
-    double pu = u(g.cx + ox), pv = v(g.cy + oy);
     double c = 1, s = 0;
     if (n > 1) {
         const double sweep = g.sweep();
@@ -455,12 +476,12 @@ void Raster::hairArc(const ArcGeom& g) {
     for (int i = 1; i <= n; ++i) {
         double x, y;
         if (i == n) {
-            x = g.cx + g.radius * g.ux1;
-            y = g.cy + g.radius * g.uy1;
+            x = x1;
+            y = y1;
         } else {
-            const double t = ox * c - oy * s;
+            const double r = ox * c - oy * s;
             oy = ox * s + oy * c;
-            ox = t;
+            ox = r;
             x = g.cx + ox;
             y = g.cy + oy;
         }
