@@ -341,6 +341,12 @@ const char* glyphStrokes(unsigned char c) {
 
 TextLayout layoutText(double x, double y, const TextGeom& t, int angle, bool mirror) {
     TextLayout out;
+    layoutText(x, y, t, angle, mirror, out);
+    return out;
+}
+
+void layoutText(double x, double y, const TextGeom& t, int angle, bool mirror, TextLayout& out) {
+    out.strokes.clear();
     double k = t.scale > 0 ? t.scale : 1.0;
     double xs = t.xsize * k, ys = t.ysize * k;
     out.radius = 0.05 * ys * (t.widthFactor > 0 ? t.widthFactor : 1.0);
@@ -370,7 +376,6 @@ TextLayout layoutText(double x, double y, const TextGeom& t, int angle, bool mir
             if (n == 1) out.strokes.push_back({prev, prev});
         }
     }
-    return out;
 }
 
 }  // namespace KERNEL

@@ -58,6 +58,8 @@ struct TextLayout {
 };
 // anchor: lower left corner of the first character cell.
 TextLayout layoutText(double x, double y, const TextGeom& t, int angle, bool mirror);
+// The same into `out`, reusing its storage.
+void layoutText(double x, double y, const TextGeom& t, int angle, bool mirror, TextLayout& out);
 // Stroke-font glyph of one character: polylines on a 4 x 6 grid.
 const char* glyphStrokes(unsigned char c);
 

@@ -254,19 +254,24 @@ private:
         }
     }
 
+    // Surfaces and texts reuse the painter's storage: no allocation per feature.
     void drawSurface(const Feature& f) {
-        m_rings.clear();
-        for (const ContourSpan& c : surfaceContours(m_data, f)) {
-            std::vector<Vec> ring(c.count);
-            for (uint32_t i = 0; i < c.count; ++i)
-                ring[i] = {double(f.x1) + c.points[i].x, double(f.y1) + c.points[i].y};
-            m_rings.push_back(std::move(ring));
+        const SurfaceGeom& g = m_data.surfaces[f.ref];
+        if (m_rings.size() < g.contourCount) m_rings.resize(g.contourCount);
+        for (auto& ring : m_rings) ring.clear();
+        const API::point* p = m_data.vertices.data() + g.firstVertex;
+        for (uint32_t c = 0; c < g.contourCount; ++c) {
+            const uint32_t n = m_data.contourSizes[g.firstContour + c];
+            std::vector<Vec>& ring = m_rings[c];
+            for (uint32_t i = 0; i < n; ++i, ++p) ring.push_back({double(f.x1) + p->x, double(f.y1) + p->y});
         }
+        // Rings beyond this surface's contours are left empty, and skipped.
         m_r.polygon(m_rings);
     }
 
     void drawText(const Feature& f) {
-        TextLayout t = layoutText(f.x1, f.y1, m_data.texts[f.ref], f.angle, f.flags & kMirror);
+        layoutText(f.x1, f.y1, m_data.texts[f.ref], f.angle, f.flags & kMirror, m_text);
+        const TextLayout& t = m_text;
         const bool thin = m_r.thin(t.radius);
         for (const Segment& s : t.strokes) {
             if (thin)
@@ -282,6 +287,7 @@ private:
     LayerContext m_ctx;
     std::vector<SymbolPen> m_pens;
     std::vector<std::vector<Vec>> m_rings;
+    TextLayout m_text;
 };
 
 ViewBox currentBox() {
