@@ -409,6 +409,7 @@ private:
     void redrawAtCurrentBox();
     // wheelScaleUp / wheelScaleDown by `factor` about a widget position.
     void zoomAboutPixel(const QPointF& pos, double factor);
+    double profileExtent(bool alongX);
     // Tells the kernel `box` (board units) and centres the view on its lower-left corner.
     void showBox(const BoardBox& box);
     void applyTransform(const ViewTransform& t);

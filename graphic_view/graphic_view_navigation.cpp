@@ -196,23 +196,19 @@ void ViewWidget::redoZoomin() {
     zoom2fit(entry[0].x(), entry[0].y(), entry[1].x(), entry[1].y());
 }
 
-double ViewWidget::profileLenth() {
-    double length = -1;
+// The profile's extent along x or y; -1 when the kernel cannot tell.
+double ViewWidget::profileExtent(bool alongX) {
+    double extent = -1;
     guarded(__FILE__, __LINE__, [&] {
         const API::reply_box b = queryProfileBox();
-        length = static_cast<double>(b.xmax) - b.xmin;
+        extent = alongX ? static_cast<double>(b.xmax) - b.xmin : static_cast<double>(b.ymax) - b.ymin;
     });
-    return length;
+    return extent;
 }
 
-double ViewWidget::profileWidth() {
-    double width = -1;
-    guarded(__FILE__, __LINE__, [&] {
-        const API::reply_box b = queryProfileBox();
-        width = static_cast<double>(b.ymax) - b.ymin;
-    });
-    return width;
-}
+double ViewWidget::profileLenth() { return profileExtent(true); }
+
+double ViewWidget::profileWidth() { return profileExtent(false); }
 
 void ViewWidget::snakeleftbottomdraw() { showBox(snakeLeftBottomBox(transform(), profileLenth(), profileWidth())); }
 
