@@ -526,7 +526,7 @@ private:
     static constexpr int kEditShapeSlots = 4;
     EditShape m_editShapes[kEditShapeSlots];
     bool m_editShapeSet[kEditShapeSlots] = {false, false, false, false};
-    int m_profilePixels[4] = {0, 0, 0, 0};  // profile corners on screen, for the origin mark
+    int m_profilePixels[4] = {0, 0, 0, 0};  // profile corners on screen: lower-left x, y, upper-right x, y
     QList<check_points> m_checkPoints;
     check_points m_currentCheckPoint;
     MeasurementShape m_currentMeasurement;

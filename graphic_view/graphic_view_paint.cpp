@@ -161,9 +161,13 @@ void ViewWidget::setRelativeOrigin(const QPointF& origin) {
     m_hasRelativeOrigin = true;
 }
 
+// The relative origin: a circled cross, tied by a dotted leader to the
+// profile's lower-left corner that its coordinates are measured from.
 void ViewWidget::draw_relative_origin(QPainter* painter) {
     if (!m_hasRelativeOrigin) return;
     const QPoint c = toPixel(m_relativeOrigin);
+    painter->setPen(QPen(Qt::white, 1, Qt::DotLine));
+    painter->drawLine(QPoint(m_profilePixels[0], m_profilePixels[1]), c);
     painter->setPen(whitePen());
     painter->drawEllipse(c, kOriginRadius, kOriginRadius);
     painter->drawLine(c.x() - 2 * kOriginRadius, c.y(), c.x() + 2 * kOriginRadius, c.y());
