@@ -8,6 +8,7 @@
 #include <map>
 #include <string>
 #include <tuple>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -76,7 +77,10 @@ struct featureInfo {
     int mirror = 0;
 };
 
-inline auto tie_members(const featureInfo& f) {
+// Every member in order, as references (const or not, as the record is):
+// for comparison and for writing and reading records field by field.
+template <class F, class = std::enable_if_t<std::is_same<std::remove_const_t<F>, featureInfo>::value>>
+inline auto tie_members(F& f) {
     return std::tie(f.xs, f.ys, f.xe, f.ye, f.xc, f.yc, f.xmin, f.ymin, f.xmax, f.ymax, f.type,
                     f.polarity, f.symbol_index, f.symbol, f.layer, f.angle, f.direction, f.text,
                     f.font, f.net, f.record, f.attributes, f.index, f.xsize, f.ysize, f.mirror);

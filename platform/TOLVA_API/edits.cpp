@@ -155,6 +155,25 @@ struct PendingLayer {
     std::vector<const API::attr_map*> attrs;
 };
 
+// Parses the records of each named layer before anything is stored, so a bad
+// record fails the whole call. `fill(name, add)` calls add(record, attributes)
+// for each record given for that layer (and fails when none is given).
+template <class Fill>
+std::vector<PendingLayer> parseLayers(Job& j, const API::str_list& layers, Fill&& fill) {
+    std::vector<PendingLayer> pending;
+    for (size_t l : resolveLayers(j, layers)) {
+        const std::string& name = j.layers[l].row.name;
+        PendingLayer p{l, {}, {}};
+        fill(name, [&](const std::string& record, const API::attr_map* attributes) {
+            p.features.push_back(parseRecord(record));
+            checkSymbol(j.layers[l], p.features.back(), name);
+            p.attrs.push_back(attributes);
+        });
+        pending.push_back(std::move(p));
+    }
+    return pending;
+}
+
 void storeFeatures(Job& job, size_t step, std::vector<PendingLayer>& pending, bool selectNew) {
     UndoRecord u;
     u.kind = UndoRecord::Appended;
@@ -200,15 +219,11 @@ void AddFeature(const str& job, const str& step, const str_list& layers,
     KERNEL_LOCK;
     Job& j = findJob(job);
     size_t s = findStepIndex(j, step);
-    std::vector<PendingLayer> pending;
-    for (size_t l : resolveLayers(j, layers)) {
-        const std::string& name = j.layers[l].row.name;
+    std::vector<PendingLayer> pending = parseLayers(j, layers, [&](const std::string& name, auto&& add) {
         auto it = strings.find(name);
         if (it == strings.end()) fail("no feature string given for layer '" + name + "'");
-        PendingLayer p{l, {parseRecord(it->second)}, {&attributes}};
-        checkSymbol(j.layers[l], p.features[0], name);
-        pending.push_back(std::move(p));
-    }
+        add(it->second, &attributes);
+    });
     storeFeatures(j, s, pending, select_new);
     if (select_new) {
         std::map<std::string, int> counts;
@@ -222,19 +237,11 @@ void AddFeatures(const str& job, const str& step, const str_list& layers,
     KERNEL_LOCK;
     Job& j = findJob(job);
     size_t s = findStepIndex(j, step);
-    std::vector<PendingLayer> pending;
-    for (size_t l : resolveLayers(j, layers)) {
-        const std::string& name = j.layers[l].row.name;
+    std::vector<PendingLayer> pending = parseLayers(j, layers, [&](const std::string& name, auto&& add) {
         auto it = strings.find(name);
         if (it == strings.end()) fail("no feature strings given for layer '" + name + "'");
-        PendingLayer p{l, {}, {}};
-        for (size_t i = 0; i < it->second.size(); ++i) {
-            p.features.push_back(parseRecord(it->second[i]));
-            checkSymbol(j.layers[l], p.features.back(), name);
-            p.attrs.push_back(i < attributes.size() ? &attributes[i] : nullptr);
-        }
-        pending.push_back(std::move(p));
-    }
+        for (size_t i = 0; i < it->second.size(); ++i) add(it->second[i], i < attributes.size() ? &attributes[i] : nullptr);
+    });
     storeFeatures(j, s, pending, false);
 }
 

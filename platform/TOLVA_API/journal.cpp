@@ -46,23 +46,7 @@ void put(TokenWriter& w, const matrix_info& m) {
     put(w, m.polarity);
 }
 void put(TokenWriter& w, const featureInfo& f) {
-    for (double d : {f.xs, f.ys, f.xe, f.ye, f.xc, f.yc, f.xmin, f.ymin, f.xmax, f.ymax}) put(w, d);
-    put(w, f.type);
-    put(w, f.polarity);
-    put(w, f.symbol_index);
-    put(w, f.symbol);
-    put(w, f.layer);
-    put(w, f.angle);
-    put(w, f.direction);
-    put(w, f.text);
-    put(w, f.font);
-    put(w, f.net);
-    put(w, f.record);
-    put(w, f.attributes);
-    put(w, f.index);
-    put(w, f.xsize);
-    put(w, f.ysize);
-    put(w, f.mirror);
+    std::apply([&](const auto&... member) { (put(w, member), ...); }, tie_members(f));
 }
 template <class T>
 void put(TokenWriter& w, const std::vector<T>& v) {
@@ -121,23 +105,7 @@ void get(TokenReader& r, matrix_info& m) {
     get(r, m.polarity);
 }
 void get(TokenReader& r, featureInfo& f) {
-    for (double* d : {&f.xs, &f.ys, &f.xe, &f.ye, &f.xc, &f.yc, &f.xmin, &f.ymin, &f.xmax, &f.ymax}) get(r, *d);
-    get(r, f.type);
-    get(r, f.polarity);
-    get(r, f.symbol_index);
-    get(r, f.symbol);
-    get(r, f.layer);
-    get(r, f.angle);
-    get(r, f.direction);
-    get(r, f.text);
-    get(r, f.font);
-    get(r, f.net);
-    get(r, f.record);
-    get(r, f.attributes);
-    get(r, f.index);
-    get(r, f.xsize);
-    get(r, f.ysize);
-    get(r, f.mirror);
+    std::apply([&](auto&... member) { (get(r, member), ...); }, tie_members(f));
 }
 template <class T>
 void get(TokenReader& r, std::vector<T>& v) {
