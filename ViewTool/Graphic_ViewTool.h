@@ -4,6 +4,7 @@
 #include <QObject>
 #include <QString>
 #include <QVector>
+#include <functional>
 #include <initializer_list>
 
 #include "PluginMetaData.h"
@@ -147,6 +148,12 @@ protected:
 // The factory: the tool class for `type` (a normal tool for values without a
 // class of their own); null if the allocation fails.
 Graphic_ViewTool* createTool(ViewWidget* view, Graphic_ViewTool::GRAPHIC_TOOL_TYPE type);
+
+// Stands in for the factory's table in every later createTool call and
+// returns the previous stand-in; an empty function restores the table. Lets
+// a test play an allocation failure or a tool that throws while it is built.
+using ToolFactory = std::function<Graphic_ViewTool*(ViewWidget*, Graphic_ViewTool::GRAPHIC_TOOL_TYPE)>;
+ToolFactory setToolFactory(ToolFactory factory);
 
 }  // namespace GRAPHIC
 }  // namespace TOLVA

@@ -32,7 +32,13 @@
 namespace TOLVA {
 namespace GRAPHIC {
 
-Graphic_ViewTool* createTool(ViewWidget* view, Graphic_ViewTool::GRAPHIC_TOOL_TYPE type) {
+namespace {
+ToolFactory& standIn() {
+    static ToolFactory factory;
+    return factory;
+}
+
+Graphic_ViewTool* toolOfTable(ViewWidget* view, Graphic_ViewTool::GRAPHIC_TOOL_TYPE type) {
     using T = Graphic_ViewTool;
     switch (type) {
     case T::SELECT_TOOL: return new (std::nothrow) SelectTool(view);
@@ -61,6 +67,17 @@ Graphic_ViewTool* createTool(ViewWidget* view, Graphic_ViewTool::GRAPHIC_TOOL_TY
     case T::MARK_TOOL: return new (std::nothrow) MarkTool(view);
     default: return new (std::nothrow) NormalTool(view);  // 0, 29 and the values without a class
     }
+}
+}  // namespace
+
+Graphic_ViewTool* createTool(ViewWidget* view, Graphic_ViewTool::GRAPHIC_TOOL_TYPE type) {
+    return standIn() ? standIn()(view, type) : toolOfTable(view, type);
+}
+
+ToolFactory setToolFactory(ToolFactory factory) {
+    ToolFactory previous = std::move(standIn());
+    standIn() = std::move(factory);
+    return previous;
 }
 
 }  // namespace GRAPHIC

@@ -250,7 +250,12 @@ public:
     bool displayFlag() const { return m_displayFlag; }
     bool tvdiMode() const { return m_tvdiMode; }
     bool statusFlag(int which) const;  // 1..3, the flags after the TVDI mode flag
+    void setStatusFlag(int which, bool on);
     void setHoleFlags(bool first, bool second, bool third);
+    // Keys of the TVDI messages that report the export session's holes.
+    static const QString kPositioningHolesKey;
+    static const QString kHoleLayerKey;
+    static const QString kExportLayersKey;
     int currentSnapMode() const { return m_snapMode; }
 
     // ---- layers of the edit operations -------------------------------------
@@ -436,6 +441,8 @@ private:
     void blendCanvas(const unsigned char* canvas);
     void buildContextMenu();
     void fillContextMenu();
+    bool installTool(Graphic_ViewTool* fresh);
+    void takeHoleState(const PluginMetaData& msg);
     void openToolFromRequest(PluginMetaData msg, GRAPHIC_TOOL_TYPE type, const qint32* modeCodes, int modeCount);
     std::string job() const { return m_job.toStdString(); }
     std::string step() const { return m_step.toStdString(); }

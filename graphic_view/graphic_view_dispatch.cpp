@@ -17,6 +17,10 @@ namespace GRAPHIC {
 using V = ViewWidget;
 using M = PluginMetaData;
 
+const QString ViewWidget::kPositioningHolesKey = QStringLiteral("PositioningHoles");
+const QString ViewWidget::kHoleLayerKey = QStringLiteral("HoleLayer");
+const QString ViewWidget::kExportLayersKey = QStringLiteral("ExportLayers");
+
 // Handlers that the table needs but that are not view operations of their own.
 struct ViewRoutes {
     static void optionFlag(V& v, const M& m, int which) { v.setBoolFromPayload(v.m_optionFlags[which - 1], m); }
@@ -24,8 +28,9 @@ struct ViewRoutes {
         v.m_snapMode = mode;
         UIAPI::setSnapMode(v.m_host, mode);
     }
-    static void toggleTvdi(V& v, bool switchTools) {
+    static void toggleTvdi(V& v, const M& m, bool switchTools) {
         v.m_tvdiMode = !v.m_tvdiMode;
+        v.takeHoleState(m);
         if (!switchTools) return;
         if (v.m_tvdiMode)
             v.changeTool(Graphic_ViewTool::NORMAL_TOOL);
@@ -157,8 +162,8 @@ RouteTable<MessageHandler> ViewWidget::messageRoutes() {
         {20004202, 20004202, No, "get_archor_signal", [](V& v, const M& m) { v.get_archor_signal(m); }},
         {20004203, 20004204, Yes, "doPullFeatureSelect", [](V& v, const M& m) { v.doPullFeatureSelect(m); }},
         {20004205, 20004205, No, "setResizeHoleTmpData", [](V& v, const M& m) { v.setResizeHoleTmpData(m); }},
-        {20004401, 20004401, No, "TVDI mode and tool", [](V& v, const M&) { R::toggleTvdi(v, true); }},
-        {20004402, 20004402, No, "TVDI mode", [](V& v, const M&) { R::toggleTvdi(v, false); }},
+        {20004401, 20004401, No, "TVDI mode and tool", [](V& v, const M& m) { R::toggleTvdi(v, m, true); }},
+        {20004402, 20004402, No, "TVDI mode", [](V& v, const M& m) { R::toggleTvdi(v, m, false); }},
         {20004801, 20004801, Yes, "doSignalBoxSelect", [](V& v, const M& m) { v.doSignalBoxSelect(m); }},
     };
     return {routes, sizeof(routes) / sizeof(routes[0])};
@@ -187,10 +192,30 @@ bool ViewWidget::statusFlag(int which) const {
     return which >= 1 && which <= 3 && m_statusFlags[which - 1];
 }
 
+void ViewWidget::setStatusFlag(int which, bool on) {
+    if (which >= 1 && which <= 3) m_statusFlags[which - 1] = on;
+}
+
 void ViewWidget::setHoleFlags(bool first, bool second, bool third) {
     m_holeFlags[0] = first;
     m_holeFlags[1] = second;
     m_holeFlags[2] = third;
+}
+
+// The hole entries of the imaging-export menu follow the export session that
+// the TVDI messages report: holes can be picked once a drill layer is named
+// ("HoleLayer") and the export has layers ("ExportLayers"); area holes are
+// placed relative to the global positioning holes ("PositioningHoles", their
+// count). A key that is absent leaves its flag alone; leaving TVDI mode ends
+// the session and clears all three.
+void ViewWidget::takeHoleState(const PluginMetaData& msg) {
+    if (!m_tvdiMode) {
+        setHoleFlags(false, false, false);
+        return;
+    }
+    if (msg.data.contains(kPositioningHolesKey)) m_holeFlags[0] = msg.data.value(kPositioningHolesKey).toInt() > 0;
+    if (msg.data.contains(kHoleLayerKey)) m_holeFlags[1] = !msg.data.value(kHoleLayerKey).toString().isEmpty();
+    if (msg.data.contains(kExportLayersKey)) m_holeFlags[2] = !msg.data.value(kExportLayersKey).toStringList().isEmpty();
 }
 
 // ---- requests handled here -------------------------------------------------

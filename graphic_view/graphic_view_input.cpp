@@ -45,21 +45,31 @@ bool isOneOf(qint32 code, const qint32 (&codes)[N]) {
 
 void ViewWidget::changeTool(GRAPHIC_TOOL_TYPE type) {
     try {
-        const bool hadTool = m_tool != nullptr;
-        const GRAPHIC_TOOL_TYPE previous = hadTool ? m_tool->getType() : T::NORMAL_TOOL;
-        if (m_tool) {
-            // A slot reached from the old tool's own signal may be running: it
-            // goes at the next turn of the event loop, disconnected now.
-            m_tool->disconnect();
-            m_tool->deleteLater();
-            m_tool = nullptr;
-        }
+        // Asking again for the active tool switches it off; repeated symbol
+        // requests keep the draw-symbol tool.
+        const bool toggleOff = m_tool && m_tool->getType() == type && type != T::DRAW_SYMBOL_TOOL;
         setCursor(Qt::ArrowCursor);
-        const bool toggleOff = hadTool && previous == type && type != T::DRAW_SYMBOL_TOOL;
-        m_tool = createTool(this, toggleOff ? T::NORMAL_TOOL : type);
+        installTool(createTool(this, toggleOff ? T::NORMAL_TOOL : type));
     } catch (...) {
         reportFailure(this, "graphic_view.cpp", __LINE__, std::current_exception(), tr("Information"));
     }
+}
+
+// The active tool gives way only to a tool that exists: when the factory
+// fails, the view keeps working with the tool it had.
+bool ViewWidget::installTool(Graphic_ViewTool* fresh) {
+    if (!fresh) {
+        LOG(ERROR) << "GRAPHIC_VIEW: the tool could not be created; the active tool stays";
+        return false;
+    }
+    if (m_tool) {
+        // A slot reached from the old tool's own signal may be running: it
+        // goes at the next turn of the event loop, disconnected now.
+        m_tool->disconnect();
+        m_tool->deleteLater();
+    }
+    m_tool = fresh;
+    return true;
 }
 
 void ViewWidget::change_to_select_tool() {
@@ -107,8 +117,9 @@ void ViewWidget::openToolFromRequest(PluginMetaData msg, GRAPHIC_TOOL_TYPE type,
         add_tool_param(type, msg);
         return;
     }
+    const Graphic_ViewTool* before = m_tool;
     changeTool(type);
-    if (!m_tool) return;
+    if (m_tool == before) return;  // no new tool: the request is not the old tool's
     m_tool->setWorkParam(&msg);
     add_tool_param(m_tool->getType(), msg);
 }
@@ -117,13 +128,8 @@ void ViewWidget::doSignalBoxSelect(PluginMetaData msg) {
     if (isOneOf(msg.msgType, kClipCodes)) {
         // Clipping always starts a fresh select tool, whatever is active.
         m_polygonPoints.clear();
-        if (m_tool) {
-            m_tool->disconnect();
-            m_tool->deleteLater();
-        }
-        m_tool = createTool(this, T::SELECT_TOOL);
         setCursor(Qt::ArrowCursor);
-        if (m_tool) m_tool->setWorkParam(&msg);
+        if (installTool(createTool(this, T::SELECT_TOOL))) m_tool->setWorkParam(&msg);
         return;
     }
     openToolFromRequest(msg, T::SELECT_TOOL, kSelectModeCodes, int(std::size(kSelectModeCodes)));
@@ -265,7 +271,7 @@ void ViewWidget::mouseReleaseEvent(QMouseEvent* event) {
 }
 
 void ViewWidget::mouseDoubleClickEvent(QMouseEvent* event) {
-    DLOG(INFO) << "double click slot";
+    LOG(INFO) << "double click slot";
     switch (event->button()) {
     case Qt::LeftButton: m_tool->leftButtonDoubleClick(event); break;
     case Qt::MiddleButton:
@@ -348,10 +354,13 @@ void ViewWidget::timerslot() {
     m_rightClickCount = 0;
 }
 
+// The actions and the hole sub-menu belong to the view, not to the menu:
+// every opening refills the menu with clear(), which deletes what the menu
+// owns, and the same actions must serve every later opening.
 void ViewWidget::buildContextMenu() {
     m_menu = new QMenu(this);
     auto action = [this](const char* text, void (ViewWidget::*slot)()) {
-        QAction* a = new QAction(tr(text), m_menu);
+        QAction* a = new QAction(tr(text), this);
         connect(a, &QAction::triggered, this, slot);
         return a;
     };
@@ -365,7 +374,7 @@ void ViewWidget::buildContextMenu() {
     m_actions.selectBoardNet = action("Select Board Net", &ViewWidget::on_select_board_net);
     m_actions.selectPolyline = action("Select Polyline", &ViewWidget::on_select_polyline);
     m_actions.reverse = action("Reverse Selection", &ViewWidget::on_counterelection);
-    m_holeMenu = new QMenu(tr("Set Global Hole"), m_menu);
+    m_holeMenu = new QMenu(tr("Set Global Hole"), this);
     m_actions.addGlobal = action("Add Positioning Hole", &ViewWidget::on_add_global);
     m_actions.addArea = action("Set Area Hole", &ViewWidget::on_add_area);
     m_holeMenu->addAction(m_actions.addGlobal);
@@ -401,7 +410,12 @@ void ViewWidget::on_select_polyline() { sendTo(PluginNames::ToolbarEdit, 2000024
 void ViewWidget::on_select_layer_net() { sendTo(PluginNames::ToolbarEdit, 20000244); }
 void ViewWidget::on_select_board_net() { sendTo(PluginNames::ToolbarEdit, 20000245); }
 void ViewWidget::on_counterelection() { sendTo(PluginNames::JobList, 20001639); }
-void ViewWidget::on_add_global() { sendTo(PluginNames::JobList, 10000507); }
+// Once a global positioning hole is asked for, area holes can be placed
+// relative to it.
+void ViewWidget::on_add_global() {
+    sendTo(PluginNames::JobList, 10000507);
+    m_holeFlags[0] = true;
+}
 void ViewWidget::on_add_area() { sendTo(PluginNames::JobList, 10000508); }
 
 // One code for the three hole kinds; "HoleKind" tells them apart.

@@ -118,7 +118,6 @@ void ViewWidget::draw() {
         std::memcpy(m_composition.get(), pixels, bytes);
 
         const std::string jobName = job(), stepName = step();
-        const JobGraphics graphics(jobName);
         // One pass: clear the kernel canvas, let it render, blend the result.
         m_drawTimings = DrawTimings();
         QElapsedTimer clock;
@@ -131,17 +130,16 @@ void ViewWidget::draw() {
             blendCanvas(pixels);
             m_drawTimings.blendMs += clock.nsecsElapsed() * 1e-6;
         };
+        // A shown layer the kernel cannot draw stops the composition here and
+        // is reported: the operator sees what went wrong instead of a layer
+        // silently missing from the picture.
         for (const ShownLayer& shown : m_shownLayers) {
             const std::string name = shown.name.toStdString();
-            if (!graphics.layers.count(name)) {
-                LOG(ERROR) << "draw: layer " << name << " is not in job " << jobName << "; skipped";
-                continue;
-            }
             const QColor c = paletteColor(shown.color);
             layerPass([&] { API::draw_layer(jobName, stepName, name, c.red(), c.green(), c.blue(), c.alpha()); });
         }
         if (m_tvdiMode) {
-            for (const std::string& gds : graphics.gds)
+            for (const std::string& gds : JobGraphics(jobName).gds)
                 for (const ShownLayer& shown : m_shownLayers) {
                     if (shown.name.toStdString() != gds) continue;
                     const QColor c = paletteColor(shown.color);

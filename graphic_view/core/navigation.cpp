@@ -1,5 +1,7 @@
 #include "navigation.h"
 
+#include <glog/logging.h>
+
 #include <algorithm>
 #include <cmath>
 
@@ -130,11 +132,19 @@ BoardBox snakeMiddleBox(const ViewTransform& t, double length, double width) {
 int buildSnakeTour(const ViewTransform& t, double length, double width, SnakeLists& lists) {
     const double inv = 1 / t.scale();
     const double viewW = inv * t.width(), viewH = inv * t.height();
-    if (!(viewW > 0) || !(viewH > 0) || !std::isfinite(viewW) || !std::isfinite(viewH)) return 0;
+    if (!(viewW > 0) || !(viewH > 0) || !std::isfinite(viewW) || !std::isfinite(viewH)) {
+        LOG(WARNING) << "snake1: the view has no area (" << t.width() << " x " << t.height()
+                     << " pixels); no tour built";
+        return 0;
+    }
     const double colsD = std::ceil(length * kSnakeExtent / viewW);
     const double rowsD = std::ceil(width * kSnakeExtent / viewH);
-    if (!std::isfinite(colsD) || !std::isfinite(rowsD) || colsD * std::max(rowsD, colsD) > kMaxSnakePoints)
+    // The row list has one entry per column, so the larger count bounds both lists.
+    if (!std::isfinite(colsD) || !std::isfinite(rowsD) || colsD * std::max(rowsD, colsD) > kMaxSnakePoints) {
+        LOG(ERROR) << "snake1: a tour of " << colsD << " x " << rowsD
+                   << " views is more than memory can hold; no tour built";
         return 0;
+    }
     const int cols = static_cast<int>(colsD);
     const int rows = static_cast<int>(rowsD);
     // One view per column or row: no overlap to share out.

@@ -55,9 +55,14 @@ struct SnakeLists {
 };
 
 // snake1: appends the serpentine tour over the profile plus 20 percent
-// margins and returns the number of rows. A degenerate view or a tour above
-// kMaxSnakePoints returns 0 and appends nothing.
-constexpr long long kMaxSnakePoints = 4000000;
+// margins and returns the number of rows. A view without area, or a tour
+// whose point list could not be held in memory (more than kMaxSnakePoints
+// views), is refused with a log line: 0 is returned and nothing appended.
+// A QList holds at most about 2^28 entries and each QPointF of it is a heap
+// node of its own, so 2^27 views (several gigabytes) is where memory ends;
+// every real tour, even of a metre-wide panel at the finest scale, is far
+// below it.
+constexpr long long kMaxSnakePoints = 1LL << 27;
 int buildSnakeTour(const ViewTransform& t, double length, double width, SnakeLists& lists);
 
 }  // namespace GRAPHIC

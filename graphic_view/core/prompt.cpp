@@ -1,5 +1,9 @@
 #include "prompt.h"
 
+#include <glog/logging.h>
+
+#include <QGuiApplication>
+
 namespace TOLVA {
 namespace GRAPHIC {
 namespace prompt {
@@ -7,6 +11,23 @@ namespace {
 Responder& current() {
     static Responder responder;
     return responder;
+}
+
+// Platforms without a screen: nobody could answer a modal box there.
+bool headless() {
+    const QString platform = QGuiApplication::platformName();
+    return platform == QLatin1String("offscreen") || platform == QLatin1String("minimal");
+}
+
+// Without a screen a box is logged and answered at once: a question with
+// its default button, else the cautious No or Cancel, so that nothing runs
+// that the operator did not confirm.
+QMessageBox::StandardButton unattendedAnswer(const Request& request) {
+    LOG(WARNING) << request.title.toStdString() << ": " << request.text.toStdString();
+    if (request.defaultButton != QMessageBox::NoButton) return request.defaultButton;
+    for (QMessageBox::StandardButton cautious : {QMessageBox::No, QMessageBox::Cancel})
+        if (request.buttons & cautious) return cautious;
+    return QMessageBox::Ok;
 }
 }  // namespace
 
@@ -18,6 +39,7 @@ Responder setResponder(Responder responder) {
 
 QMessageBox::StandardButton ask(const Request& request) {
     if (current()) return current()(request);
+    if (headless()) return unattendedAnswer(request);
     return QMessageBox::information(request.parent, request.title, request.text, request.buttons,
                                     request.defaultButton);
 }

@@ -117,14 +117,22 @@ TEST_F(Rendering, HighlightOfAHiddenLayerDrawsNothing) {
     EXPECT_NE(composedAt(15e6, 15e6).rgb(), plain.rgb());  // the shown layer's selection is highlighted
 }
 
-TEST_F(Rendering, UnknownLayerIsSkippedWithAnErrorAndTheRestDraw) {
+TEST_F(Rendering, UnknownLayerStopsTheCompositionAndIsReported) {
     job.addPad("bot", 5e6, 5e6, "r2000");
-    view->setShownLayers({{"nonexistent", 0}, {"bot", 1}});
+    job.addPad("top", 15e6, 15e6, "r2000");
+    view->setShownLayers({{"bot", 1}, {"nonexistent", 0}, {"top", 2}});
     LogCapture logs;
     redraw();
-    EXPECT_EQ(logs.count(google::GLOG_ERROR, "nonexistent"), 1);
+    ASSERT_EQ(prompts.requests().size(), 1u);
+    EXPECT_EQ(prompts.requests()[0].title, "Information");
+    EXPECT_TRUE(prompts.requests()[0].text.contains("nonexistent")) << prompts.requests()[0].text.toStdString();
+    EXPECT_EQ(logs.count(google::GLOG_ERROR, kFailurePositionLabel), 1);
+    EXPECT_EQ(logs.count(google::GLOG_ERROR, kFailureDescriptionLabel), 1);
+    // What was composed before the failure stays; nothing after it is drawn,
+    // not even the profile.
     EXPECT_EQ(composedAt(5e6, 5e6).rgb(), qRgb(0, 255, 0));
-    EXPECT_TRUE(prompts.requests().empty());
+    EXPECT_EQ(composedAt(15e6, 15e6).rgb(), qRgb(0, 0, 0));
+    EXPECT_EQ(composedAt(0, 10e6).rgb(), qRgb(0, 0, 0));
 }
 
 TEST_F(Rendering, ReferenceLayersOfMissingJobsAreFilteredOut) {
