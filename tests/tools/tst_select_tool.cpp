@@ -41,6 +41,13 @@ protected:
     PromptRecorder prompts;
 };
 
+// The requests that reached the job list, in order.
+QList<qint32> jobListCodes(const MessageRecorder& messages) {
+    QList<qint32> codes;
+    for (const PluginMetaData& m : messages.to(PluginNames::JobList)) codes.append(m.msgType);
+    return codes;
+}
+
 }  // namespace
 
 TEST_F(SelectGestures, ClickInFeatureModeEmitsOnceAfterTheDelay) {
@@ -122,7 +129,7 @@ TEST_F(SelectGestures, MiddleClicksUndo) {
     openJob();
     struct Case { qint32 code; qint32 type; };
     static constexpr Case cases[] = {{20000202, 20000202}, {20000224, 20000224}, {20000242, 20000242},
-                                     {20000244, 20000224}};
+                                     {20000244, 20000224}, {20000245, 20000224}, {20000215, 20000202}};
     for (const Case& c : cases) {
         view->changeTool(Graphic_ViewTool::NORMAL_TOOL);
         selectIn(c.code);
@@ -130,6 +137,34 @@ TEST_F(SelectGestures, MiddleClicksUndo) {
         QTest::mouseClick(view, Qt::MiddleButton, Qt::NoModifier, QPoint(60, 70));
         QTRY_COMPARE_WITH_TIMEOUT(int(messages.withCode(20001640).size()), 1, 1500);
         EXPECT_EQ(messages.withCode(20001640)[0].data.value("type").toInt(), c.type) << c.code;
+    }
+}
+
+TEST_F(SelectGestures, MiddleClickInHighlightModeUnhighlights) {
+    openJob();
+    selectIn(20000227);
+    MessageRecorder messages;
+    QTest::mouseClick(view, Qt::MiddleButton, Qt::NoModifier, QPoint(60, 70));
+    QTRY_COMPARE_WITH_TIMEOUT(int(messages.to(PluginNames::JobList).size()), 1, 1500);
+    EXPECT_EQ(jobListCodes(messages), QList<qint32>{20000416});
+}
+
+// A double click drops the pending click and sends its own request, by mode;
+// a middle double click asks for the double-click un-selection in any mode.
+TEST_F(SelectGestures, DoubleClicksByMode) {
+    openJob();
+    struct Case { qint32 mode; Qt::MouseButton button; qint32 request; };
+    static constexpr Case cases[] = {{20000202, Qt::LeftButton, 20000402},  {20000215, Qt::LeftButton, 20000235},
+                                     {20000227, Qt::LeftButton, 20000415},  {20000202, Qt::MiddleButton, 20000407},
+                                     {20000227, Qt::MiddleButton, 20000407}};
+    for (const Case& c : cases) {
+        view->changeTool(Graphic_ViewTool::NORMAL_TOOL);
+        selectIn(c.mode);
+        MessageRecorder messages;
+        const QPoint at(150, 120);
+        testsupport::doubleClick(view, c.button, at);
+        QTest::qWait(2 * SelectTool::kPointDelayMs);
+        EXPECT_EQ(jobListCodes(messages), QList<qint32>{c.request}) << c.mode << " " << c.button;
     }
 }
 
@@ -151,6 +186,30 @@ TEST_F(SelectGestures, AreaDragShowsARubberBandAndSendsTheBox) {
     EXPECT_EQ(box, QRectF(QPointF(a.x(), a.y()), QPointF(b.x(), b.y())));  // normalised: left < right, top < bottom
     ASSERT_EQ(messages.withCode(20000203).size(), 1u);
     EXPECT_FALSE(messages.withCode(20000203)[0].data.value("is_single_select").toBool());
+}
+
+// Highlight by rectangle and the width measure drag a rubber band like the
+// area mode; each sends its own request with the dragged box.
+TEST_F(SelectGestures, HighlightRectangleAndWidthMeasureDrags) {
+    openJob();
+    struct Case { qint32 mode; qint32 request; };
+    static constexpr Case cases[] = {{10000102, 20004403}, {20004801, 20000203}};
+    for (const Case& c : cases) {
+        view->changeTool(Graphic_ViewTool::NORMAL_TOOL);
+        SelectTool* tool = selectIn(c.mode);
+        ASSERT_NE(tool, nullptr);
+        MessageRecorder messages;
+        QTest::mousePress(view, Qt::LeftButton, Qt::NoModifier, QPoint(30, 40));
+        QMouseEvent move(QEvent::MouseMove, QPoint(130, 90), view->mapToGlobal(QPoint(130, 90)), Qt::NoButton,
+                         Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(view, &move);
+        EXPECT_TRUE(tool->rubberBandVisible()) << c.mode;
+        QTest::mouseRelease(view, Qt::LeftButton, Qt::NoModifier, QPoint(130, 90));
+        EXPECT_FALSE(tool->rubberBandVisible()) << c.mode;
+        ASSERT_EQ(jobListCodes(messages), QList<qint32>{c.request}) << c.mode;
+        EXPECT_FALSE(messages.to(PluginNames::JobList)[0].data.value("is_single_select").toBool());
+    }
+    EXPECT_EQ(qobject_cast<SelectTool*>(view->currentTool())->measuredWidth(), 100);
 }
 
 TEST_F(SelectGestures, ClipRectangleSendsFourCornersInOrder) {
@@ -178,9 +237,11 @@ TEST_F(SelectGestures, PolygonCollectsClicksAndClosesOnDoubleClick) {
         QSignalSpy polygons(tool, &SelectTool::sendPolygonBox);
         QSignalSpy clips(tool, &SelectTool::sendClipPolygonBox);
         MessageRecorder messages;
+        int clicked = 0;
         for (const QPoint p : {QPoint(10, 10), QPoint(100, 10), QPoint(100, 100)}) {
             QTest::mouseClick(view, Qt::LeftButton, Qt::NoModifier, p);
-            QTest::qWait(SelectTool::kPointDelayMs + 60);
+            ++clicked;
+            QTRY_COMPARE_WITH_TIMEOUT(tool->polygon().size(), clicked, 2000);
         }
         EXPECT_EQ(tool->polygon().size(), 3) << code;
         testsupport::doubleClick(view, Qt::LeftButton, QPoint(10, 100));

@@ -86,6 +86,32 @@ TEST(Navigation, AreaZoomCentresOnMidpoint) {
     EXPECT_DOUBLE_EQ(t.centerY(), 15000);
 }
 
+TEST(Navigation, AreaZoomShiftsThePaddedSideByPadTimesScale) {
+    // A square box in a 2:1 widget: the height limits (0.01 px per unit) and
+    // the width is padded by 100 px, which moves x by 100 * 0.01 = 1 unit
+    // before the midpoint is taken (a pad divided by the scale would move it
+    // by 10000).
+    ViewTransform t(400, 200, 1, 0, 0, 0);
+    areaZoom(t, 10000, 10000, 30000, 30000);
+    EXPECT_DOUBLE_EQ(t.scale(), 0.01);
+    EXPECT_DOUBLE_EQ(t.centerX(), 19999);
+    EXPECT_DOUBLE_EQ(t.centerY(), 20000);
+}
+
+TEST(Navigation, FitPadsWithTheUnclampedScaleAboveTheUpperLimit) {
+    // A 10 x 5 unit box fits at 100 px per unit: the padding is computed at
+    // that scale (only the lower limit applies), 250 px or 2.5 units, and the
+    // box lands off-centre once the stored scale is clamped to 0.05.
+    ViewTransform t(1000, 1000, 1, 0, 0, 0);
+    reply_box box{0, 0, 10, 5};
+    fitIntBox(t, box);
+    EXPECT_DOUBLE_EQ(t.scale(), ScaleLimits::maximum);
+    EXPECT_EQ(box.ymin, -2);
+    EXPECT_EQ(box.ymax, 2);
+    EXPECT_DOUBLE_EQ(t.centerX(), 10000);
+    EXPECT_DOUBLE_EQ(t.centerY(), 9998);
+}
+
 TEST(Navigation, PanBoxFollowsDrag) {
     const ViewTransform t(200, 100, 0.5, 1000, 1000, 0);
     const BoardBox still = pannedBox(t, 0, 0);
