@@ -231,7 +231,7 @@ IBox clampBox(double xmin, double ymin, double xmax, double ymax) {
     return {clampLow(xmin), clampLow(ymin), clampHigh(xmax), clampHigh(ymax)};
 }
 
-IBox arcBox(const ArcGeom& g, const Feature& f, double r) {
+Extent arcExtent(const ArcGeom& g, const Feature& f, double r) {
     double xmin = std::min<double>(f.x1, f.x2), xmax = std::max<double>(f.x1, f.x2);
     double ymin = std::min<double>(f.y1, f.y2), ymax = std::max<double>(f.y1, f.y2);
     // The extreme points of the circle that the sweep passes.
@@ -244,7 +244,29 @@ IBox arcBox(const ArcGeom& g, const Feature& f, double r) {
             ymax = std::max(ymax, g.cy + d[1] * g.radius);
         }
     }
-    return clampBox(xmin - r, ymin - r, xmax + r, ymax + r);
+    return {xmin - r, ymin - r, xmax + r, ymax + r};
+}
+
+IBox arcBox(const ArcGeom& g, const Feature& f, double r) {
+    const Extent e = arcExtent(g, f, r);
+    return clampBox(e.xmin, e.ymin, e.xmax, e.ymax);
+}
+
+Extent padExtent(const Symbol& s, const Feature& f) {
+    PadShape p = padShape(s, f);
+    double hx = p.w / 2, hy = p.h / 2;
+    if ((p.shape == SymbolShape::Rect || p.shape == SymbolShape::Oval || p.shape == SymbolShape::Square) &&
+        f.angle % 180 != 0) {
+        double rad = f.angle * kPi / 180.0;
+        double c = std::fabs(std::cos(rad)), sn = std::fabs(std::sin(rad));
+        if (f.angle % 90 == 0) {
+            c = 0;
+            sn = 1;
+        }
+        hx = c * p.w / 2 + sn * p.h / 2;
+        hy = sn * p.w / 2 + c * p.h / 2;
+    }
+    return {p.cx - hx, p.cy - hy, p.cx + hx, p.cy + hy};
 }
 
 IBox featureBox(const LayerContext& ctx, const Feature& f) {
@@ -257,21 +279,8 @@ IBox featureBox(const LayerContext& ctx, const Feature& f) {
                         std::max(f.x1, f.x2) + hw, std::max(f.y1, f.y2) + hh);
     }
     case API::FT_PAD: {
-        PadShape p = padShape(ctx.def.symbols[f.ref], f);
-        double hx = p.w / 2, hy = p.h / 2;
-        if ((p.shape == SymbolShape::Rect || p.shape == SymbolShape::Oval ||
-             p.shape == SymbolShape::Square) &&
-            f.angle % 180 != 0) {
-            double rad = f.angle * kPi / 180.0;
-            double c = std::fabs(std::cos(rad)), s = std::fabs(std::sin(rad));
-            if (f.angle % 90 == 0) {
-                c = 0;
-                s = 1;
-            }
-            hx = c * p.w / 2 + s * p.h / 2;
-            hy = s * p.w / 2 + c * p.h / 2;
-        }
-        return clampBox(p.cx - hx, p.cy - hy, p.cx + hx, p.cy + hy);
+        const Extent e = padExtent(ctx.def.symbols[f.ref], f);
+        return clampBox(e.xmin, e.ymin, e.xmax, e.ymax);
     }
     case API::FT_ARC:
         return arcBox(arcGeom(f), f, strokeRadius(ctx.def.symbols[f.ref]));

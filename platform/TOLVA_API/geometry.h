@@ -43,7 +43,15 @@ struct ArcGeom {
 };
 ArcGeom arcGeom(double xs, double ys, double xe, double ye, double xc, double yc, bool clockwise);
 ArcGeom arcGeom(const Feature& f);
+
+// A box in board units, not rounded: what the rasteriser decides "smaller
+// than a pixel" on, since at a few nanometres per pixel the nanometre that
+// IBox rounds out by is a sizeable part of a pixel.
+struct Extent {
+    double xmin, ymin, xmax, ymax;
+};
 // The box of an arc drawn with a round pen of radius r (ends at s and e).
+Extent arcExtent(const ArcGeom& g, const Feature& f, double r);
 IBox arcBox(const ArcGeom& g, const Feature& f, double r);
 
 // A stroke of a text: a segment drawn with a round pen.
@@ -71,6 +79,8 @@ struct PadShape {
     int angle = 0;                   // degrees counter-clockwise
 };
 PadShape padShape(const Symbol& s, const Feature& f);
+// The box of a pad after scale and rotation.
+Extent padExtent(const Symbol& s, const Feature& f);
 // The four corners of a rectangle pad (square or rect), counter-clockwise.
 void rectCorners(const PadShape& p, Vec out[4]);
 // An oval pad as a segment and the radius of its round ends.

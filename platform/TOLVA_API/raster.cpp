@@ -104,16 +104,16 @@ Raster::Raster(uint32_t* pixels, int width, int height, const ViewBox& box)
 
 void Raster::dot(double x, double y) { dotAt(u(x), v(y)); }
 
-void Raster::rectClipped(double ul, double ur, double vt, double vb) {
+void Raster::rectClipped(double ul, double ur, double vt, double vb, double pu, double pv) {
     const int j0 = std::max(ceilInt(vt - 0.5), 0), j1 = std::min(floorInt(vb - 0.5), m_h - 1);
     const int a = std::max(ceilInt(ul - 0.5), 0), b = std::min(floorInt(ur - 0.5), m_w - 1);
-    rectRows(ul, ur, vt, vb, j0, j1, a, b);
+    rectRows(j0, j1, a, b, pu, pv);
 }
 
-void Raster::rectRows(double ul, double ur, double vt, double vb, int j0, int j1, int a, int b) {
+void Raster::rectRows(int j0, int j1, int a, int b, double pu, double pv) {
     m_painted = j0 <= j1 && a <= b;
     if (!m_painted) {
-        dotAt(0.5 * (ul + ur), 0.5 * (vt + vb));
+        dotAt(pu, pv);
         return;
     }
     uint32_t* p = m_pixels + static_cast<size_t>(j0) * m_w + a;
@@ -139,11 +139,6 @@ void Raster::annulus(double cx, double cy, double outer, double inner) {
             spanU(j, uc + hi, uc + ho);
         }
     }
-    if (!m_painted) dot(cx + (outer + inner) / 2, cy);
-}
-
-void Raster::rect(double xmin, double ymin, double xmax, double ymax) {
-    rectUV(u(xmin), u(xmax), v(ymax), v(ymin));
 }
 
 void Raster::capsule(double x0, double y0, double x1, double y1, double r) {
@@ -152,7 +147,6 @@ void Raster::capsule(double x0, double y0, double x1, double y1, double r) {
         // Lines along an axis: one interval per row without the band algebra.
         const double ua = u(x0), ub = u(x1), va = v(y0), vb = v(y1);
         capsuleAxisUV(std::min(ua, ub), std::max(ua, ub), std::min(va, vb), std::max(va, vb), discPen(r));
-        if (!m_painted) dotAt(ua, va);
         return;
     }
     m_painted = false;
@@ -203,7 +197,6 @@ void Raster::capsule(double x0, double y0, double x1, double y1, double r) {
             if (lo <= hi) spanU(j, u(lo), u(hi));
         }
     }
-    if (!m_painted) dot(x0, y0);
 }
 
 void Raster::convexPolygon(const Vec* pts, int n) {
@@ -234,7 +227,6 @@ void Raster::convexPolygon(const Vec* pts, int n) {
             if (lo <= hi) spanU(j, u(lo), u(hi));
         }
     }
-    if (!m_painted) dot(pts[0].x, pts[0].y);
 }
 
 void Raster::polygon(const std::vector<std::vector<Vec>>& rings) {
@@ -296,7 +288,6 @@ void Raster::polygon(const std::vector<std::vector<Vec>>& rings) {
             }
         }
     }
-    if (!m_painted && !rings.empty() && !rings[0].empty()) dot(rings[0][0].x, rings[0][0].y);
 }
 
 void Raster::arc(const ArcGeom& g, const Vec& s, const Vec& e, double r) {
@@ -334,11 +325,15 @@ void Raster::arc(const ArcGeom& g, const Vec& s, const Vec& e, double r) {
                         pieces[n++] = ring[k];
                         continue;
                     }
-                    // The sweep's boundary rays cut the row at no more than two places.
+                    // The sweep's boundary rays cut the row at no more than two
+                    // places. The row through the centre is cut at the centre
+                    // (both rays start there), so that each half is judged by
+                    // its own direction: the centre itself tests as inside
+                    // every sweep, and would otherwise take the whole row in.
                     double cuts[4] = {ring[k].lo, 0, 0, ring[k].hi};
                     int nc = 1;
                     for (auto cs : {std::make_pair(c0, s0), std::make_pair(c1, s1)}) {
-                        if (cs.second == 0 || dy / cs.second <= 0) continue;
+                        if (cs.second == 0 || dy / cs.second < 0) continue;
                         double x = g.cx + dy * cs.first / cs.second;
                         if (x > ring[k].lo && x < ring[k].hi) cuts[nc++] = x;
                     }
@@ -364,7 +359,6 @@ void Raster::arc(const ArcGeom& g, const Vec& s, const Vec& e, double r) {
             spanU(j, u(cur.lo), u(cur.hi));
         }
     }
-    if (!m_painted) dot(s.x, s.y);
 }
 
 void Raster::hairlineInside(double u0, double v0, double u1, double v1, double ulo, double uhi, double vlo,
@@ -406,6 +400,8 @@ void Raster::hairlineInside(double u0, double v0, double u1, double v1, double u
 void Raster::hairlineClipped(double u0, double v0, double u1, double v1, double ulo, double uhi, double vlo,
                              double vhi) {
     const double du = u1 - u0, dv = v1 - v0;
+    auto onCanvas = [this](double pu, double pv) { return pu >= 0 && pv >= 0 && pu < m_w && pv < m_h; };
+    m_painted = onCanvas(u0, v0) || onCanvas(u1, v1);
     dotAt(u0, v0);
     dotAt(u1, v1);
     if (std::fabs(du) >= std::fabs(dv)) {
@@ -416,7 +412,10 @@ void Raster::hairlineClipped(double u0, double v0, double u1, double v1, double 
         const double k = dv / du;
         double pv = v0 + (i0 + 0.5 - u0) * k;
         for (int i = i0; i <= i1; ++i, pv += k)
-            if (pv >= 0 && pv < m_h) m_pixels[static_cast<size_t>(static_cast<int>(pv)) * m_w + i] = m_colour;
+            if (pv >= 0 && pv < m_h) {
+                m_pixels[static_cast<size_t>(static_cast<int>(pv)) * m_w + i] = m_colour;
+                m_painted = true;
+            }
     } else {
         const int j0 = std::max(ceilInt(vlo - 0.5), 0);
         const int j1 = std::min(floorInt(vhi - 0.5), m_h - 1);
@@ -425,7 +424,10 @@ void Raster::hairlineClipped(double u0, double v0, double u1, double v1, double 
         double pu = u0 + (j0 + 0.5 - v0) * k;
         uint32_t* row = m_pixels + static_cast<size_t>(j0) * m_w;
         for (int j = j0; j <= j1; ++j, pu += k, row += m_w)
-            if (pu >= 0 && pu < m_w) row[static_cast<int>(pu)] = m_colour;
+            if (pu >= 0 && pu < m_w) {
+                row[static_cast<int>(pu)] = m_colour;
+                m_painted = true;
+            }
     }
 }
 
@@ -461,7 +463,9 @@ void Raster::hairArc(const ArcGeom& g) {
         const double bx = g.ux0 + g.ux1, by = g.uy0 + g.uy1, k = g.radius / std::sqrt(bx * bx + by * by);
         const double mu = u(g.cx + bx * k), mv = v(g.cy + by * k);
         hairlineUV(pu, pv, mu, mv);
+        const bool first = m_painted;
         hairlineUV(mu, mv, u(x1), v(y1));
+        m_painted |= first;
         return;
     }
     // The chord ends: the first ray's point turned by sweep / n at a time,
@@ -473,6 +477,7 @@ void Raster::hairArc(const ArcGeom& g) {
         c = std::cos(sweep / n);
         s = std::sin(sweep / n);
     }
+    bool any = false;
     for (int i = 1; i <= n; ++i) {
         double x, y;
         if (i == n) {
@@ -487,9 +492,11 @@ void Raster::hairArc(const ArcGeom& g) {
         }
         const double qu = u(x), qv = v(y);
         hairlineUV(pu, pv, qu, qv);
+        any |= m_painted;
         pu = qu;
         pv = qv;
     }
+    m_painted = any;
 }
 
 }  // namespace KERNEL

@@ -4,9 +4,11 @@
 // own: column i covers x in [x0 + i*sx, x0 + (i+1)*sx), row j covers y in
 // (y1 - (j+1)*sy, y1 - j*sy] (rows run downwards from the top of the box).
 // Exact primitives paint the pixels whose centres lie inside the shape
-// (boundary included); a shape that covers no pixel centre but whose
-// reference point is on the canvas paints the pixel of that point, so that
-// nothing disappears.
+// (boundary included) and tell whether they painted any (painted()): a
+// feature that covers no pixel centre paints the pixel of its first point
+// instead (the painter's job, except for discs and rectangles, which are only
+// drawn as pads and do it at their centre themselves), so that nothing whose
+// first point is on the canvas disappears.
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -135,6 +137,8 @@ public:
 
     // The pixel that contains the point, if it is on the canvas.
     void dot(double x, double y);
+    // Whether the last primitive painted a pixel (hairlines: on the canvas).
+    bool painted() const { return m_painted; }
     // The pixel at pixel-space position (pu, pv), if it is on the canvas.
     void dotUV(double pu, double pv) {
         if (pu >= 0 && pv >= 0 && pu < m_w && pv < m_h)
@@ -194,16 +198,18 @@ public:
     }
 
     // The pixels whose centres lie in [ul, ur] x [vt, vb] (pixel space);
-    // the pixel of the middle when there is none.
-    void rectUV(double ul, double ur, double vt, double vb) {
+    // the pixel of (pu, pv), the pad's centre, when there is none. The centre
+    // is passed rather than taken halfway between the sides, which may round
+    // into the next pixel.
+    void rectUV(double ul, double ur, double vt, double vb, double pu, double pv) {
         if (ul >= 0 && vt >= 0 && ur <= m_wd && vb <= m_hd)
-            rectRows(ul, ur, vt, vb, ceilNear(vt - 0.5), floorNear(vb - 0.5), ceilNear(ul - 0.5), floorNear(ur - 0.5));
+            rectRows(ceilNear(vt - 0.5), floorNear(vb - 0.5), ceilNear(ul - 0.5), floorNear(ur - 0.5), pu, pv);
         else
-            rectClipped(ul, ur, vt, vb);
+            rectClipped(ul, ur, vt, vb, pu, pv);
     }
     void annulus(double cx, double cy, double outer, double inner);
-    void rect(double xmin, double ymin, double xmax, double ymax);
     // A segment with round ends of radius r (a disc when the ends coincide).
+    // Like the other outlines below, it leaves the fallback pixel to the caller.
     void capsule(double x0, double y0, double x1, double y1, double r);
     // The same for a segment along an axis (ua == ub or va == vb), in pixel
     // space, ua <= ub and va <= vb, with the pen of radius r; paints nothing
@@ -223,6 +229,7 @@ public:
     // A line one pixel wide, for strokes thinner than a pixel.
     void hairline(double x0, double y0, double x1, double y1) { hairlineUV(u(x0), v(y0), u(x1), v(y1)); }
     void hairlineUV(double u0, double v0, double u1, double v1) {
+        m_painted = true;  // unless hairlineClipped finds no pixel on the canvas
         const double ulo = std::min(u0, u1), uhi = std::max(u0, u1);
         const double vlo = std::min(v0, v1), vhi = std::max(v0, v1);
         if (ulo >= kHairlineMargin && vlo >= kHairlineMargin && uhi <= m_uInside && vhi <= m_vInside)
@@ -247,9 +254,9 @@ private:
     static constexpr double kHairlineMargin = 0.01;
     void hairlineClipped(double u0, double v0, double u1, double v1, double ulo, double uhi, double vlo,
                          double vhi);
-    void rectClipped(double ul, double ur, double vt, double vb);
-    // Rows j0..j1, columns a..b (on the canvas), or the middle pixel when empty.
-    void rectRows(double ul, double ur, double vt, double vb, int j0, int j1, int a, int b);
+    void rectClipped(double ul, double ur, double vt, double vb, double pu, double pv);
+    // Rows j0..j1, columns a..b (on the canvas), or the pixel of (pu, pv) when empty.
+    void rectRows(int j0, int j1, int a, int b, double pu, double pv);
 
     // The rows j0..j1 of a disc; without Clip every span is on the canvas.
     template <bool Clip>

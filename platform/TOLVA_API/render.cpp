@@ -21,6 +21,9 @@ constexpr double kNoteMarkerHalf = 3;
 // Below this share of the layer's box in view, the spatial index is queried
 // instead of walking every feature.
 constexpr double kQueryShare = 0.3;
+// A stored box is rounded out to whole nanometres, so it is at most this much
+// wider or higher than the shape (nanometres).
+constexpr double kBoxRounding = 2;
 
 #if defined(__GNUC__)
 #define NOINLINE __attribute__((noinline))
@@ -121,7 +124,7 @@ public:
             const double u1 = m_r.u(f.x1), v1 = m_r.v(f.y1), u2 = m_r.u(f.x2), v2 = m_r.v(f.y2);
             const double ulo = std::min(u1, u2), uhi = std::max(u1, u2);
             const double vlo = std::min(v1, v2), vhi = std::max(v1, v2);
-            if (handledByCullUV<Inside>(ulo - p.lineU, uhi + p.lineU, vlo - p.lineV, vhi + p.lineV)) return;
+            if (handledByCullUV<Inside>(ulo - p.lineU, uhi + p.lineU, vlo - p.lineV, vhi + p.lineV, u1, v1)) return;
             if (!p.hairline)
                 drawLine(f);
             else if (Inside)
@@ -135,7 +138,7 @@ public:
             const bool turned = f.angle % 180 != 0;
             const double hu = turned ? p.turnedU : p.padU, hv = turned ? p.turnedV : p.padV;
             const double uc = m_r.u(f.x1), vc = m_r.v(f.y1);
-            if (handledByCullUV<Inside>(uc - hu, uc + hu, vc - hv, vc + hv)) return;
+            if (handledByCullUV<Inside>(uc - hu, uc + hu, vc - hv, vc + hv, uc, vc)) return;
             if (p.shape == SymbolShape::Round) {
                 if (!p.table)
                     drawDisc(p, uc, vc);
@@ -146,7 +149,7 @@ public:
                 return;
             }
             if (p.shape == SymbolShape::Square || p.shape == SymbolShape::Rect) {
-                m_r.rectUV(uc - hu, uc + hu, vc - hv, vc + hv);
+                m_r.rectUV(uc - hu, uc + hu, vc - hv, vc + hv, uc, vc);
                 return;
             }
         }
@@ -154,20 +157,26 @@ public:
     }
 
 private:
-    // True when the box is off the canvas, or smaller than a pixel (then it
-    // is drawn as the one pixel at its centre).
-    bool handledByCull(double xmin, double ymin, double xmax, double ymax) {
-        return handledByCullUV(m_r.u(xmin), m_r.u(xmax), m_r.v(ymax), m_r.v(ymin));
+    // True when the feature's box is off the canvas, or smaller than a pixel
+    // (then it is drawn as the one pixel of its first point, which lies in
+    // the box, so that a feature whose first point is on the canvas shows).
+    bool handledByCull(const Extent& e, const Feature& f) {
+        return handledByCullUV(m_r.u(e.xmin), m_r.u(e.xmax), m_r.v(e.ymax), m_r.v(e.ymin), m_r.u(f.x1),
+                               m_r.v(f.y1));
     }
-    // The same in pixel space: columns ul..ur, rows vt..vb.
+    // The same in pixel space: columns ul..ur, rows vt..vb, first point (pu, pv).
     template <bool Inside = false>
-    bool handledByCullUV(double ul, double ur, double vt, double vb) {
+    bool handledByCullUV(double ul, double ur, double vt, double vb, double pu, double pv) {
         if (!Inside && (ur < 0 || vb < 0 || ul >= m_r.widthU() || vt >= m_r.heightV())) return true;
         if (ur - ul < 1 && vb - vt < 1) {
-            m_r.dotAt(0.5 * (ul + ur), 0.5 * (vt + vb));
+            m_r.dotAt(pu, pv);
             return true;
         }
         return false;
+    }
+    // A shape that covers no pixel centre shows as the pixel of its first point.
+    void fallback(const Feature& f) {
+        if (!m_r.painted()) m_r.dot(f.x1, f.y1);
     }
 
     // A round pad drawn before its symbol has a span table; builds the table
@@ -189,26 +198,34 @@ private:
 
     // Everything but lines and pads at right angles.
     NOINLINE void drawOther(const Feature& f) {
-        if (f.type == API::FT_ARC) {
+        switch (f.type) {
+        case API::FT_ARC: {
             // The geometry once, for the box and the drawing.
             const SymbolPen& p = m_pens[f.ref];
             const ArcGeom g = arcGeom(f);
-            const IBox b = arcBox(g, f, p.radius);
-            if (handledByCull(b.xmin, b.ymin, b.xmax, b.ymax)) return;
+            if (handledByCull(arcExtent(g, f, p.radius), f)) return;
             if (m_r.thin(p.radius))
                 m_r.hairArc(g);
             else
                 m_r.arc(g, Vec{double(f.x1), double(f.y1)}, Vec{double(f.x2), double(f.y2)}, p.radius);
+            break;
+        }
+        case API::FT_PAD:
+            if (handledByCull(padExtent(m_def.symbols[f.ref], f), f)) return;
+            drawPad(f);
+            break;
+        case API::FT_SURFACE:
+            // Whole nanometre vertices: the stored box is the exact one.
+            if (handledByCull(Extent{double(f.x2), double(f.y2), double(f.xc), double(f.yc)}, f)) return;
+            drawSurface(f);
+            break;
+        case API::FT_TEXT:
+            drawText(f);  // a text's strokes are shapes of their own: it falls back by itself
+            return;
+        default:
             return;
         }
-        IBox b = featureBox(m_ctx, f);
-        if (handledByCull(b.xmin, b.ymin, b.xmax, b.ymax)) return;
-        switch (f.type) {
-        case API::FT_PAD: drawPad(f); break;
-        case API::FT_SURFACE: drawSurface(f); break;
-        case API::FT_TEXT: drawText(f); break;
-        default: break;
-        }
+        fallback(f);
     }
 
     // A line wider than a pixel.
@@ -218,9 +235,10 @@ private:
             Vec hull[8];
             int n = squareLineHull(f.x1, f.y1, f.x2, f.y2, p.hw, p.hh, hull);
             m_r.convexPolygon(hull, n);
-            return;
+        } else {
+            m_r.capsule(f.x1, f.y1, f.x2, f.y2, p.radius);
         }
-        m_r.capsule(f.x1, f.y1, f.x2, f.y2, p.radius);
+        fallback(f);
     }
 
     void drawPad(const Feature& f) {
@@ -234,7 +252,8 @@ private:
             if (p.angle % 90 == 0) {
                 double hx = p.w / 2, hy = p.h / 2;
                 if (p.angle % 180 != 0) std::swap(hx, hy);
-                m_r.rect(p.cx - hx, p.cy - hy, p.cx + hx, p.cy + hy);
+                m_r.rectUV(m_r.u(p.cx - hx), m_r.u(p.cx + hx), m_r.v(p.cy + hy), m_r.v(p.cy - hy), m_r.u(p.cx),
+                           m_r.v(p.cy));
             } else {
                 Vec c[4];
                 rectCorners(p, c);
@@ -270,15 +289,33 @@ private:
     }
 
     void drawText(const Feature& f) {
+        // The stored box (anchor and strokes, widened by the pen) culls; only
+        // near a pixel's size is the exact one worked out.
+        const double ul = m_r.u(f.x2), ur = m_r.u(f.xc), vt = m_r.v(f.yc), vb = m_r.v(f.y2);
+        if (ur < 0 || vb < 0 || ul >= m_r.widthU() || vt >= m_r.heightV()) return;
         layoutText(f.x1, f.y1, m_data.texts[f.ref], f.angle, f.flags & kMirror, m_text);
         const TextLayout& t = m_text;
+        if (ur - ul < 1 + kBoxRounding / m_r.pixelWidth() && vb - vt < 1 + kBoxRounding / m_r.pixelHeight()) {
+            Extent e{double(f.x1), double(f.y1), double(f.x1), double(f.y1)};
+            for (const Segment& s : t.strokes) {
+                e.xmin = std::min({e.xmin, s.a.x, s.b.x});
+                e.xmax = std::max({e.xmax, s.a.x, s.b.x});
+                e.ymin = std::min({e.ymin, s.a.y, s.b.y});
+                e.ymax = std::max({e.ymax, s.a.y, s.b.y});
+            }
+            const Extent pen{e.xmin - t.radius, e.ymin - t.radius, e.xmax + t.radius, e.ymax + t.radius};
+            if (handledByCull(pen, f)) return;
+        }
         const bool thin = m_r.thin(t.radius);
+        bool any = false;
         for (const Segment& s : t.strokes) {
             if (thin)
                 m_r.hairline(s.a.x, s.a.y, s.b.x, s.b.y);
             else
                 m_r.capsule(s.a.x, s.a.y, s.b.x, s.b.y, t.radius);
+            any |= m_r.painted();
         }
+        if (!any) m_r.dot(f.x1, f.y1);
     }
 
     Raster& m_r;
