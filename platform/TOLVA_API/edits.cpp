@@ -1,6 +1,8 @@
 // Symbols, storing features, copies, moves, layer edits and undo. Every edit
 // checks all of its input before it changes anything, so a call that throws
-// leaves the job as it was.
+// leaves the job as it was. The one step that can fail after a change is the
+// journal line the kernel writes itself; the change is then taken back. An
+// edit records its undo last, in room reserved before the change.
 #include <algorithm>
 #include <set>
 
@@ -27,6 +29,9 @@ std::vector<size_t> resolveLayers(const Job& job, const API::str_list& layers) {
     return out;
 }
 
+void reserveUndo(Job& job) { job.undo.reserve(kUndoDepth); }
+
+// After reserveUndo this cannot fail.
 void pushUndo(Job& job, UndoRecord&& record) {
     if (job.undo.size() >= kUndoDepth) job.undo.erase(job.undo.begin());
     job.undo.push_back(std::move(record));
@@ -82,17 +87,29 @@ void applyMove(Job& job, size_t step, size_t layer, const std::vector<uint32_t>&
                int32_t dy) {
     LayerData& d = job.steps[step].layers[layer];
     for (uint32_t id : ids) {
-        translate(d.features[id], dx, dy);
+        translate(d, d.features[id], dx, dy);
         d.index.markChanged(d.features, id);
     }
 }
 
-// Appends copies of `ids` for each offset; returns the undo entry.
+// Shrinks layers back to the sizes they had before an append.
+void truncateLayers(Job& job, const std::vector<LayerSizes>& sizes) {
+    for (const LayerSizes& a : sizes) {
+        LayerData& d = job.steps[a.step].layers[a.layer];
+        d.features.resize(a.features);
+        d.vertices.resize(a.vertices);
+        d.contourSizes.resize(a.contours);
+        d.surfaces.resize(a.surfaces);
+        d.texts.resize(a.texts);
+        d.index.invalidate();
+    }
+}
+
+// Appends copies of `ids` for each offset (room reserved); returns the undo entry.
 LayerSizes applyCopies(Job& job, size_t step, size_t layer, const std::vector<uint32_t>& ids,
                        const std::vector<API::point>& offsets) {
     LayerData& d = job.steps[step].layers[layer];
     LayerSizes before = sizesOf(step, layer, d);
-    d.features.reserve(d.features.size() + ids.size() * offsets.size());
     for (const API::point& o : offsets)
         for (uint32_t id : ids) d.index.markChanged(d.features, appendCopy(d, id, o.x, o.y));
     return before;
@@ -101,6 +118,7 @@ LayerSizes applyCopies(Job& job, size_t step, size_t layer, const std::vector<ui
 void moveLayers(Job& job, size_t step, const std::vector<std::pair<size_t, std::vector<uint32_t>>>& sets,
                 int32_t dx, int32_t dy) {
     for (auto& s : sets) checkMoves(job, job.steps[step].layers[s.first], s.first, s.second, dx, dy);
+    reserveUndo(job);
     UndoRecord u;
     u.kind = UndoRecord::Moved;
     u.dx = dx;
@@ -119,8 +137,13 @@ void copyLayers(Job& job, size_t step, const std::vector<std::pair<size_t, std::
         for (auto& s : sets) checkMoves(job, job.steps[step].layers[s.first], s.first, s.second, o.x, o.y);
     for (auto& s : sets) {
         size_t total = job.steps[step].layers[s.first].features.size() + s.second.size() * offsets.size();
-        if (total > 0x7fffffffu) fail("layer '" + job.layers[s.first].row.name + "' would hold too many features");
+        if (total > kMaxLayerFeatures) fail("layer '" + job.layers[s.first].row.name + "' would hold too many features");
     }
+    for (auto& s : sets) {
+        std::vector<Feature>& features = job.steps[step].layers[s.first].features;
+        features.reserve(features.size() + s.second.size() * offsets.size());
+    }
+    reserveUndo(job);
     UndoRecord u;
     u.kind = UndoRecord::Appended;
     for (auto& s : sets) {
@@ -174,18 +197,41 @@ std::vector<PendingLayer> parseLayers(Job& j, const API::str_list& layers, Fill&
     return pending;
 }
 
-void storeFeatures(Job& job, size_t step, std::vector<PendingLayer>& pending, bool selectNew) {
+// Appends the parsed features of each layer. With selectNew they come
+// selected, and the selection is journalled as the kernel's own line; if that
+// line cannot be written, the features and their attribute sets are taken
+// out again. Nothing to add is no edit: no undo record, no journal line.
+void storeFeatures(Job& job, const std::string& stepName, size_t step,
+                   std::vector<PendingLayer>& pending, bool selectNew) {
     UndoRecord u;
     u.kind = UndoRecord::Appended;
-    for (PendingLayer& p : pending) {
-        LayerData& d = job.steps[step].layers[p.layer];
+    for (const PendingLayer& p : pending) {
+        if (p.features.empty()) continue;
+        const LayerData& d = job.steps[step].layers[p.layer];
+        if (d.features.size() + p.features.size() > kMaxLayerFeatures)
+            fail("layer '" + job.layers[p.layer].row.name + "' would hold too many features");
         u.appended.push_back(sizesOf(step, p.layer, d));
-        for (size_t i = 0; i < p.features.size(); ++i) {
-            uint32_t attrs = p.attrs[i] ? job.attrs.intern(*p.attrs[i]) : 0;
-            uint32_t id = appendFeature(d, p.features[i], attrs);
-            if (selectNew) d.features[id].flags |= kSelected;
-            d.index.markChanged(d.features, id);
+    }
+    if (u.appended.empty()) return;
+    reserveUndo(job);
+    const size_t attrSets = job.attrs.sets.size();
+    try {
+        std::map<std::string, int> added;
+        for (PendingLayer& p : pending) {
+            LayerData& d = job.steps[step].layers[p.layer];
+            for (size_t i = 0; i < p.features.size(); ++i) {
+                uint32_t attrs = p.attrs[i] ? job.attrs.intern(*p.attrs[i]) : 0;
+                uint32_t id = appendFeature(d, p.features[i], attrs);
+                if (selectNew) d.features[id].flags |= kSelected;
+                d.index.markChanged(d.features, id);
+            }
+            if (!p.features.empty()) added[job.layers[p.layer].row.name] = static_cast<int>(p.features.size());
         }
+        if (selectNew) journalSelectAdded(job.name, stepName, added);
+    } catch (...) {
+        truncateLayers(job, u.appended);
+        job.attrs.truncate(attrSets);
+        throw;
     }
     pushUndo(job, std::move(u));
 }
@@ -224,12 +270,7 @@ void AddFeature(const str& job, const str& step, const str_list& layers,
         if (it == strings.end()) fail("no feature string given for layer '" + name + "'");
         add(it->second, &attributes);
     });
-    storeFeatures(j, s, pending, select_new);
-    if (select_new) {
-        std::map<std::string, int> counts;
-        for (const PendingLayer& p : pending) counts[j.layers[p.layer].row.name] = 1;
-        journalSelectAdded(job, step, counts);
-    }
+    storeFeatures(j, step, s, pending, select_new);
 }
 
 void AddFeatures(const str& job, const str& step, const str_list& layers,
@@ -242,7 +283,7 @@ void AddFeatures(const str& job, const str& step, const str_list& layers,
         if (it == strings.end()) fail("no feature strings given for layer '" + name + "'");
         for (size_t i = 0; i < it->second.size(); ++i) add(it->second[i], i < attributes.size() ? &attributes[i] : nullptr);
     });
-    storeFeatures(j, s, pending, false);
+    storeFeatures(j, step, s, pending, false);
 }
 
 void copy_features_in_samelayer(const str& job, const str& step, const str_list& layers, int dx,
@@ -295,15 +336,7 @@ bool undo_last_edit(const str& job) {
     j.undo.pop_back();
     switch (u.kind) {
     case UndoRecord::Appended:
-        for (const LayerSizes& a : u.appended) {
-            LayerData& d = j.steps[a.step].layers[a.layer];
-            d.features.resize(a.features);
-            d.vertices.resize(a.vertices);
-            d.contourSizes.resize(a.contours);
-            d.surfaces.resize(a.surfaces);
-            d.texts.resize(a.texts);
-            d.index.invalidate();
-        }
+        truncateLayers(j, u.appended);
         break;
     case UndoRecord::Moved:
         for (const MovedFeatures& m : u.moved) applyMove(j, m.step, m.layer, m.ids, -u.dx, -u.dy);
@@ -334,6 +367,7 @@ bool create_new_layer(const str& job, const str& step, const str& layer, int pos
     size_t at = position < 0 || static_cast<size_t>(position) > j.layers.size()
                     ? j.layers.size()
                     : static_cast<size_t>(position);
+    reserveUndo(j);
     insertLayer(j, row, at);
     UndoRecord u;
     u.kind = UndoRecord::LayerCreated;
@@ -350,6 +384,7 @@ void change_matrix(const str& job, const matrix_info& row) {
     validateRow(row);
     long other = layerPosition(j, row.name);
     if (other >= 0 && other != row.row - 1) fail("layer '" + row.name + "' exists already");
+    reserveUndo(j);
     UndoRecord u;
     u.kind = UndoRecord::MatrixChanged;
     u.oldRow = j.layers[static_cast<size_t>(row.row - 1)].row;

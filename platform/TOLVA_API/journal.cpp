@@ -1,4 +1,5 @@
 // The journal: one replayable line per _db_save twin (format in FORMATS.md).
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <memory>
@@ -137,6 +138,27 @@ std::string defaultPath(const Job& j) {
     return j.name + ".journal";
 }
 
+// Appends one whole line or nothing: a write that fails part way (a full
+// disk) is cut off again, and a journal the write created is removed.
+void appendText(const std::string& path, const std::string& line) {
+    namespace fs = std::filesystem;
+    std::error_code ec;
+    const bool existed = fs::exists(path, ec);
+    const std::uintmax_t size = existed ? fs::file_size(path, ec) : 0;
+    if (ec) fail("cannot open the journal '" + path + "': " + ec.message());
+    std::ofstream out(path, std::ios::app | std::ios::binary);
+    if (!out) fail("cannot open the journal '" + path + "'");
+    out.write(line.data(), static_cast<std::streamsize>(line.size()));
+    out.flush();
+    if (out) return;
+    out.close();
+    if (existed)
+        fs::resize_file(path, size, ec);
+    else
+        fs::remove(path, ec);
+    fail("cannot write the journal '" + path + "'");
+}
+
 template <class... A>
 void appendLine(const std::string& job, const char* name, const A&... args) {
     KernelState& s = state();
@@ -146,10 +168,9 @@ void appendLine(const std::string& job, const char* name, const A&... args) {
     TokenWriter w;
     w.word(name);
     (put(w, args), ...);
-    std::ofstream out(defaultPath(*it->second), std::ios::app | std::ios::binary);
-    if (!out) fail("cannot open the journal '" + defaultPath(*it->second) + "'");
-    out << w.text() << '\n';
-    if (!out) fail("cannot write the journal '" + defaultPath(*it->second) + "'");
+    std::string line = w.take();
+    line += '\n';
+    appendText(defaultPath(*it->second), line);
     s.lastJournalJob = job;
 }
 

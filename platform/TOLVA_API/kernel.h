@@ -30,6 +30,8 @@ using API::KernelText;
 // metre) so that every extent including a symbol fits in 32 bits.
 constexpr double kMaxCoordinate = 1.0e9;
 constexpr double kMaxSymbolSize = 1.0e8;  // 100 mm
+// Callers address features by int index.
+constexpr size_t kMaxLayerFeatures = 0x7fffffff;
 
 [[noreturn]] void fail(const std::string& message);
 
@@ -131,6 +133,8 @@ struct AttrTable {
     std::vector<API::attr_map> sets{API::attr_map{}};
     std::map<API::attr_map, uint32_t> lookup{{API::attr_map{}, 0u}};
     uint32_t intern(const API::attr_map& attrs);
+    // Forgets the sets interned after the first `count` (an edit that failed).
+    void truncate(size_t count);
 };
 
 // ---- undo -----------------------------------------------------------------

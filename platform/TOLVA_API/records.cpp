@@ -42,9 +42,17 @@ uint8_t mirrorFlag(long long mirror) {
     return mirror ? kMirror : 0;
 }
 
+// A pad's scale is kept as a float: a positive scale below the smallest
+// normal float would be stored as 0 (which reads back as 1) or lose digits.
+constexpr double kMinPadScale = 1e-30;
+constexpr double kMaxPadScale = 1000;
+
 float padScale(double scale) {
     checkFinite(scale, "pad scale");
-    if (scale < 0 || scale > 1000) fail("pad scale " + std::to_string(scale) + " is out of range");
+    if (scale != 0 && !(scale >= kMinPadScale && scale <= kMaxPadScale))
+        fail("pad scale " + TokenWriter().number(scale).take() + " is out of range (0, or " +
+             TokenWriter().number(kMinPadScale).take() + " to " +
+             TokenWriter().number(kMaxPadScale).take() + ")");
     return scale == 0 ? 1.0f : static_cast<float>(scale);
 }
 
@@ -129,17 +137,22 @@ void finishSurface(ParsedFeature& p) {
     setBox(p.f, clampBox(xmin, ymin, xmax, ymax));
 }
 
-void finishText(ParsedFeature& p) {
-    TextLayout t = layoutText(p.f.x1, p.f.y1, p.text, p.f.angle, p.f.flags & kMirror);
-    double xmin = p.f.x1, xmax = p.f.x1, ymin = p.f.y1, ymax = p.f.y1;
+// The box of a text's strokes at its anchor. A long text of large
+// characters reaches past 32 bits; its box is clipped there, so it is always
+// worked out again from the layout, never shifted.
+static void setTextBox(Feature& f, const TextGeom& text) {
+    TextLayout t = layoutText(f.x1, f.y1, text, f.angle, f.flags & kMirror);
+    double xmin = f.x1, xmax = f.x1, ymin = f.y1, ymax = f.y1;
     for (const Segment& s : t.strokes) {
         xmin = std::min({xmin, s.a.x, s.b.x});
         xmax = std::max({xmax, s.a.x, s.b.x});
         ymin = std::min({ymin, s.a.y, s.b.y});
         ymax = std::max({ymax, s.a.y, s.b.y});
     }
-    setBox(p.f, clampBox(xmin - t.radius, ymin - t.radius, xmax + t.radius, ymax + t.radius));
+    setBox(f, clampBox(xmin - t.radius, ymin - t.radius, xmax + t.radius, ymax + t.radius));
 }
+
+void finishText(ParsedFeature& p) { setTextBox(p.f, p.text); }
 
 std::string featureRecord(const LayerData& data, const Feature& f) {
     if (f.type == API::FT_SURFACE) {
@@ -265,9 +278,6 @@ uint32_t appendFeature(LayerData& data, const ParsedFeature& p, uint32_t attrs) 
 }
 
 namespace {
-int32_t saturate(long long v) {
-    return static_cast<int32_t>(std::max<long long>(-2147483647LL, std::min<long long>(2147483647LL, v)));
-}
 bool inRange(long long v) { return v >= -kMaxCoordinate && v <= kMaxCoordinate; }
 }  // namespace
 
@@ -291,7 +301,7 @@ bool canMove(const Feature& f, int32_t dx, int32_t dy) {
     return true;
 }
 
-void translate(Feature& f, int32_t dx, int32_t dy) {
+void translate(const LayerData& data, Feature& f, int32_t dx, int32_t dy) {
     f.x1 += dx;
     f.y1 += dy;
     switch (f.type) {
@@ -305,12 +315,14 @@ void translate(Feature& f, int32_t dx, int32_t dy) {
         f.xc += dx;
         f.yc += dy;
         break;
-    case API::FT_SURFACE:
+    case API::FT_SURFACE:  // the box of its vertices, which canMove kept in range
+        f.x2 += dx;
+        f.y2 += dy;
+        f.xc += dx;
+        f.yc += dy;
+        break;
     case API::FT_TEXT:
-        f.x2 = saturate(static_cast<long long>(f.x2) + dx);
-        f.y2 = saturate(static_cast<long long>(f.y2) + dy);
-        f.xc = saturate(static_cast<long long>(f.xc) + dx);
-        f.yc = saturate(static_cast<long long>(f.yc) + dy);
+        setTextBox(f, data.texts[f.ref]);
         break;
     default:
         break;
@@ -320,7 +332,7 @@ void translate(Feature& f, int32_t dx, int32_t dy) {
 uint32_t appendCopy(LayerData& data, uint32_t index, int32_t dx, int32_t dy) {
     Feature f = data.features[index];
     f.flags &= static_cast<uint8_t>(~(kSelected | kInOverlay));
-    translate(f, dx, dy);
+    translate(data, f, dx, dy);
     data.features.push_back(f);
     return static_cast<uint32_t>(data.features.size() - 1);
 }

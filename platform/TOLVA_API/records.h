@@ -29,8 +29,8 @@ void checkSymbol(const LayerDef& def, const ParsedFeature& p, const std::string&
 uint32_t appendFeature(LayerData& data, const ParsedFeature& p, uint32_t attrs);
 // Appends a copy of feature `index` moved by (dx, dy); geometry is shared.
 uint32_t appendCopy(LayerData& data, uint32_t index, int32_t dx, int32_t dy);
-// Moves a feature in place; the caller checked the range with canMove.
-void translate(Feature& f, int32_t dx, int32_t dy);
+// Moves a feature of `data` in place; the caller checked the range with canMove.
+void translate(const LayerData& data, Feature& f, int32_t dx, int32_t dy);
 bool canMove(const Feature& f, int32_t dx, int32_t dy);
 
 }  // namespace KERNEL

@@ -58,5 +58,12 @@ uint32_t AttrTable::intern(const API::attr_map& attrs) {
     return index;
 }
 
+void AttrTable::truncate(size_t count) {
+    while (sets.size() > count) {
+        lookup.erase(sets.back());
+        sets.pop_back();
+    }
+}
+
 }  // namespace KERNEL
 }  // namespace TOLVA
