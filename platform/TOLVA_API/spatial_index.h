@@ -5,6 +5,11 @@
 // features changed; the trees are brought up to date lazily by the next query
 // (ensureIndex), and the big tree is rebuilt once the changed set grows past
 // a fraction of the layer.
+//
+// The trees hold boxes clipped to +-kIndexLimit: bulk loading works out box
+// edges and centres in the coordinate type, which must not overflow. Queries
+// are clipped the same way, so a clipped box still meets every query its
+// whole box meets.
 #include <cstdint>
 #include <vector>
 
@@ -24,6 +29,8 @@ public:
     using Box = boost::geometry::model::box<Point>;
     using Value = std::pair<Box, uint32_t>;
     using Tree = boost::geometry::index::rtree<Value, boost::geometry::index::rstar<16>>;
+    // Half the int32 range: differences and sums of two coordinates fit.
+    static constexpr int32_t kIndexLimit = (1 << 30) - 1;
 
     // Forget everything: the next refresh rebuilds from scratch.
     void invalidate() { m_fresh = false; }
@@ -34,15 +41,27 @@ public:
     // Ids of the features whose box meets `box` (unordered).
     void query(const std::vector<Feature>& features, const Box& box,
                std::vector<uint32_t>& out) const;
-    // Union of the boxes of all features; false for an empty layer.
+    // Union of the (clipped) boxes of all features as of the last refresh;
+    // false for an empty layer.
     bool bounds(Box& out) const;
 
 private:
+    // True when an up-to-date entry of the base tree meets `box`.
+    bool liveBaseMeets(const std::vector<Feature>& features, const Box& box) const;
+    // Brings m_liveBase up to date after features went stale in the base tree.
+    void trimLiveBase(const std::vector<Feature>& features);
+
     Tree m_base;
     Tree m_overlay;
     std::vector<uint32_t> m_overlayIds;
     bool m_fresh = false;
     bool m_overlayDirty = false;
+    // The union of the base tree's entries that are not stale (its own
+    // bounds still cover the old boxes of moved features), and of both trees.
+    Box m_liveBase;
+    bool m_hasLiveBase = false;
+    Box m_bounds;
+    bool m_hasBounds = false;
 };
 
 }  // namespace KERNEL
