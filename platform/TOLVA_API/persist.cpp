@@ -1,6 +1,7 @@
 // Saving and loading jobs (format in FORMATS.md).
 #include <filesystem>
 #include <fstream>
+#include <new>
 
 #include "TOLVA_Job.h"
 #include "codec.h"
@@ -18,6 +19,10 @@ namespace {
 constexpr const char* kJobFile = "job.tolva";
 constexpr const char* kMagic = "tolva-job";
 constexpr int kVersion = 1;
+// The shortest line a feature can take (the NUL stands for the newline): a
+// features count the rest of the file cannot hold is corrupt, and is refused
+// before any room is reserved for it.
+constexpr size_t kShortestFeatureLine = sizeof("F 0 P 0 0 0 P 0 0 1");
 
 void writeJob(const Job& j, std::ostream& out) {
     out << kMagic << ' ' << kVersion << '\n';
@@ -59,7 +64,8 @@ void writeJob(const Job& j, std::ostream& out) {
 
 class JobReader {
 public:
-    explicit JobReader(const std::string& file) : m_file(file) {}
+    // `size`: the file's length in bytes.
+    JobReader(const std::string& file, std::uintmax_t size) : m_file(file), m_size(size) {}
 
     std::unique_ptr<Job> read(std::istream& in) {
         auto job = std::make_unique<Job>();
@@ -71,6 +77,7 @@ public:
         std::map<long long, uint32_t> attrIndex{{0, 0}};
         while (std::getline(in, line)) {
             ++m_line;
+            m_read += line.size() + 1;
             if (!line.empty() && line.back() == '\r') line.pop_back();
             try {
                 if (ended) fail("text after 'end'");
@@ -101,8 +108,11 @@ public:
                 if (remaining > 0) fail("the features section ends early");
                 TokenReader r(line);
                 std::string key = r.word();
+                if (key != "job" && job->name.empty()) fail("'" + key + "' before the 'job' line");
                 if (key == "job") {
+                    if (!job->name.empty()) fail("a second 'job' line");
                     job->name = r.quoted();
+                    if (job->name.empty()) fail("empty job name");
                 } else if (key == "layer") {
                     if (!job->steps.empty()) fail("layer after the first step");
                     API::matrix_info row;
@@ -154,7 +164,12 @@ public:
                     if (!step) fail("features outside a step");
                     layer = static_cast<long>(findLayerIndex(*job, r.quoted()));
                     long long n = r.integer();
-                    if (n < 0 || n > 0x7fffffff) fail("feature count out of range");
+                    if (n < 0 || static_cast<unsigned long long>(n) > kMaxLayerFeatures)
+                        fail("feature count " + std::to_string(n) + " is out of range");
+                    const std::uintmax_t rest = m_size > m_read ? m_size - m_read : 0;
+                    if (static_cast<unsigned long long>(n) > rest / kShortestFeatureLine)
+                        fail("the file ends before the " + std::to_string(n) +
+                             " features of this section (cut short, or a corrupt count)");
                     remaining = static_cast<long>(n);
                     step->layers[static_cast<size_t>(layer)].features.reserve(static_cast<size_t>(n));
                 } else if (key == "note") {
@@ -173,17 +188,20 @@ public:
                 r.expectEnd();
             } catch (const KernelText& e) {
                 fail(m_file + ":" + std::to_string(m_line) + ": " + e);
+            } catch (const std::bad_alloc&) {
+                fail(m_file + ":" + std::to_string(m_line) + ": out of memory");
             }
         }
         if (m_line == 0) fail(m_file + ":1: empty file");
         if (!ended || remaining > 0)
             fail(m_file + ":" + std::to_string(m_line + 1) + ": the file is truncated (no 'end')");
-        if (job->name.empty()) fail(m_file + ": no job name");
         return job;
     }
 
 private:
     std::string m_file;
+    std::uintmax_t m_size = 0;
+    std::uintmax_t m_read = 0;  // bytes of the lines read so far
     size_t m_line = 0;
 };
 
@@ -228,7 +246,10 @@ str load_job(const str& directory) {
     const std::string file = (fs::path(directory) / kJobFile).string();
     std::ifstream in(file, std::ios::binary);
     if (!in) fail(file + ": cannot open the saved job");
-    std::unique_ptr<Job> job = JobReader(file).read(in);
+    std::error_code ec;
+    const std::uintmax_t size = fs::file_size(file, ec);
+    if (ec) fail(file + ": cannot open the saved job: " + ec.message());
+    std::unique_ptr<Job> job = JobReader(file, size).read(in);
     job->directory = directory;
     std::string name = job->name;
     state().jobs[name] = std::move(job);  // replaces a loaded job of that name

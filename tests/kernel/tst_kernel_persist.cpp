@@ -1,6 +1,7 @@
 // Saving and loading jobs.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -82,8 +83,20 @@ TEST_F(Persist, CorruptOrTruncatedFilesNameTheLineAndLoadNothing) {
     badRecord[lines.size() - 3] = "F 0 P 1 2 7 P 0 0 1";  // symbol 7 does not exist
     std::vector<std::string> badHeader = lines;
     badHeader[0] = "tolva-job 99";
+    // The features line, 1-based, and the same with a count far past the file.
+    const size_t featuresAt = size_t(std::find_if(lines.begin(), lines.end(), [](const std::string& l) {
+                                         return l.rfind("features ", 0) == 0;
+                                     }) - lines.begin()) + 1;
+    ASSERT_LE(featuresAt, lines.size());
+    std::vector<std::string> hugeCount = lines;
+    hugeCount[featuresAt - 1] = "features \"a\" 1000000001";
+    std::vector<std::string> noJobLine = lines;
+    noJobLine.erase(noJobLine.begin() + 1);
     const Case cases[] = {
-        {"truncated", join(lines, lines.size() - 2), ":" + std::to_string(lines.size() - 1) + ":"},
+        {"without its end", join(lines, lines.size() - 1), ":" + std::to_string(lines.size()) + ":"},
+        {"cut inside the features", join(lines, lines.size() - 2), ":" + std::to_string(featuresAt) + ":"},
+        {"corrupt count", join(hugeCount, hugeCount.size()), ":" + std::to_string(featuresAt) + ":"},
+        {"no job line", join(noJobLine, noJobLine.size()), ":2:"},
         {"bad record", join(badRecord, badRecord.size()), ":" + std::to_string(lines.size() - 2) + ":"},
         {"bad header", join(badHeader, badHeader.size()), ":1:"},
         {"empty", "", ":1:"},
