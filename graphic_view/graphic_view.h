@@ -164,6 +164,9 @@ public:
     const QList<ShownLayer>& shownLayers() const { return m_shownLayers; }
     void setHighlightLayers(const QStringList& first, const QStringList& second);
     void setNotesLayer(const QString& layer) { m_notesLayer = layer; }
+    QString notesLayer() const { return m_notesLayer; }
+    // The layer sets whose selected features are drawn highlighted.
+    const QStringList& highlightLayers(int set) const { return set == 0 ? m_highlightFirst : m_highlightSecond; }
     bool hasProfile() const { return m_hasProfile; }
     // The composed picture (null before the first draw).
     const unsigned char* compositionBuffer() const { return m_composition.get(); }
@@ -201,6 +204,7 @@ public:
     void setEditShape(int slot, const EditShape& shape);
     void clearEditShapes();
     void setCheckPoints(const QList<check_points>& points) { m_checkPoints = points; }
+    const QList<check_points>& checkPoints() const { return m_checkPoints; }
     void setCurrentCheckPoint(const check_points& point) { m_currentCheckPoint = point; }
     void setCurrentMeasurement(const MeasurementShape& shape) { m_currentMeasurement = shape; }
     void setMeasurements(const QList<MeasurementShape>& shapes) { m_measurements = shapes; }
@@ -257,6 +261,7 @@ public:
     static const QString kHoleLayerKey;
     static const QString kExportLayersKey;
     int currentSnapMode() const { return m_snapMode; }
+    const std::string& snapLayer() const { return m_snapLayer; }
 
     // ---- layers of the edit operations -------------------------------------
     std::string work_layer;

@@ -3,7 +3,13 @@
 // Messages go through the exported recMsgFromManager of the real plug-in.
 #include <gtest/gtest.h>
 
+#include <QAction>
+#include <QApplication>
+#include <QMenu>
 #include <QSignalSpy>
+#include <QTimer>
+#include <functional>
+#include <typeinfo>
 #include <cmath>
 #include <map>
 #include <set>
@@ -13,6 +19,21 @@
 #include "TOLVA_API.h"
 #include "UIAPICommon.h"
 #include "Widget_Common.h"
+#include "ViewTool/DeleteTool.h"
+#include "ViewTool/DrawSymbolTool.h"
+#include "ViewTool/EditTool.h"
+#include "ViewTool/LineEditTool.h"
+#include "ViewTool/MarkTool.h"
+#include "ViewTool/MoveAndCopy.h"
+#include "ViewTool/NormalTool.h"
+#include "ViewTool/NotesTool.h"
+#include "ViewTool/PopViewTool.h"
+#include "ViewTool/PullTool.h"
+#include "ViewTool/RulerTool.h"
+#include "ViewTool/SRSelectTool.h"
+#include "ViewTool/SelectTool.h"
+#include "ViewTool/StepRepeatTool.h"
+#include "ViewTool/ZoomInTool.h"
 #include "graphic_view/graphic_view.h"
 #include "test_support.h"
 
@@ -121,15 +142,6 @@ std::map<qint32, std::string> expectedByCode() {
     return byCode;
 }
 
-// The operations that do not exist yet and say so in the log.
-const std::set<std::string> kNotYet = {
-    "set_symbol_attributes", "draw_use_symbol_line", "show_contour_fill_parameters", "get_archor_signal",
-    "zoomIn_search_feature", "showNetAnalyzeResult", "eq_zoomIn_special_points", "get_offset",
-    "edit_coordinate_setting", "repeat_selected_features", "get_Mouse_rect", "sent_Mouse_Point",
-    "get_coordinate_data", "refresh_layer_compare_show", "get_analyze_data", "get_DFM_data", "on_enter_pressed",
-    "get_coordinate_effect_layers", "create_rout_chain", "get_rout_selectorder", "do_drawchain",
-    "get_addchain_vector", "do_compensate", "setResizeHoleTmpData"};
-
 void deliver(ViewWidget* view, PluginMetaData msg) { recMsgFromManager(view, &msg); }
 
 PluginMetaData message(qint32 code) { return PluginMetaData(PluginNames::JobList, PluginNames::GraphicView, code); }
@@ -145,6 +157,8 @@ protected:
     QWidget host;
     ViewWidget* view = nullptr;
     PromptRecorder prompts;
+    MessageRecorder* m_messages = nullptr;
+    int m_undo = 0;
 };
 
 }  // namespace
@@ -164,12 +178,244 @@ TEST(DispatcherTable, EveryListedCodeReachesItsOperationAndNothingElseIsRouted) 
     EXPECT_EQ(routed, expected.size());
 }
 
-TEST_F(Dispatcher, OperationsNotBuiltYetSayRatherThanDrop) {
+// ---- every code by the effect of the operation it reaches --------------------
+
+namespace {
+
+// What one operation does that no other operation does: `prepare` sets the
+// view up and fills the message, `check` looks for the effect.
+struct Probe {
+    std::function<void(ViewWidget&, PluginMetaData&)> prepare;
+    std::function<void(ViewWidget&, qint32 code)> check;
+};
+
+template <class Tool>
+bool toolIs(const ViewWidget& v) {
+    return dynamic_cast<const Tool*>(v.currentTool()) != nullptr;
+}
+
+template <class Tool>
+Probe opensTool() {
+    return {nullptr, [](ViewWidget& v, qint32 code) {
+                EXPECT_TRUE(toolIs<Tool>(v)) << code << " opened " << typeid(*v.currentTool()).name();
+            }};
+}
+
+Probe setsOptionFlag(int which) {
+    static bool on = true;
+    return {[](ViewWidget&, PluginMetaData& m) { m.payload = &on; },
+            [which](ViewWidget& v, qint32 code) {
+                for (int i = 1; i <= 4; ++i) EXPECT_EQ(v.optionFlag(i), i == which) << code;
+            }};
+}
+
+Probe storesSnapMode(int mode) {
+    return {[mode](ViewWidget& v, PluginMetaData&) {
+                PluginMetaData other = message(mode == 3 ? 20001652 : 20001650);  // start from another mode
+                recMsgFromManager(&v, &other);
+            },
+            [mode](ViewWidget& v, qint32 code) { EXPECT_EQ(v.currentSnapMode(), mode) << code; }};
+}
+
+}  // namespace
+
+TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
+    const std::set<std::string> notYet = {
+        "set_symbol_attributes", "draw_use_symbol_line", "show_contour_fill_parameters", "get_archor_signal",
+        "zoomIn_search_feature", "showNetAnalyzeResult", "eq_zoomIn_special_points", "get_offset",
+        "edit_coordinate_setting", "repeat_selected_features", "get_Mouse_rect", "sent_Mouse_Point",
+        "get_coordinate_data", "refresh_layer_compare_show", "get_analyze_data", "get_DFM_data", "on_enter_pressed",
+        "get_coordinate_effect_layers", "create_rout_chain", "get_rout_selectorder", "do_drawchain",
+        "get_addchain_vector", "do_compensate", "setResizeHoleTmpData"};
+    static std::vector<TOLVA::API::point> crossList{{1200, -3400}};
+    std::map<std::string, Probe> probes = {
+        {"draw_use_symbol", opensTool<DrawSymbolTool>()},
+        {"doSignalBoxSelect", opensTool<SelectTool>()},
+        {"diSignalBoxDelete", opensTool<DeleteTool>()},
+        {"doMoveAndCopySelect", opensTool<MoveAndCopy>()},
+        {"doLineEditSelect", opensTool<LineEditTool>()},
+        {"doPullFeatureSelect", opensTool<PullTool>()},
+        {"doOpenPopView", opensTool<PopViewTool>()},
+        {"do_mark", opensTool<MarkTool>()},
+        {"change_SR_Edit_tool", opensTool<EditTool>()},
+        {"change_Notes_tool", opensTool<NotesTool>()},
+        {"change_step_repeat_tool", opensTool<StepRepeatTool>()},
+        {"change_SRselect_tool", opensTool<SRSelectTool>()},
+        {"doMeasureSelect",
+         {[](ViewWidget& v, PluginMetaData&) { v.polygonPoints().append(QPointF(1, 2)); },
+          [](ViewWidget& v, qint32 code) {
+              EXPECT_TRUE(toolIs<RulerTool>(v)) << code;
+              EXPECT_TRUE(v.polygonPoints().isEmpty()) << code;  // then unselect_clip_area
+          }}},
+        {"get_selected_layers",
+         {[](ViewWidget&, PluginMetaData& m) { m.data.insert("LayerList", QStringList{"l1", "l2"}); },
+          [](ViewWidget& v, qint32) { EXPECT_EQ(v.get_show_layers(), (QStringList{"l1", "l2"})); }}},
+        {"get_clayer",
+         {[](ViewWidget&, PluginMetaData& m) {
+              m.data = {{"clayer", "work"}, {"snap_layer", "snap"}, {"highlight_layer", "lit"},
+                        {"RefJobName", "rj"}, {"RefStepName", "rs"}, {"RefLayerList", QStringList{"rl"}}};
+          },
+          [this](ViewWidget& v, qint32 code) {
+              EXPECT_EQ(v.work_layer, code == 55 ? "work" : "") << code;
+              EXPECT_EQ(v.snapLayer(), code == 56 ? "snap" : "") << code;
+              EXPECT_EQ(v.highlightLayers(1), code == 57 ? QStringList{"lit"} : QStringList{}) << code;
+              EXPECT_EQ(m_messages->withCode(20001701).size(), code == 58 ? 1u : 0u) << code;
+              EXPECT_EQ(m_messages->withCode(20001702).size(), code == 58 ? 1u : 0u) << code;
+          }}},
+        {"doRotate", {nullptr, [](ViewWidget& v, qint32) { EXPECT_EQ(v.angle(), 90); }}},
+        {"option flag 1", setsOptionFlag(1)},
+        {"option flag 2", setsOptionFlag(2)},
+        {"option flag 3", setsOptionFlag(3)},
+        {"option flag 4", setsOptionFlag(4)},
+        {"redoZoomin",
+         {[](ViewWidget& v, PluginMetaData&) {
+              v.pushZoomHistory();
+              v.pushZoomHistory();
+          },
+          [](ViewWidget& v, qint32) { EXPECT_EQ(v.getZoomINStack()->size(), 1); }}},
+        {"change_current_snap_mode",
+         {nullptr, [](ViewWidget& v, qint32 code) { EXPECT_EQ(v.currentSnapMode(), std::min(code - 20000050, 7)); }}},
+        {"do_buffer_tool_change",
+         {[](ViewWidget& v, PluginMetaData&) { v.changeTool(Graphic_ViewTool::SELECT_TOOL); },
+          [](ViewWidget& v, qint32 code) {
+              // 20000241 first drops back to the normal tool.
+              EXPECT_TRUE(code == 20000241 ? toolIs<NormalTool>(v) : toolIs<SelectTool>(v)) << code;
+          }}},
+        {"note_zoom_to_box",
+         {[](ViewWidget&, PluginMetaData& m) { m.data = {{"xmin", 1e6}, {"ymin", 2e6}, {"xmax", 3e6}, {"ymax", 4e6}}; },
+          [](ViewWidget& v, qint32) {
+              EXPECT_NEAR(v.center().x(), 2e6, 2e4);
+              EXPECT_NEAR(v.center().y(), 3e6, 2e4);
+          }}},
+        {"change_layer_draw_note",
+         {[](ViewWidget&, PluginMetaData& m) { m.data = {{"LayerName", "notes"}}; },
+          [](ViewWidget& v, qint32) { EXPECT_EQ(v.notesLayer(), "notes"); }}},
+        {"show_marksetting",
+         {nullptr, [this](ViewWidget&, qint32) { EXPECT_EQ(host.findChildren<Widget_MarkSetting*>().size(), 1); }}},
+        {"display flag on", {nullptr, [](ViewWidget& v, qint32) { EXPECT_TRUE(v.displayFlag()); }}},
+        {"display flag off",
+         {[](ViewWidget& v, PluginMetaData&) {
+              PluginMetaData on = message(20000405);
+              recMsgFromManager(&v, &on);
+          },
+          [](ViewWidget& v, qint32) { EXPECT_FALSE(v.displayFlag()); }}},
+        {"draw",
+         {nullptr,
+          [](ViewWidget& v, qint32) {
+              EXPECT_NE(v.compositionBuffer(), nullptr);
+              EXPECT_FALSE(v.palette().brush(QPalette::Window).texture().isNull());  // shown as the background
+          }}},
+        {"clear status flag",
+         {[](ViewWidget& v, PluginMetaData&) {
+              for (int i = 1; i <= 3; ++i) v.setStatusFlag(i, true);
+          },
+          [](ViewWidget& v, qint32) {
+              EXPECT_FALSE(v.statusFlag(1));
+              EXPECT_TRUE(v.statusFlag(2));
+              EXPECT_TRUE(v.statusFlag(3));
+          }}},
+        {"GraphicEditorUndo",
+         {[this](ViewWidget& v, PluginMetaData&) {
+              m_undo = 0;
+              QObject::connect(&v, &ViewWidget::GraphicEditorUndo, [this] { ++m_undo; });
+          },
+          [this](ViewWidget&, qint32) { EXPECT_EQ(m_undo, 1); }}},
+        {"relay to the job list",
+         {nullptr, [this](ViewWidget&, qint32) {
+              ASSERT_EQ(m_messages->withCode(20001630).size(), 1u);
+              EXPECT_EQ(m_messages->withCode(20001630)[0].receiver, PluginNames::JobList);
+          }}},
+        {"setJobAndStep",
+         {[](ViewWidget&, PluginMetaData& m) { m.data = {{"JobName", "dispatch_bind"}, {"Step", "pcb"}}; },
+          [](ViewWidget& v, qint32) {
+              EXPECT_EQ(v.jobName(), "dispatch_bind");
+              EXPECT_EQ(v.stepName(), "pcb");
+          }}},
+        {"snap mode 0", storesSnapMode(0)},
+        {"snap mode 1", storesSnapMode(1)},
+        {"snap mode 2", storesSnapMode(2)},
+        {"snap mode 3", storesSnapMode(3)},
+        {"snap mode 4", storesSnapMode(4)},
+        {"snap mode 5", storesSnapMode(5)},
+        {"snap mode 6", storesSnapMode(6)},
+        {"snap mode 7", storesSnapMode(7)},
+        {"draw_center",
+         {[](ViewWidget&, PluginMetaData& m) { m.payload = &crossList; },
+          [](ViewWidget& v, qint32) { EXPECT_EQ(v.crossPoint(), QPointF(1200, -3400)); }}},
+        {"unselect_clip_area",
+         {[](ViewWidget& v, PluginMetaData&) { v.polygonPoints().append(QPointF(5, 6)); },
+          [](ViewWidget& v, qint32) {
+              EXPECT_TRUE(v.polygonPoints().isEmpty());
+              EXPECT_TRUE(toolIs<NormalTool>(v));  // no measure tool on the way
+          }}},
+        {"change_unit",
+         {[](ViewWidget&, PluginMetaData&) { TOLVA::UIAPI::setUnitString("MM"); },
+          [](ViewWidget& v, qint32) {
+              EXPECT_EQ(v.unitText(), "MM");
+              TOLVA::UIAPI::setUnitString("Inch");
+          }}},
+        {"setText",
+         {[](ViewWidget& v, PluginMetaData&) {
+              QTimer::singleShot(50, [] {
+                  if (QWidget* popup = QApplication::activePopupWidget()) popup->close();
+              });
+              v.timerslot();  // builds the menu and opens it once
+          },
+          [](ViewWidget& v, qint32) {
+              ASSERT_NE(v.contextMenu(), nullptr);
+              EXPECT_EQ(v.contextMenu()->actions().last()->text(), "Counter Election");
+          }}},
+        {"clear_result_viewer_painter",
+         {[](ViewWidget& v, PluginMetaData&) { v.setCheckPoints({check_points()}); },
+          [](ViewWidget& v, qint32) { EXPECT_TRUE(v.checkPoints().isEmpty()); }}},
+        {"change_to_last_tool", opensTool<ZoomInTool>()},  // nothing remembered
+        {"doDeletePopView",
+         {[](ViewWidget& v, PluginMetaData&) { v.openPopView(QRectF(0, 0, 1e6, 1e6)); },
+          [](ViewWidget& v, qint32) { EXPECT_TRUE(v.get_popviews().isEmpty()); }}},
+        {"TVDI mode and tool",
+         {[](ViewWidget& v, PluginMetaData&) { v.changeTool(Graphic_ViewTool::SELECT_TOOL); },
+          [](ViewWidget& v, qint32) {
+              EXPECT_TRUE(v.tvdiMode());
+              EXPECT_TRUE(toolIs<NormalTool>(v));
+          }}},
+        {"TVDI mode",
+         {[](ViewWidget& v, PluginMetaData&) { v.changeTool(Graphic_ViewTool::SELECT_TOOL); },
+          [](ViewWidget& v, qint32) {
+              EXPECT_TRUE(v.tvdiMode());
+              EXPECT_TRUE(toolIs<SelectTool>(v));
+          }}},
+    };
+    // The operations still to be built name themselves in the log (checked below).
+    for (const std::string& name : notYet) probes[name] = {nullptr, [](ViewWidget&, qint32) {}};
+    const std::set<std::string> opensATool = {"draw_use_symbol",  "doSignalBoxSelect", "diSignalBoxDelete",
+                                              "doMoveAndCopySelect", "doLineEditSelect", "doPullFeatureSelect",
+                                              "doOpenPopView", "doMeasureSelect", "do_mark"};
+
     for (const auto& e : expectedByCode()) {
-        if (!kNotYet.count(e.second)) continue;
+        const qint32 code = e.first;
+        const std::string& operation = e.second;
+        SCOPED_TRACE(operation + " " + std::to_string(code));
+        auto probe = probes.find(operation);
+        ASSERT_NE(probe, probes.end()) << "no probe for " << operation;
+        ViewWidget* v = static_cast<ViewWidget*>(GetViewInstance(&host));
+        v->resize(200, 100);
+        PluginMetaData msg = message(code);
+        if (probe->second.prepare) probe->second.prepare(*v, msg);
+        MessageRecorder messages;
+        m_messages = &messages;
         LogCapture logs;
-        deliver(view, message(e.first));
-        EXPECT_TRUE(logs.contains(e.second + " is not available yet")) << e.first;
+        deliver(v, msg);
+        probe->second.check(*v, code);
+        // A stub names itself; no other operation says so.
+        const bool saysNotYet = logs.contains(" is not available yet");
+        if (notYet.count(operation)) EXPECT_TRUE(logs.contains(operation + " is not available yet"));
+        else if (operation != "do_buffer_tool_change") EXPECT_FALSE(saysNotYet);
+        else EXPECT_TRUE(logs.contains("do_buffer_tool_change is not available yet"));
+        // Only the requests that open a tool are remembered, whole.
+        EXPECT_EQ(v->lastToolMessage().msgType, opensATool.count(operation) ? code : -1);
+        m_messages = nullptr;
+        delete v;
+        for (Widget_MarkSetting* dialog : host.findChildren<Widget_MarkSetting*>()) delete dialog;
     }
 }
 
