@@ -213,3 +213,56 @@ TEST_F(ToolSwitching, ToolsLogTheirInitAndTypeErrors) {
     view->currentTool()->setWorkParam(&unknown);
     EXPECT_EQ(logs.count(google::GLOG_ERROR, "PULL_TOOL: type error when set work type!"), 1);
 }
+
+// A factory that fails (no memory for the tool, or a tool that throws while
+// it is built) leaves the active tool in place and untouched by the request
+// that asked for the new one.
+TEST_F(ToolSwitching, AFailedCreationKeepsTheActiveTool) {
+    struct Case {
+        const char* name;
+        ToolFactory factory;
+        const char* shown;  // the box the operator sees, if any
+    };
+    const Case cases[] = {
+        {"allocation failure", [](ViewWidget*, T::GRAPHIC_TOOL_TYPE) -> Graphic_ViewTool* { return nullptr; }, nullptr},
+        {"constructor throws",
+         [](ViewWidget*, T::GRAPHIC_TOOL_TYPE) -> Graphic_ViewTool* { throw std::string("no room for the tool"); },
+         "no room for the tool"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        view->changeTool(T::NORMAL_TOOL);
+        deliver(20000203);  // the select tool in area mode
+        auto* select = qobject_cast<SelectTool*>(view->currentTool());
+        ASSERT_NE(select, nullptr);
+        prompts.clear();
+        LogCapture logs;
+        const ToolFactory previous = setToolFactory(c.factory);
+        view->changeTool(T::DELETE_TOOL);
+        deliver(20000206);  // the delete tool by request
+        view->change_to_last_tool();  // the same request replayed
+        // A clip always starts a fresh select tool, outside the switch that
+        // reports failures: a throwing factory's failure is passed on.
+        int passedOn = 0;
+        try {
+            deliver(20002000);
+        } catch (const std::string&) {
+            ++passedOn;
+        }
+        EXPECT_EQ(passedOn, c.shown ? 1 : 0);
+        setToolFactory(previous);
+        EXPECT_EQ(view->currentTool(), select);
+        EXPECT_EQ(select->selectMode(), SelectTool::AreaMode);  // no request reached it
+        EXPECT_EQ(select->clipMode(), SelectTool::NoClip);
+        if (c.shown) {
+            ASSERT_FALSE(prompts.requests().empty());
+            EXPECT_EQ(prompts.requests()[0].title, "Information");
+            EXPECT_EQ(prompts.requests()[0].text, c.shown);
+        } else {
+            EXPECT_GE(logs.count(google::GLOG_ERROR, "could not be created"), 1);
+        }
+        // Once the factory works again, switching works again.
+        view->changeTool(T::DELETE_TOOL);
+        EXPECT_EQ(type(), T::DELETE_TOOL);
+    }
+}

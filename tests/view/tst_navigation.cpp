@@ -1,4 +1,5 @@
 // The arithmetic of fits, wheel zoom, pans and the serpentine tour.
+#include <glog/logging.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -187,10 +188,31 @@ TEST(Navigation, SnakeTourOfSmallProfileHasOneView) {
     EXPECT_EQ(lists.points.size(), 2);
 }
 
-TEST(Navigation, SnakeTourRefusesDegenerateInput) {
+namespace {
+// Counts the log lines that mention `text`.
+struct LogCounter : google::LogSink {
+    explicit LogCounter(std::string text) : text(std::move(text)) { google::AddLogSink(this); }
+    ~LogCounter() override { google::RemoveLogSink(this); }
+    void send(google::LogSeverity, const char*, const char*, int, const struct ::tm*, const char* message,
+              size_t length) override {
+        if (std::string(message, length).find(text) != std::string::npos) ++count;
+    }
+    std::string text;
+    int count = 0;
+};
+}  // namespace
+
+TEST(Navigation, SnakeTourRefusesDegenerateInputAndSaysSo) {
     SnakeLists lists;
-    EXPECT_EQ(buildSnakeTour(ViewTransform(0, 0, 0.01, 0, 0, 0), 1000, 1000, lists), 0);
-    EXPECT_EQ(buildSnakeTour(ViewTransform(100, 100, 0.05, 0, 0, 0), -1, -1, lists), 0);
-    EXPECT_EQ(buildSnakeTour(ViewTransform(100, 100, 0.05, 0, 0, 0), 1e12, 1e12, lists), 0);  // too many views
+    {
+        LogCounter said("no tour built");
+        EXPECT_EQ(buildSnakeTour(ViewTransform(0, 0, 0.01, 0, 0, 0), 1000, 1000, lists), 0);
+        EXPECT_EQ(buildSnakeTour(ViewTransform(100, 100, 0.05, 0, 0, 0), 1e12, 1e12, lists), 0);  // beyond memory
+        EXPECT_EQ(said.count, 2);
+    }
+    EXPECT_EQ(buildSnakeTour(ViewTransform(100, 100, 0.05, 0, 0, 0), -1, -1, lists), 0);  // no profile: no rows
     EXPECT_TRUE(lists.points.isEmpty());
+    // A tour of over four million views is long but fits in memory: built.
+    EXPECT_EQ(buildSnakeTour(ViewTransform(100, 100, 0.05, 0, 0, 0), 3e6, 2.8e6, lists), 1960);
+    EXPECT_EQ(lists.points.size(), 2100 * 1960);
 }
