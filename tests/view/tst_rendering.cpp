@@ -278,3 +278,46 @@ TEST_F(Rendering, IdlePaintStillRequestsTheNextPaint) {
     EXPECT_GE(counter.paints, 3);
     EXPECT_LE(counter.paints, 12);
 }
+
+// The overlays are painted in a fixed order, each over the ones before:
+// polyline, check points, measurements, the cross marker, then the active
+// tool. Five overlays cross the centre pixel; peeling them off from the top
+// shows each one under the next.
+TEST_F(Rendering, OverlaysArePaintedInTheirOrder) {
+    host.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&host));
+    view->setShownLayers({});
+    redraw();
+    const QPoint centre(kSize / 2, kSize / 2);
+    const QPointF p = view->toBoard(centre);
+    const double unit = 1 / view->scale();
+    view->setPolyline({p - QPointF(0, 30 * unit), p + QPointF(0, 30 * unit)});
+    check_points mark;
+    mark.index = 0;
+    mark.position = p;
+    mark.color = QColor(255, 0, 0);
+    view->setCheckPoints({mark});
+    MeasurementShape ruler;
+    ruler.kind = MeasurementShape::Line;
+    ruler.points = {p - QPointF(30 * unit, 0), p + QPointF(30 * unit, 0)};
+    view->setCurrentMeasurement(ruler);
+    view->setCrossPoint(p);
+    PluginMetaData polygon(PluginNames::ToolbarEdit, PluginNames::GraphicView, 20000223);
+    recMsgFromManager(view, &polygon);
+    for (const QPoint click : {centre - QPoint(30, 0), centre + QPoint(30, 0)}) {
+        QTest::mouseClick(view, Qt::LeftButton, Qt::NoModifier, click);
+        QTest::qWait(400);
+    }
+    const auto centreColour = [&] { return QColor(grabOverlays(view).pixel(centre)); };
+    EXPECT_EQ(centreColour(), QColor(Qt::white)) << "the tool paints last";
+    view->changeTool(Graphic_ViewTool::NORMAL_TOOL);
+    EXPECT_EQ(centreColour(), QColor(Qt::gray)) << "the cross marker over the measurement";
+    view->setCrossPoint(QPointF());
+    EXPECT_EQ(centreColour(), QColor(255, 255, 0)) << "the measurement over the check points";
+    view->setCurrentMeasurement(MeasurementShape());
+    EXPECT_EQ(centreColour(), QColor(255, 0, 0)) << "the check points over the polyline";
+    view->setCheckPoints({});
+    EXPECT_EQ(centreColour(), QColor(Qt::white)) << "the polyline";
+    view->setPolyline({});
+    EXPECT_EQ(centreColour(), QColor(Qt::black));
+}

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <QDir>
+#include <QGuiApplication>
+#include <QMessageBox>
 #include <QFile>
 #include <QTemporaryDir>
 #include <functional>
@@ -121,4 +123,28 @@ TEST(ViewWidgetMessages, ForwardOperationsAddressTheirReceivers) {
     MessageRecorder messages;
     view->forwardChangeTextPointInfo("ABC", false);
     EXPECT_EQ(messages.entries()[0].msg.data.value("polarity").toString(), "NEG");
+}
+
+// Without a screen nobody could answer a modal box: each is logged and
+// answered at once, questions with their default or the cautious button.
+TEST(UnattendedPrompts, AreAnsweredAtOnceWithoutAScreen) {
+    ASSERT_EQ(QGuiApplication::platformName(), "offscreen");
+    namespace prompt = TOLVA::GRAPHIC::prompt;
+    using B = QMessageBox;
+    LogCapture logs;
+    struct Case { B::StandardButtons buttons; B::StandardButton defaultButton, answer; };
+    static const Case cases[] = {{B::Yes | B::No, B::NoButton, B::No},
+                                 {B::Yes | B::No, B::Yes, B::Yes},
+                                 {B::Ok | B::Cancel, B::NoButton, B::Cancel},
+                                 {B::Ok, B::NoButton, B::Ok}};
+    for (const Case& c : cases)
+        EXPECT_EQ(prompt::ask({nullptr, "Information", "Continue?", c.buttons, c.defaultButton}), c.answer);
+    // The view's own boxes go the same way.
+    QWidget host;
+    auto* view = static_cast<ViewWidget*>(GetViewInstance(&host));
+    PluginMetaData bind(PluginNames::JobList, PluginNames::GraphicView, 20001637);
+    bind.data.insert(QStringLiteral("JobName"), QStringLiteral("only_a_job"));
+    recMsgFromManager(view, &bind);
+    EXPECT_TRUE(logs.contains("Job name is empty or Step name is empty!"));
+    delete view;
 }
