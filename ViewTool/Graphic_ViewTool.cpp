@@ -19,13 +19,13 @@ Graphic_ViewTool::Graphic_ViewTool(ViewWidget* view, GRAPHIC_TOOL_TYPE type)
 
 Graphic_ViewTool::~Graphic_ViewTool() = default;
 
-bool Graphic_ViewTool::panByArrowKey(QKeyEvent* event) {
+void Graphic_ViewTool::panByArrowKey(QKeyEvent* event) {
     switch (event->key()) {
-    case Qt::Key_Up: m_view->move(0, -kArrowPanPixels); return true;
-    case Qt::Key_Down: m_view->move(0, kArrowPanPixels); return true;
-    case Qt::Key_Left: m_view->move(-kArrowPanPixels, 0); return true;
-    case Qt::Key_Right: m_view->move(kArrowPanPixels, 0); return true;
-    default: return false;
+    case Qt::Key_Up: m_view->move(0, -kArrowPanPixels); break;
+    case Qt::Key_Down: m_view->move(0, kArrowPanPixels); break;
+    case Qt::Key_Left: m_view->move(-kArrowPanPixels, 0); break;
+    case Qt::Key_Right: m_view->move(kArrowPanPixels, 0); break;
+    default: break;
     }
 }
 

@@ -75,7 +75,7 @@ public:
 
 protected:
     // Arrow keys pan the view by kArrowPanPixels (the tools' own direction).
-    bool panByArrowKey(QKeyEvent* event);
+    void panByArrowKey(QKeyEvent* event);
     // The wheel's primary delta: vertical, or horizontal for a sideways wheel.
     static int wheelDelta(const QWheelEvent* event);
     // The normal tool's wheel: zoom out for a delta below 1, in otherwise.

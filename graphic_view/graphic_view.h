@@ -201,6 +201,7 @@ public:
     void setRelativeOrigin(const QPointF& origin);
     void clearRelativeOrigin() { m_hasRelativeOrigin = false; }
     void setPolyline(const QVector<QPointF>& points) { m_polyline = points; }
+    const QVector<QPointF>& polyline() const { return m_polyline; }
     void setEditShape(int slot, const EditShape& shape);
     void clearEditShapes();
     void setCheckPoints(const QList<check_points>& points) { m_checkPoints = points; }

@@ -435,3 +435,24 @@ TEST_F(EventRouting, AToolThatThrowsOnReleaseIsReset) {
     EXPECT_EQ(messages.withCode(10000205).size(), 1u);
     EXPECT_TRUE(logs.contains("job list failed"));
 }
+
+// The snap takes the key point nearest to the cursor: an end point exactly
+// under it wins over the other end a pixel away, whichever comes first.
+TEST_F(EventRouting, SnapTakesTheNearestKeyPointEvenAtDistanceZero) {
+    const QPoint at(150, 120);
+    const QPointF under = boardAt(at);
+    const double pixel = 1 / view->scale();
+    job.addLine("top", under.x(), under.y(), under.x() + pixel, under.y(), "r100");
+    job.addLine("top", under.x() - pixel, under.y(), under.x(), under.y(), "r100");
+    view->work_layer = "top";
+    PluginMetaData snap(PluginNames::ToolbarEdit, PluginNames::GraphicView, 20001653);
+    recMsgFromManager(view, &snap);
+    TOLVA::UIAPI::CoordinateRecord& coordinate = TOLVA::UIAPI::getCoordinate(&host);
+    coordinate = TOLVA::UIAPI::CoordinateRecord();
+    coordinate.snap_on = true;
+    QTest::mousePress(view, Qt::LeftButton, Qt::NoModifier, at);
+    QTest::mouseRelease(view, Qt::LeftButton, Qt::NoModifier, at);
+    EXPECT_TRUE(coordinate.has_snap_point);
+    EXPECT_EQ(QPointF(coordinate.snap_x, coordinate.snap_y), under);
+    coordinate = TOLVA::UIAPI::CoordinateRecord();
+}

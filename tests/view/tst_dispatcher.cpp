@@ -343,9 +343,13 @@ TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
          {[](ViewWidget&, PluginMetaData& m) { m.payload = &crossList; },
           [](ViewWidget& v, qint32) { EXPECT_EQ(v.crossPoint(), QPointF(1200, -3400)); }}},
         {"unselect_clip_area",
-         {[](ViewWidget& v, PluginMetaData&) { v.polygonPoints().append(QPointF(5, 6)); },
+         {[](ViewWidget& v, PluginMetaData&) {
+              v.polygonPoints().append(QPointF(5, 6));
+              v.setPolyline({QPointF(1, 1), QPointF(2, 2)});
+          },
           [](ViewWidget& v, qint32) {
               EXPECT_TRUE(v.polygonPoints().isEmpty());
+              EXPECT_TRUE(v.polyline().isEmpty());
               EXPECT_TRUE(toolIs<NormalTool>(v));  // no measure tool on the way
           }}},
         {"change_unit",

@@ -205,10 +205,12 @@ struct LogCounter : google::LogSink {
 TEST(Navigation, SnakeTourRefusesDegenerateInputAndSaysSo) {
     SnakeLists lists;
     {
-        LogCounter said("no tour built");
+        LogCounter said("no tour built"), noArea("has no area");
         EXPECT_EQ(buildSnakeTour(ViewTransform(0, 0, 0.01, 0, 0, 0), 1000, 1000, lists), 0);
+        EXPECT_EQ(buildSnakeTour(ViewTransform(100, 0, 0.01, 0, 0, 0), 1000, 1000, lists), 0);
+        EXPECT_EQ(noArea.count, 2);
         EXPECT_EQ(buildSnakeTour(ViewTransform(100, 100, 0.05, 0, 0, 0), 1e12, 1e12, lists), 0);  // beyond memory
-        EXPECT_EQ(said.count, 2);
+        EXPECT_EQ(said.count, 3);
     }
     EXPECT_EQ(buildSnakeTour(ViewTransform(100, 100, 0.05, 0, 0, 0), -1, -1, lists), 0);  // no profile: no rows
     EXPECT_TRUE(lists.points.isEmpty());

@@ -2,7 +2,9 @@
 // on pixels at known positions.
 #include <gtest/gtest.h>
 
+#include <QElapsedTimer>
 #include <QImage>
+#include <QPainter>
 #include <cmath>
 #include <QResizeEvent>
 #include <QTest>
@@ -320,4 +322,58 @@ TEST_F(Rendering, OverlaysArePaintedInTheirOrder) {
     EXPECT_EQ(centreColour(), QColor(Qt::white)) << "the polyline";
     view->setPolyline({});
     EXPECT_EQ(centreColour(), QColor(Qt::black));
+}
+
+// The drawing helpers the rout overlay lends to the tools: a line and an arc
+// in the shared width mode (1: centre lines only, 0: as wide as given).
+TEST_F(Rendering, LinesAndArcsByWidthModeFollowTheSharedMode) {
+    const auto thickness = [](const QImage& img, int x) {
+        int n = 0;
+        for (int y = 0; y < img.height(); ++y) n += QColor(img.pixel(x, y)) == QColor(Qt::white);
+        return n;
+    };
+    for (int mode : {0, 1}) {
+        TOLVA::UIAPI::setWidth(&host, mode);
+        QImage img(100, 100, QImage::Format_RGB32);
+        img.fill(Qt::black);
+        QPainter painter(&img);
+        painter.setPen(QPen(Qt::white));
+        QLineF line(10, 50, 90, 50);
+        view->Drawline_by_mode(painter, 9, line, Qt::FlatCap);
+        painter.end();
+        EXPECT_EQ(thickness(img, 50), mode == 1 ? 1 : 9) << mode;
+    }
+    TOLVA::UIAPI::setWidth(&host, 0);
+    QImage img(100, 100, QImage::Format_RGB32);
+    img.fill(Qt::black);
+    QPainter painter(&img);
+    painter.setPen(QPen(Qt::white));
+    QRectF rect;
+    double start = 0, span = 0;
+    // A board-clockwise arc turns counter-clockwise on the screen (y down):
+    // a quarter about (50, 50) from the right to the top.
+    view->Drawarc_by_mode(painter, true, QPointF(80, 50), QPointF(50, 20), QPointF(50, 50), 3, rect, start, span);
+    painter.end();
+    EXPECT_EQ(rect, QRectF(20, 20, 60, 60));
+    EXPECT_DOUBLE_EQ(start, 0);
+    EXPECT_DOUBLE_EQ(span, 90);
+    EXPECT_EQ(QColor(img.pixel(71, 28)), QColor(Qt::white));  // on the quarter between the ends
+    EXPECT_EQ(QColor(img.pixel(28, 71)), QColor(Qt::black));  // the opposite quarter stays clear
+}
+
+// Where draw() says its time went adds up to most of the time it took on a
+// board whose layers dominate the work.
+TEST_F(Rendering, DrawTimingsAccountForTheDraw) {
+    for (int i = 0; i < 4000; ++i) job.addPad("top", 1e6 + (i % 60) * 3e5, 1e6 + (i / 60) * 2.5e5, "r200");
+    view->setShownLayers({{"top", 0}, {"bot", 1}, {"top", 2}});
+    view->draw();
+    QElapsedTimer clock;
+    clock.start();
+    view->draw();
+    const double elapsedMs = clock.nsecsElapsed() * 1e-6;
+    const ViewWidget::DrawTimings t = view->lastDrawTimings();
+    EXPECT_GT(t.kernelMs, 0);
+    EXPECT_GT(t.blendMs, 0);
+    EXPECT_LE(t.kernelMs + t.blendMs, elapsedMs);
+    EXPECT_GE(t.kernelMs + t.blendMs, 0.5 * elapsedMs);
 }

@@ -10,6 +10,7 @@
 #include <functional>
 
 #include "PluginNames.h"
+#include "TOLVA_API.h"
 #include "core/navigation.h"
 #include "graphic_view/graphic_view.h"
 #include "test_support.h"
@@ -247,7 +248,8 @@ TEST_F(ViewNavigation, SnakeJumpsGoToTheCornersAndMiddleWithMargins) {
 TEST_F(ViewNavigation, ProfileExtentsAndTheirFailure) {
     EXPECT_EQ(view->profileLenth(), kL);
     EXPECT_EQ(view->profileWidth(), kWd);
-    view->Graphic_view_init("no_such_job", "pcb");
+    EXPECT_TRUE(view->Graphic_view_init("nav_job", "pcb"));
+    EXPECT_FALSE(view->Graphic_view_init("no_such_job", "pcb"));
     prompts.clear();
     EXPECT_EQ(view->profileLenth(), -1);
     EXPECT_EQ(view->profileWidth(), -1);
@@ -321,5 +323,24 @@ TEST(FirstResize, ShowsTheProfileWithAMarginOfFifteenPercent) {
     EXPECT_NEAR(boxes.back().data.value("ymin").toDouble(), -0.15 * kWd, 2 * unit);
     EXPECT_NEAR(boxes.back().data.value("ymax").toDouble(), 1.15 * kWd, 2 * unit);
     EXPECT_NEAR(view->center().x(), kL / 2, 2 * unit);
+    delete view;
+}
+
+// Without a job there is no profile to show: the first resize only gives the
+// kernel's canvas the widget's size and keeps the view where it was.
+TEST(FirstResize, WithoutAJobSizesTheCanvas) {
+    PromptRecorder prompts;
+    QWidget host;
+    host.resize(320, 240);
+    auto* view = static_cast<ViewWidget*>(GetViewInstance(&host));
+    view->resize(320, 240);
+    TOLVA::API::init_canvas(17, 9);
+    host.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&host));
+    int w = 0, h = 0;
+    TOLVA::API::get_Canvas_Size(w, h);
+    EXPECT_EQ(w, 320);
+    EXPECT_EQ(h, 240);
+    EXPECT_TRUE(std::isfinite(view->scale()));
     delete view;
 }

@@ -92,3 +92,9 @@ TEST(ViewSettings, HooksSeeJobPathBeforeAndOutputPathAfterStoring) {
     readViewSettings(path, hooks);
     EXPECT_EQ(calls, (QStringList{QStringLiteral("job:/jobs"), QStringLiteral("out:/out")}));
 }
+
+TEST(ViewSettings, PathsAreReadAsUtf8) {
+    QTemporaryDir dir;
+    const QString path = writeIni(dir, QByteArray("[Job_Path]\npath=/data/\xe8\xb7\xaf\xe5\xbe\x84/jobs\n"));
+    EXPECT_EQ(readViewSettings(path).jobPath, QString::fromUtf8("/data/\xe8\xb7\xaf\xe5\xbe\x84/jobs"));
+}

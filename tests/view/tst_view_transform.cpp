@@ -177,3 +177,15 @@ TEST(ViewTransform, ZeroSizeStaysFinite) {
     t.toBoard(0, 0, x, y);
     EXPECT_TRUE(std::isfinite(x));
 }
+
+TEST(ViewTransform, EqualOnlyWhenEveryFieldIsEqual) {
+    const ViewTransform base(400, 300, 0.01, 5, -7, 90);
+    EXPECT_TRUE(base == ViewTransform(400, 300, 0.01, 5, -7, 90));
+    const ViewTransform others[] = {{401, 300, 0.01, 5, -7, 90},  {400, 301, 0.01, 5, -7, 90},
+                                    {400, 300, 0.02, 5, -7, 90},  {400, 300, 0.01, 6, -7, 90},
+                                    {400, 300, 0.01, 5, -8, 90},  {400, 300, 0.01, 5, -7, 180}};
+    for (const ViewTransform& other : others) {
+        EXPECT_FALSE(base == other);
+        EXPECT_TRUE(base != other);
+    }
+}
