@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <QKeyEvent>
+#include <QMouseEvent>
+#include <QWheelEvent>
 #include <QRubberBand>
 #include <QTest>
 
@@ -95,9 +97,13 @@ TEST_F(BoxTools, PopViewOpensOnTheDraggedAreaButNotOnAStrayClick) {
     drag(QPoint(50, 50), QPoint(53, 90));  // four pixels: the smallest inset
     ASSERT_EQ(view->get_popviews().size(), 1);
     EXPECT_EQ(view->get_popviews()[0]->boardArea(), boardBox(QPoint(50, 50), QPoint(53, 90)));
+    drag(QPoint(60, 100), QPoint(160, 102));  // wide but three pixels high
+    EXPECT_EQ(view->get_popviews().size(), 1);
+    drag(QPoint(60, 100), QPoint(160, 103));
+    EXPECT_EQ(view->get_popviews().size(), 2);
     drag(QPoint(300, 250), QPoint(150, 120));
-    ASSERT_EQ(view->get_popviews().size(), 2);
-    EXPECT_EQ(view->get_popviews()[1]->boardArea(), boardBox(QPoint(150, 120), QPoint(300, 250)));
+    ASSERT_EQ(view->get_popviews().size(), 3);
+    EXPECT_EQ(view->get_popviews()[2]->boardArea(), boardBox(QPoint(150, 120), QPoint(300, 250)));
     PluginMetaData close(PluginNames::JobList, PluginNames::GraphicView, 20003950);
     recMsgFromManager(view, &close);
     EXPECT_TRUE(view->get_popviews().isEmpty());
@@ -115,10 +121,60 @@ TEST_F(BoxTools, ToolArrowKeysPanFiftyPixels) {
             const QPoint at(200, 150);
             const QPointF board = view->toBoard(at);
             QKeyEvent key(QEvent::KeyPress, c.key, Qt::NoModifier);
+            key.ignore();
             view->currentTool()->toolKeyPress(&key);
+            EXPECT_TRUE(key.isAccepted()) << type;
             const QPointF now = view->toBoard(at + c.shift);
             EXPECT_NEAR(now.x(), board.x(), 1 / view->scale()) << type << " " << c.key;
             EXPECT_NEAR(now.y(), board.y(), 1 / view->scale()) << type << " " << c.key;
         }
     }
+}
+
+// The normal tool and the tools without gestures of their own take every
+// event they are handed, so that nothing falls through to the widgets below.
+TEST_F(BoxTools, IdleToolsAcceptEveryEvent) {
+    for (T::GRAPHIC_TOOL_TYPE type : {T::NORMAL_TOOL, T::DELETE_TOOL, T::RULER_TOOL}) {
+        view->changeTool(type);
+        Graphic_ViewTool* tool = view->currentTool();
+        using MouseOp = void (Graphic_ViewTool::*)(QMouseEvent*);
+        const MouseOp ops[] = {&Graphic_ViewTool::midButtonPress,     &Graphic_ViewTool::midButtonRelease,
+                               &Graphic_ViewTool::leftButtonPress,    &Graphic_ViewTool::leftButtonRelease,
+                               &Graphic_ViewTool::leftButtonDoubleClick, &Graphic_ViewTool::auxMouseEvent,
+                               &Graphic_ViewTool::midButtonDoubleClick, &Graphic_ViewTool::rightButtonRelease,
+                               &Graphic_ViewTool::mouseMove};
+        for (MouseOp op : ops) {
+            QMouseEvent event(QEvent::MouseButtonPress, QPointF(10, 10), Qt::MiddleButton, Qt::MiddleButton,
+                              Qt::NoModifier);
+            event.ignore();
+            (tool->*op)(&event);
+            EXPECT_TRUE(event.isAccepted()) << type;
+        }
+        QWheelEvent wheel(QPointF(10, 10), QPointF(10, 10), QPoint(), QPoint(0, 120), Qt::NoButton, Qt::NoModifier,
+                          Qt::NoScrollPhase, false);
+        wheel.ignore();
+        tool->wheel(&wheel);
+        EXPECT_TRUE(wheel.isAccepted()) << type;
+        QEvent aux(QEvent::User);
+        aux.ignore();
+        tool->auxEvent(&aux);
+        EXPECT_TRUE(aux.isAccepted()) << type;
+    }
+}
+
+// The zoom tool's wheel leaves its band spanning from where the last press
+// was (on the board, so it follows the zoom) to the wheel position.
+TEST_F(BoxTools, ZoomToolWheelSpansItsBandFromThePressPoint) {
+    show();
+    view->changeTool(T::ZOOMIN_TOOL);
+    QTest::mousePress(view, Qt::LeftButton, Qt::NoModifier, QPoint(100, 80));
+    const QPointF pressed = view->toBoard(QPoint(100, 80));
+    QWheelEvent wheel(QPointF(250, 200), QPointF(view->mapToGlobal(QPoint(250, 200))), QPoint(), QPoint(0, 120),
+                      Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false);
+    QApplication::sendEvent(view, &wheel);
+    int px = 0, py = 0;
+    view->db2view(pressed.x(), pressed.y(), px, py);
+    const QList<QRubberBand*> bands = view->findChildren<QRubberBand*>();
+    ASSERT_EQ(bands.size(), 1);
+    EXPECT_EQ(bands[0]->geometry(), QRect(QPoint(px, py), QPoint(250, 200)).normalized());
 }
