@@ -25,13 +25,25 @@ protected:
     }
     void draw() { API::draw_layer(kJob, "pcb", "a", 200, 10, 20, 255); }
     // Every pixel is painted exactly when `inside` holds at its centre.
-    void expectShape(const std::function<bool(double, double)>& inside) {
+    void expectShape(const std::function<bool(double, double)>& inside) { expectShapeOn(kW, kH, inside); }
+    // The same on a unit canvas of w x h pixels; `painted` tells painted
+    // pixels from the others (by default: a colour byte is set).
+    void expectShapeOn(int w, int h, const std::function<bool(double, double)>& inside,
+                       const std::function<bool(int, int)>& painted = kt::painted) {
         int mismatches = 0;
-        for (int j = 0; j < kH; ++j)
-            for (int i = 0; i < kW; ++i)
-                if (kt::painted(i, j) != inside(centreX(i), centreY(j, kH)) && ++mismatches < 5)
-                    ADD_FAILURE() << "pixel (" << i << ", " << j << ") painted=" << kt::painted(i, j);
+        for (int j = 0; j < h; ++j)
+            for (int i = 0; i < w; ++i)
+                if (painted(i, j) != inside(centreX(i), centreY(j, h)) && ++mismatches < 5)
+                    ADD_FAILURE() << "pixel (" << i << ", " << j << ") painted=" << painted(i, j);
         EXPECT_EQ(mismatches, 0);
+    }
+    // Exactly one pixel is painted, (i, j).
+    void expectOnlyPixel(int i, int j) {
+        int w, h;
+        API::canvas(w, h);
+        for (int q = 0; q < h; ++q)
+            for (int k = 0; k < w; ++k)
+                if (kt::painted(k, q) != (k == i && q == j)) ADD_FAILURE() << "pixel (" << k << ", " << q << ")";
     }
 };
 
@@ -353,6 +365,142 @@ TEST_F(Raster, ZoomedViewUsesTheIndexAndDrawsTheSameShapes) {
     kt::add(kJob, "a", API::GreatePadString(5e8, 5e8, s, API::POL_POSITIVE, 0, 0, 1));
     draw();
     expectShape([](double x, double y) { return std::hypot(x - 10200, y - 9700) <= 1650; });
+}
+
+TEST_F(Raster, FatArcLeavesTheRowThroughItsCentreToItsSweep) {
+    // A pen wider than the radius: the row of pixel centres through the
+    // arc's centre is cut there, each half painted by its own direction.
+    struct Case {
+        const char* what;
+        bool clockwise;
+        int polarity;
+    };
+    const Case cases[] = {{"minor, positive", false, API::POL_POSITIVE},
+                          {"minor, negative", false, API::POL_NEGATIVE},
+                          {"major, positive", true, API::POL_POSITIVE}};
+    constexpr int W = 301, H = 300;
+    const double sx = 164500, sy = 198500, ex = 136500, ey = 198500, cx = 150500, cy = 150500;
+    const double radius = 50000, pen = 60000;  // r120
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        kt::freshJob(kJob, {"a", "b"});
+        kt::unitCanvas(W, H);
+        API::clear_canvas();
+        if (c.polarity == API::POL_NEGATIVE) {  // over a filled canvas
+            const double right = W * 1000.0, top = H * 1000.0;
+            kt::add(kJob, "a", API::GreateSurfaceString({{0, 0}, {right, 0}, {right, top}, {0, top}},
+                                                        API::POL_POSITIVE, 0, true));
+            API::draw_layer(kJob, "pcb", "a", 0, 255, 0, 255);
+        }
+        const int s = kt::symbol(kJob, "b", "r120");
+        kt::add(kJob, "b", API::GreateArcString(sx, sy, ex, ey, cx, cy, s, c.polarity, 0, c.clockwise));
+        API::draw_layer(kJob, "pcb", "b", 200, 10, 20, 255);
+        expectShapeOn(
+            W, H,
+            [&](double x, double y) {
+                // Counter-clockwise from the start's ray to the end's (the other way round when clockwise).
+                const double ax = (c.clockwise ? ex : sx) - cx, ay = (c.clockwise ? ey : sy) - cy;
+                const double bx = (c.clockwise ? sx : ex) - cx, by = (c.clockwise ? sy : ey) - cy;
+                const double px = x - cx, py = y - cy;
+                const bool afterA = ax * py - ay * px >= 0, beforeB = px * by - py * bx >= 0;
+                const bool inSweep = ax * by - ay * bx > 0 ? afterA && beforeB : afterA || beforeB;
+                const bool inRing = std::hypot(px, py) <= radius + pen;  // the pen reaches past the centre
+                return (inSweep && inRing) || std::hypot(x - sx, y - sy) <= pen || std::hypot(x - ex, y - ey) <= pen;
+            },
+            [&](int i, int j) { return c.polarity == API::POL_NEGATIVE ? kt::isBackground(i, j) : kt::painted(i, j); });
+    }
+}
+
+TEST_F(Raster, ShapeThatCoversNoPixelCentrePaintsItsFirstPoint) {
+    // Each covers no pixel centre, and the corner, axis end or ring point
+    // that once stood in for it lies off the canvas while its first point
+    // is on it.
+    struct Case {
+        const char* symbol;
+        bool line;
+        double x, y;  // first point: line start, pad centre
+        int angle;
+        int i, j;     // the first point's pixel
+    };
+    const Case cases[] = {
+        {"rect2x0.2", true, 300, 5000, 0, 0, 15},      // a thin bar between rows, its hull starting left of the canvas
+        {"s0.9", false, 0, 5000, 315, 0, 15},          // a diamond between four centres, a corner beyond the left edge
+        {"oval3x0.2", false, 300, 5000, 0, 0, 15},     // its axis starting beyond the left edge
+        {"donut_r1.02x0.9", false, 23750, 5000, 0, 23, 15},  // its ring passing beyond the right edge
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.symbol);
+        kt::freshJob(kJob, {"a"});
+        API::clear_canvas();
+        const int s = kt::symbol(kJob, "a", c.symbol);
+        kt::add(kJob, "a", c.line ? API::GreateLineString(c.x, c.y, c.x + 2700, c.y, s, API::POL_POSITIVE, 0)
+                                  : API::GreatePadString(c.x, c.y, s, API::POL_POSITIVE, c.angle, 0, 1));
+        draw();
+        expectOnlyPixel(c.i, c.j);
+    }
+}
+
+TEST_F(Raster, JustUnderAPixelIsOnePixelAtAFewNanometresPerPixel) {
+    // Boxes of about 4.5 nm on 5 nm pixels, which rounded out to whole
+    // nanometres would reach 5 or 6 nm: exactly the pixel of the first point.
+    API::zoom_to_box(0, 0, kW * 0.005, kH * 0.005);
+    struct Case {
+        const char* what;
+        const char* symbol;
+        std::function<std::string(int symbol)> record;
+        int i, j;
+    };
+    const Case cases[] = {
+        {"thin arc", "r0.0015",
+         [](int s) { return API::GreateArcString(55, 52, 52, 55, 52, 52, s, API::POL_POSITIVE, 0, false); }, 11, 9},
+        {"turned rect pad", "rect0.004x0.002",
+         [](int s) { return API::GreatePadString(50, 50, s, API::POL_POSITIVE, 30, 0, 1); }, 10, 10},
+        {"scaled oval pad", "oval0.003x0.001",
+         [](int s) { return API::GreatePadString(50, 52, s, API::POL_POSITIVE, 0, 0, 1.5); }, 10, 9},
+        // The L's strokes run from (0, 4) down to the anchor and on to (4, 0) nm.
+        {"text", nullptr,
+         [](int) { return API::GreateTextString(48, 48, "L", API::POL_POSITIVE, 0, 5, 4, 1, "standard", 0, 1); },
+         9, 10},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        kt::freshJob(kJob, {"a"});
+        API::clear_canvas();
+        kt::add(kJob, "a", c.record(c.symbol ? kt::symbol(kJob, "a", c.symbol) : -1));
+        draw();
+        expectOnlyPixel(c.i, c.j);
+    }
+}
+
+TEST_F(Raster, SurfaceEdgesThroughPixelCentresCountOnTheLeftAndTop) {
+    // Corners on pixel centres: centres on a left or top edge are inside,
+    // on a right or bottom edge outside, for the outline and for a hole.
+    struct Case {
+        const char* what;
+        std::vector<API::lPoint> points;
+        std::function<bool(double, double)> inside;
+    };
+    auto box = [](double x, double y, double x0, double y0, double x1, double y1) {
+        return x >= x0 && x < x1 && y > y0 && y <= y1;
+    };
+    const Case cases[] = {
+        {"square", {{2500, 2500}, {6500, 2500}, {6500, 6500}, {2500, 6500}},
+         [&](double x, double y) { return box(x, y, 2500, 2500, 6500, 6500); }},
+        {"square with a hole",
+         {{1500, 1500}, {12500, 1500}, {12500, 12500}, {1500, 12500}, {1500, 1500},
+          {4500, 4500}, {8500, 4500}, {8500, 8500}, {4500, 8500}},
+         [&](double x, double y) { return box(x, y, 1500, 1500, 12500, 12500) && !box(x, y, 4500, 4500, 8500, 8500); }},
+        {"triangle, its slanted edge on centres", {{2500, 2500}, {10500, 2500}, {2500, 10500}},
+         [&](double x, double y) { return x >= 2500 && y > 2500 && x + y < 13000; }},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        kt::freshJob(kJob, {"a"});
+        API::clear_canvas();
+        kt::add(kJob, "a", API::GreateSurfaceString(c.points, API::POL_POSITIVE, 0, true));
+        draw();
+        expectShape(c.inside);
+    }
 }
 
 TEST_F(Raster, SubPixelFeaturesShowAsOnePixel) {
