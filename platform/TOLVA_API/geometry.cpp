@@ -289,6 +289,17 @@ IBox featureBox(const LayerContext& ctx, const Feature& f) {
     }
 }
 
+Extent textExtent(double x, double y, const TextLayout& t) {
+    Extent e{x, y, x, y};
+    for (const Segment& s : t.strokes) {
+        e.xmin = std::min({e.xmin, s.a.x, s.b.x});
+        e.xmax = std::max({e.xmax, s.a.x, s.b.x});
+        e.ymin = std::min({e.ymin, s.a.y, s.b.y});
+        e.ymax = std::max({e.ymax, s.a.y, s.b.y});
+    }
+    return {e.xmin - t.radius, e.ymin - t.radius, e.xmax + t.radius, e.ymax + t.radius};
+}
+
 // ---- stroke font ------------------------------------------------------------
 // Each glyph is a list of polylines separated by blanks; a polyline is a run
 // of digit pairs (x on 0..4, y on 0..6, y up). A single point is a dot.

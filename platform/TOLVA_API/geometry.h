@@ -68,6 +68,8 @@ struct TextLayout {
 TextLayout layoutText(double x, double y, const TextGeom& t, int angle, bool mirror);
 // The same into `out`, reusing its storage.
 void layoutText(double x, double y, const TextGeom& t, int angle, bool mirror, TextLayout& out);
+// The box of a laid-out text: its anchor and strokes, widened by the pen.
+Extent textExtent(double x, double y, const TextLayout& t);
 // Stroke-font glyph of one character: polylines on a 4 x 6 grid.
 const char* glyphStrokes(unsigned char c);
 

@@ -87,7 +87,7 @@ std::shared_ptr<const DiscTable> discTable(const DiscPen& pen, int stride, bool 
 class LayerPainter {
 public:
     LayerPainter(Raster& raster, const LayerDef& def, LayerData& data)
-        : m_r(raster), m_def(def), m_data(data), m_ctx{def, data} {
+        : m_r(raster), m_def(def), m_data(data) {
         const double iu = 1.0 / raster.pixelWidth(), iv = 1.0 / raster.pixelHeight();
         for (const Symbol& s : def.symbols) {
             SymbolPen p;
@@ -295,17 +295,9 @@ private:
         if (ur < 0 || vb < 0 || ul >= m_r.widthU() || vt >= m_r.heightV()) return;
         layoutText(f.x1, f.y1, m_data.texts[f.ref], f.angle, f.flags & kMirror, m_text);
         const TextLayout& t = m_text;
-        if (ur - ul < 1 + kBoxRounding / m_r.pixelWidth() && vb - vt < 1 + kBoxRounding / m_r.pixelHeight()) {
-            Extent e{double(f.x1), double(f.y1), double(f.x1), double(f.y1)};
-            for (const Segment& s : t.strokes) {
-                e.xmin = std::min({e.xmin, s.a.x, s.b.x});
-                e.xmax = std::max({e.xmax, s.a.x, s.b.x});
-                e.ymin = std::min({e.ymin, s.a.y, s.b.y});
-                e.ymax = std::max({e.ymax, s.a.y, s.b.y});
-            }
-            const Extent pen{e.xmin - t.radius, e.ymin - t.radius, e.xmax + t.radius, e.ymax + t.radius};
-            if (handledByCull(pen, f)) return;
-        }
+        if (ur - ul < 1 + kBoxRounding / m_r.pixelWidth() && vb - vt < 1 + kBoxRounding / m_r.pixelHeight() &&
+            handledByCull(textExtent(f.x1, f.y1, t), f))
+            return;
         const bool thin = m_r.thin(t.radius);
         bool any = false;
         for (const Segment& s : t.strokes) {
@@ -321,7 +313,6 @@ private:
     Raster& m_r;
     const LayerDef& m_def;
     LayerData& m_data;
-    LayerContext m_ctx;
     std::vector<SymbolPen> m_pens;
     std::vector<std::vector<Vec>> m_rings;
     TextLayout m_text;
