@@ -456,3 +456,12 @@ TEST_F(EventRouting, SnapTakesTheNearestKeyPointEvenAtDistanceZero) {
     EXPECT_EQ(QPointF(coordinate.snap_x, coordinate.snap_y), under);
     coordinate = TOLVA::UIAPI::CoordinateRecord();
 }
+
+// Every double click is logged, in every build.
+TEST_F(EventRouting, DoubleClicksAreLogged) {
+    for (Qt::MouseButton button : {Qt::LeftButton, Qt::MiddleButton, Qt::RightButton}) {
+        LogCapture logs;
+        testsupport::doubleClick(view, button, QPoint(70, 70));
+        EXPECT_EQ(logs.count(google::GLOG_INFO, "double click slot"), 1) << button;
+    }
+}
