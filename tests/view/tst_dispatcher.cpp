@@ -485,8 +485,11 @@ TEST_F(Dispatcher, DisplayTvdiAndStatusFlags) {
     EXPECT_EQ(view->currentTool()->getType(), Graphic_ViewTool::NORMAL_TOOL);
     deliver(view, message(20004402));
     EXPECT_FALSE(view->tvdiMode());
+    view->setStatusFlag(1, true);
+    view->setStatusFlag(2, true);
     deliver(view, message(20000422));
     EXPECT_FALSE(view->statusFlag(1));
+    EXPECT_TRUE(view->statusFlag(2));  // only the flag after the TVDI mode flag
 }
 
 TEST_F(Dispatcher, SnapCodesStoreTheirModeHereAndInTheSharedState) {
