@@ -139,22 +139,24 @@ std::string defaultPath(const Job& j) {
 }
 
 // Appends one whole line or nothing: a write that fails part way (a full
-// disk) is cut off again, and a journal the write created is removed.
+// disk) is cut off again, and a journal the write created is removed. (A
+// journal that is a device, /dev/null say, cannot be cut.)
 void appendText(const std::string& path, const std::string& line) {
     namespace fs = std::filesystem;
     std::error_code ec;
-    const bool existed = fs::exists(path, ec);
-    const std::uintmax_t size = existed ? fs::file_size(path, ec) : 0;
-    if (ec) fail("cannot open the journal '" + path + "': " + ec.message());
+    const fs::file_status status = fs::status(path, ec);
+    const bool existed = fs::exists(status), regular = fs::is_regular_file(status);
+    const std::uintmax_t size = regular ? fs::file_size(path, ec) : 0;
+    if (regular && ec) fail("cannot open the journal '" + path + "': " + ec.message());
     std::ofstream out(path, std::ios::app | std::ios::binary);
     if (!out) fail("cannot open the journal '" + path + "'");
     out.write(line.data(), static_cast<std::streamsize>(line.size()));
     out.flush();
     if (out) return;
     out.close();
-    if (existed)
+    if (regular)
         fs::resize_file(path, size, ec);
-    else
+    else if (!existed)
         fs::remove(path, ec);
     fail("cannot write the journal '" + path + "'");
 }
