@@ -1,6 +1,7 @@
 #pragma once
 // Helpers shared by the kernel tests.
 #include <cstdint>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -69,3 +70,12 @@ inline double centreX(int i) { return (i + 0.5) * 1000.0; }
 inline double centreY(int j, int h) { return (h - j - 0.5) * 1000.0; }
 
 }  // namespace kt
+
+// Boxes in test failures as numbers.
+namespace TOLVA {
+namespace API {
+inline void PrintTo(const reply_box& b, std::ostream* out) {
+    *out << "(" << b.xmin << ", " << b.ymin << ", " << b.xmax << ", " << b.ymax << ")";
+}
+}  // namespace API
+}  // namespace TOLVA

@@ -122,6 +122,43 @@ TEST_F(Edits, UndoWalksBackThroughLayerAndMatrixEdits) {
     EXPECT_FALSE(API::undo_last_edit(kJob));
 }
 
+TEST_F(Edits, MovedCopiedAndRestoredTextsKeepTheBoxOfTheirStrokes) {
+    // Thirty characters of the largest size reach past 32 bits from most
+    // anchors, where their box is clipped.
+    auto text = [](double x, double y, int angle) {
+        return API::GreateTextString(x, y, std::string(30, 'W'), API::POL_POSITIVE, angle, 1e8, 1e8, 1, "std", 0, 1);
+    };
+    auto box = [](const API::featureInfo& f) { return std::vector<double>{f.xmin, f.ymin, f.xmax, f.ymax}; };
+    struct Case {
+        const char* what;
+        double x, y;
+        int angle, dx, dy;
+    };
+    const Case cases[] = {
+        {"reaching left past the range, moved right", -1e9, 0, 180, 1000, 0},
+        {"reaching right past the range, moved right", 999999000, 0, 0, 1000, 0},
+        {"reaching down past the range, moved up", 0, -1e9, 270, 0, 1000},
+        {"reaching up, moved left and down", 5000, 5000, 90, -1000, -1000},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        SetUp();
+        kt::add(kJob, "b", text(c.x, c.y, c.angle));
+        const std::vector<double> original = box(info("b", 0));
+        // The box of the same text built at the new anchor.
+        kt::add(kJob, "a", text(c.x + c.dx, c.y + c.dy, c.angle));
+        const std::vector<double> expected = box(info("a", count("a") - 1));
+        ASSERT_NE(expected, original);
+        API::select_feature_by_id(kJob, "pcb", "b", 0);
+        API::move_same_layer(kJob, "pcb", {"b"}, c.dx, c.dy);
+        EXPECT_EQ(box(info("b", 0)), expected) << "moved";
+        ASSERT_TRUE(API::undo_last_edit(kJob));
+        EXPECT_EQ(box(info("b", 0)), original) << "moved back by undo";
+        API::copy_features_in_samelayer(kJob, "pcb", {"b"}, c.dx, c.dy);
+        EXPECT_EQ(box(info("b", 1)), expected) << "copied";
+    }
+}
+
 TEST_F(Edits, AFailingCallLeavesTheJobAsItWas) {
     API::select_feature_by_id(kJob, "pcb", "a", 0);
     API::select_feature_by_id(kJob, "pcb", "a", 3);

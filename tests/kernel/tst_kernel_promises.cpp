@@ -17,14 +17,6 @@
 using namespace TOLVA;
 namespace fs = std::filesystem;
 
-namespace TOLVA {
-namespace API {
-void PrintTo(const reply_box& b, std::ostream* out) {
-    *out << "(" << b.xmin << ", " << b.ymin << ", " << b.xmax << ", " << b.ymax << ")";
-}
-}  // namespace API
-}  // namespace TOLVA
-
 namespace {
 
 const char* const kStep = "pcb";

@@ -115,6 +115,34 @@ TEST_F(Records, EachKindRoundTripsThroughTheLayer) {
     EXPECT_EQ(text.angle, 270);
 }
 
+TEST_F(Records, APadStringAndTheStoredRecordAgreeOnTheScale) {
+    const int s = kt::symbol(kJob, "a", "r100");
+    const double inf = std::numeric_limits<double>::infinity();
+    struct Case {
+        double scale;
+        const char* written;  // null: refused
+    };
+    const Case cases[] = {
+        {0, "1"},           {1, "1"},          {0.5, "0.5"},     {1.1, "1.1"},   {1000, "1000"},
+        {1e-30, "1e-30"},   {1e-300, nullptr}, {1e-31, nullptr}, {1000.5, nullptr},
+        {-1, nullptr},      {inf, nullptr},    {std::nan(""), nullptr},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.scale);
+        if (!c.written) {
+            EXPECT_THROW(API::GreatePadString(0, 0, s, API::POL_POSITIVE, 0, 0, c.scale), API::KernelText);
+            continue;
+        }
+        const std::string rec = API::GreatePadString(0, 0, s, API::POL_POSITIVE, 0, 0, c.scale);
+        EXPECT_EQ(rec.substr(rec.rfind(' ') + 1), c.written);
+        kt::add(kJob, "a", rec);
+        EXPECT_EQ(only(JOB::feature_count(kJob, "pcb", "a") - 1).record, rec);
+    }
+    // The same scales written by hand are refused when they are read.
+    for (const char* scale : {"1e-300", "0.1e-30", "-1", "1000.5"})
+        EXPECT_THROW(kt::add(kJob, "a", std::string("P 0 0 0 P 0 0 ") + scale), API::KernelText) << scale;
+}
+
 TEST_F(Records, SurfaceContoursSplitWhereTheFirstPointRepeats) {
     std::string closedImplicitly =
         API::GreateSurfaceString({{0, 0}, {10, 0}, {10, 10}, {0, 10}}, API::POL_POSITIVE, 0, true);

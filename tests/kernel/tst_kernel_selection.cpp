@@ -268,4 +268,21 @@ TEST_F(FeaturesInBox, BadArgumentsThrowTextAndChangeNothing) {
     }
 }
 
+TEST_F(Selection, FeaturesReachingPastThe32BitRangeAreIndexedAndFound) {
+    // 100 mm pads at a thousand times their size on the corners of the
+    // coordinate range: their boxes reach past +-2^31.
+    const int s = kt::symbol(kJob, "a", "r100000");
+    constexpr int kPads = 40;  // enough for a tree of more than one level
+    for (int k = 0; k < kPads; ++k)
+        kt::add(kJob, "a", API::GreatePadString(k % 2 ? 1e9 : -1e9, k % 4 < 2 ? 1e9 : -1e9, s, API::POL_POSITIVE, 0, 0, 1000));
+    constexpr int32_t kLimit = (1 << 30) - 1;  // layer boxes are clipped to +-(2^30 - 1)
+    EXPECT_EQ(API::layer_box(kJob, "pcb", "a"), rbox(-kLimit, -kLimit, kLimit, kLimit));
+    // Each pad covers the whole range, so every box finds them all, even
+    // one beyond the clipped boxes.
+    for (const API::reply_box& b : {rbox(0, 0, 10, 10), rbox(2000000000, 2000000000, 2100000000, 2100000000),
+                                    rbox(INT32_MIN, INT32_MIN, INT32_MIN + 1, INT32_MIN + 1)})
+        EXPECT_EQ(indicesInBox(b).size(), size_t(kPads)) << b.xmin;
+    EXPECT_EQ(selectBox(box(-5, -5, 5, 5)), kPads);
+}
+
 }  // namespace

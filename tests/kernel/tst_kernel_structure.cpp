@@ -2,8 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 
-#include "TOLVA_Job.h"
+#include "kernel_test_util.h"
 
 using namespace TOLVA;
 
@@ -39,6 +40,48 @@ TEST_F(Structure, ProfileBoxIsTheOutlineExtent) {
     EXPECT_TRUE(API::has_profile("j", "pcb"));
     API::reply_box b = API::profile_box("j", "pcb");
     EXPECT_EQ(b, (API::reply_box{-10, 5, 300, 208}));
+}
+
+TEST_F(Structure, LayerAndStepBoxesFollowMovesCopiesAndUndo) {
+    // Pads of 100 um (+-50000 nm): two on "top", one on "drl" below them.
+    for (const char* layer : {"top", "drl"}) {
+        int s = -1;
+        API::create_new_symbol("j", "pcb", layer, "r100", s);
+    }
+    auto pad = [](const char* layer, double x, double y) {
+        API::AddFeature("j", "pcb", {layer}, {{layer, API::GreatePadString(x, y, 0, API::POL_POSITIVE, 0, 0, 1)}},
+                        {}, false);
+    };
+    pad("top", 0, 0);
+    pad("top", 500000, 0);
+    pad("drl", 0, -1000000);
+    struct Step {
+        const char* what;
+        std::function<void()> edit;
+        API::reply_box top, all;  // layer_box of "top"; profile_box without a profile
+    };
+    const API::reply_box start{-50000, -50000, 550000, 50000}, moved{450000, -50000, 1050000, 50000};
+    const Step steps[] = {
+        {"as added", [] {}, start, {-50000, -1050000, 550000, 50000}},
+        {"the pad on the left edge moved right",
+         [] {
+             API::select_feature_by_id("j", "pcb", "top", 0);
+             API::move_same_layer("j", "pcb", {"top"}, 1000000, 0);
+         },
+         moved, {-50000, -1050000, 1050000, 50000}},
+        {"and up", [] { API::move_same_layer("j", "pcb", {"top"}, 0, 2000000); }, {450000, -50000, 1050000, 2050000},
+         {-50000, -1050000, 1050000, 2050000}},
+        {"undone", [] { API::undo_last_edit("j"); }, moved, {-50000, -1050000, 1050000, 50000}},
+        {"copied far left", [] { API::copy_features_in_samelayer("j", "pcb", {"top"}, -2000000, 0); },
+         {-1050000, -50000, 1050000, 50000}, {-1050000, -1050000, 1050000, 50000}},
+        {"copy undone", [] { API::undo_last_edit("j"); }, moved, {-50000, -1050000, 1050000, 50000}},
+        {"move undone", [] { API::undo_last_edit("j"); }, start, {-50000, -1050000, 550000, 50000}},
+    };
+    for (const Step& s : steps) {
+        s.edit();
+        EXPECT_EQ(API::layer_box("j", "pcb", "top"), s.top) << s.what;
+        EXPECT_EQ(API::profile_box("j", "pcb"), s.all) << s.what;
+    }
 }
 
 TEST_F(Structure, UnknownNamesThrowText) {
