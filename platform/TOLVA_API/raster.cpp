@@ -244,7 +244,7 @@ void Raster::polygon(const std::vector<std::vector<Vec>>& rings) {
                 std::swap(ua, ub);
                 std::swap(va, vb);
             }
-            edges.push_back({va, vb, ua, (ub - ua) / (vb - va)});
+            edges.push_back({va, vb, ua, ub - ua, vb - va});
             vmin = std::min(vmin, va);
             vmax = std::max(vmax, vb);
         }
@@ -271,7 +271,7 @@ void Raster::polygon(const std::vector<std::vector<Vec>>& rings) {
             for (const PolyEdge* e : active) {
                 if (e->vbot <= vc) continue;
                 active[kept++] = e;
-                xs.push_back(e->utop + (vc - e->vtop) * e->slope);
+                xs.push_back(e->utop + (vc - e->vtop) * e->du / e->dv);
             }
             active.resize(kept);
             if (xs.size() <= 32)

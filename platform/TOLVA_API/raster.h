@@ -342,8 +342,11 @@ private:
     double m_wInner, m_hInner;  // width and height less a pixel
     double m_uInside, m_vInside;  // width and height less the hairline margin
     // Scratch space of polygon fills, kept between them.
+    // An edge's crossing with a row is utop + (v - vtop) * du / dv: the
+    // product first and one division, so that a crossing that lies exactly
+    // on a pixel centre (common on a power-of-two grid) comes out exactly.
     struct PolyEdge {
-        double vtop, vbot, utop, slope;
+        double vtop, vbot, utop, du, dv;
     };
     std::vector<PolyEdge> m_edges;
     std::vector<const PolyEdge*> m_active;

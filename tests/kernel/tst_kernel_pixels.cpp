@@ -61,6 +61,18 @@ double exactMicrons(long long& nm) {
     return double(nm) / 1000.0;
 }
 
+// A canvas of v.w x v.h pixels showing the box (micrometres), and the view
+// as the kernel works it out from them.
+View showing(View v, double bx0, double by0, double bx1, double by1) {
+    API::init_canvas(v.w, v.h);
+    API::zoom_to_box(bx0, by0, bx1, by1);
+    v.x0 = bx0 * 1000.0;
+    v.y1 = by1 * 1000.0;
+    v.sx = (bx1 * 1000.0 - bx0 * 1000.0) / v.w;
+    v.sy = (by1 * 1000.0 - by0 * 1000.0) / v.h;
+    return v;
+}
+
 // Odd and even canvas sizes; square and non-square pixels from a nanometre to
 // tens of micrometres. Grid views have 2^a x 2^b nm pixels and whole
 // nanometre edges.
@@ -90,14 +102,7 @@ View randomView(Rng& rng, bool grid) {
         bx1 = bx0 + v.w * sx / 1000;
         by1 = by0 + v.h * sy / 1000;
     }
-    API::init_canvas(v.w, v.h);
-    API::zoom_to_box(bx0, by0, bx1, by1);
-    // The box in nanometres and the pixel size as the kernel works them out.
-    v.x0 = bx0 * 1000.0;
-    v.y1 = by1 * 1000.0;
-    v.sx = (bx1 * 1000.0 - bx0 * 1000.0) / v.w;
-    v.sy = (by1 * 1000.0 - by0 * 1000.0) / v.h;
-    return v;
+    return showing(v, bx0, by0, bx1, by1);
 }
 
 // ---- the rules ----------------------------------------------------------------
@@ -340,6 +345,7 @@ struct Made {
     Expected e;
     bool boxIsFeatureInfos = true;  // the test's box, rounded out, is featureInfo's
     Real textRadius = 0;
+    std::string symbol;
 };
 
 // Coordinates around the view, a little beyond each side.
@@ -352,20 +358,22 @@ Pt offset(Pt p, Real length, double angle) {
     return {p.x + std::llround(length * std::cos(angle)), p.y + std::llround(length * std::sin(angle))};
 }
 
-int addSymbol(const Sym& s) {
+// The symbol on both layers; its name goes into the trial's description.
+int addSymbol(const Sym& s, Made& m) {
     const int a = kt::symbol(kJob, "a", s.name);
     kt::symbol(kJob, "n", s.name);
+    m.symbol = s.name;
     return a;
 }
 
 Made makeLine(Rng& rng, const View& v, Real pixel) {
     const Sym s = randomSymbol(rng, pixel * rng.logUniform(0.1, 20), "rsRod");
-    const int sym = addSymbol(s);
+    Made m;
+    const int sym = addSymbol(s, m);
     const Pt a = somewhere(rng, v);
     const int direction = rng.range(0, 9);  // along x, along y, a dot, or slanted
     const double angle = direction < 2 ? 0 : direction < 4 ? M_PI / 2 : rng.uniform(0, 2 * M_PI);
     const Pt b = direction == 4 ? a : offset(a, pixel * rng.logUniform(0.2, 80) * (rng.chance(0.5) ? 1 : -1), angle);
-    Made m;
     m.record = [=](int pol) {
         return API::GreateLineString(double(a.x), double(a.y), double(b.x), double(b.y), sym, pol, 0);
     };
@@ -386,7 +394,8 @@ Made makeLine(Rng& rng, const View& v, Real pixel) {
 
 Made makePad(Rng& rng, const View& v, Real pixel) {
     const Sym s = randomSymbol(rng, pixel * rng.logUniform(0.1, 30), "rsRod");
-    const int sym = addSymbol(s);
+    Made m;
+    const int sym = addSymbol(s, m);
     const Pt c = somewhere(rng, v);
     // Sines of whole degrees are rational only at multiples of 30: a pixel
     // centre on such a pad's outline is a tie that no rounding settles alike.
@@ -396,7 +405,6 @@ Made makePad(Rng& rng, const View& v, Real pixel) {
     const int mirror = rng.range(0, 1);
     const double scales[] = {1, 0, 0.5, 2, 1.5, 0.25};
     const double scale = rng.chance(0.7) ? scales[rng.range(0, 5)] : (v.grid ? 1 : rng.uniform(0.1, 3));
-    Made m;
     m.record = [=](int pol) { return API::GreatePadString(double(c.x), double(c.y), sym, pol, angle, mirror, scale); };
     const Real k = scale == 0 ? 1 : Real(static_cast<float>(scale));
     const Real w = s.w * k, h = s.h * k, inner = s.inner * k;
@@ -420,11 +428,11 @@ Made makePad(Rng& rng, const View& v, Real pixel) {
         case 'd':
             return dx * dx + dy * dy <= w * w / 4 && dx * dx + dy * dy >= inner * inner / 4;
         case 'o': {
-            const bool wide = w >= h;
-            const Real half = std::fabs(w - h) / 2, r = std::min(w, h) / 2;
-            const Real along = wide ? lx : ly, across = wide ? ly : lx;
-            const Real beyond = std::max<Real>(std::fabs(along) - half, 0);
-            return beyond * beyond + across * across <= r * r;
+            // Within reach of its long axis, taken in board space: a round
+            // oval's disc stays exact at any angle.
+            const Real half = std::fabs(w - h) / 2;
+            const Pt axis = w >= h ? Pt{co * half, si * half} : Pt{-si * half, co * half};
+            return nearSegment(p, {c.x - axis.x, c.y - axis.y}, {c.x + axis.x, c.y + axis.y}, std::min(w, h) / 2);
         }
         default:
             return std::fabs(lx) <= w / 2 && std::fabs(ly) <= h / 2;
@@ -471,9 +479,9 @@ Made makeArc(Rng& rng, const View& v, Real pixel) {
     const bool cw = rng.chance(0.5);
     const bool fat = rng.chance(0.25);
     const Sym sym = randomSymbol(rng, fat ? 2 * R * rng.uniform(1, 2.5) : pixel * rng.logUniform(0.1, 15), "rsRod");
-    const int index = addSymbol(sym);
-    const Real r = std::max(sym.w, sym.h) / 2;
     Made m;
+    const int index = addSymbol(sym, m);
+    const Real r = std::max(sym.w, sym.h) / 2;
     m.record = [=](int pol) {
         return API::GreateArcString(double(s.x), double(s.y), double(e.x), double(e.y), double(c.x), double(c.y), index,
                                     pol, 0, cw);
@@ -529,9 +537,14 @@ bool inContours(Pt p, const std::vector<std::vector<Pt>>& rings) {
 Made makeSurface(Rng& rng, const View& v, Real pixel) {
     std::vector<std::vector<Pt>> rings(rng.range(1, 3));
     std::vector<API::lPoint> points;
-    const Real size = pixel * rng.logUniform(0.3, 60);
+    const Real outline = pixel * rng.logUniform(0.3, 60);
+    Pt first{};
     for (auto& ring : rings) {
-        const Pt c = somewhere(rng, v);
+        // Later contours often about the first's middle, mostly as holes.
+        const bool hole = &ring != &rings[0] && rng.chance(0.6);
+        const Pt c = hole ? first : somewhere(rng, v);
+        if (&ring == &rings[0]) first = c;
+        const Real size = (hole ? 0.4 : 1) * outline;
         if (rng.chance(0.3)) {  // a rectangle, edges along the axes
             const Real hw = std::max<Real>(1, std::llround(size * rng.uniform(0.1, 1)));
             const Real hh = std::max<Real>(1, std::llround(size * rng.uniform(0.1, 1)));
@@ -683,7 +696,8 @@ TEST(Pixels, EveryKindPaintsWhatTheRulesSayAtRandomViews) {
         kt::freshJob(kJob, {"bg", "a", "n"});
         const Made m = kind.second(rng, v, std::sqrt(v.sx * v.sy));
         if (borderline(v, m)) continue;
-        const std::string what = std::string(kind.first) + " #" + std::to_string(t) + " " + describe(v, m.record(1));
+        const std::string what =
+            std::string(kind.first) + " #" + std::to_string(t) + " " + m.symbol + " " + describe(v, m.record(1));
         try {
             kt::add(kJob, "a", m.record(API::POL_POSITIVE));
             kt::add(kJob, "n", m.record(API::POL_NEGATIVE));
@@ -736,4 +750,31 @@ TEST(Pixels, EveryKindPaintsWhatTheRulesSayAtRandomViews) {
     EXPECT_GE(rules[int(Rule::OnePixelWide)], kEnough);
     EXPECT_GE(rules[int(Rule::TextRules)], kEnough);
     EXPECT_GE(rules[int(Rule::OffCanvas)], kEnough);
+}
+
+TEST(Pixels, SurfaceEdgeThroughAPixelCentreOfAnOffsetGridIsExact) {
+    // 128 x 64 nm pixels from an odd origin: the edge from (423603, 979725)
+    // to (423475, 980365) passes exactly through the centre of pixel (7, 36),
+    // a crossing that a slope rounded once and multiplied misses.
+    View v;
+    v.w = 83;
+    v.h = 77;
+    v.grid = true;
+    v = showing(v, 420211 / 1000.0, (982125 - 77 * 64) / 1000.0, (420211 + 83 * 128) / 1000.0, 982125 / 1000.0);
+    const std::vector<Pt> ring = {{422963, 978189}, {423603, 979725}, {423475, 980365},
+                                  {421427, 980877}, {421171, 979853}, {419379, 981389}};
+    std::vector<API::lPoint> points;
+    for (const Pt& p : ring) points.push_back({double(p.x), double(p.y)});
+    kt::freshJob(kJob, {"a"});
+    kt::add(kJob, "a", API::GreateSurfaceString(points, API::POL_POSITIVE, 0, true));
+    API::clear_canvas();
+    API::draw_layer(kJob, "pcb", "a", 200, 100, 50, 255);
+    Expected e;
+    e.inside = [&](Pt p) { return inContours(p, {ring}); };
+    e.box = {419379, 978189, 423603, 981389};
+    e.first = ring[0];
+    Rule rule;
+    const Picture want = expectedPicture(v, e, rule);
+    ASSERT_TRUE(want.must[36 * v.w + 7]);
+    EXPECT_EQ(compare(paintedPixels(v), want, "surface"), 0);
 }
