@@ -42,8 +42,9 @@ uint8_t mirrorFlag(long long mirror) {
     return mirror ? kMirror : 0;
 }
 
-// A pad's scale is kept as a float: a positive scale below the smallest
-// normal float would be stored as 0 (which reads back as 1) or lose digits.
+// A pad's scale is kept as a float. Below the smallest normal float (about
+// 1.2e-38) a scale would be stored as 0, which reads back as 1, or lose
+// digits; the lower bound sits well above that.
 constexpr double kMinPadScale = 1e-30;
 constexpr double kMaxPadScale = 1000;
 
