@@ -73,31 +73,28 @@ Observed observe(const std::string& job, bool journal) {
     return o;
 }
 
+// Widens `into` by `b`; `have` tells whether `into` holds a box yet.
+void unite(API::reply_box& into, bool& have, const API::reply_box& b) {
+    into = have ? API::reply_box{std::min(into.xmin, b.xmin), std::min(into.ymin, b.ymin),
+                                 std::max(into.xmax, b.xmax), std::max(into.ymax, b.ymax)}
+                : b;
+    have = true;
+}
+
 // Each layer's box is the union of its features' boxes; without a profile,
 // the step's box is the union of the layers'.
 void expectBoxesFollowFeatures(const std::string& job) {
     const std::vector<API::featureInfo> features = kt::snapshot(job);
-    auto clip = [](double v) { return std::max(-kBoxLimit, std::min(kBoxLimit, v)); };
+    auto clip = [](double v) { return int32_t(std::max(-kBoxLimit, std::min(kBoxLimit, v))); };
     API::reply_box all{};
     bool any = false;
     for (const API::matrix_info& m : API::get_matrix(job)) {
         API::reply_box box{};
         bool found = false;
-        for (const API::featureInfo& f : features) {
-            if (f.layer != m.name) continue;
-            const API::reply_box b{int32_t(clip(f.xmin)), int32_t(clip(f.ymin)), int32_t(clip(f.xmax)),
-                                   int32_t(clip(f.ymax))};
-            box = found ? API::reply_box{std::min(box.xmin, b.xmin), std::min(box.ymin, b.ymin),
-                                         std::max(box.xmax, b.xmax), std::max(box.ymax, b.ymax)}
-                        : b;
-            found = true;
-        }
+        for (const API::featureInfo& f : features)
+            if (f.layer == m.name) unite(box, found, {clip(f.xmin), clip(f.ymin), clip(f.xmax), clip(f.ymax)});
         EXPECT_EQ(API::layer_box(job, kStep, m.name), box) << "layer " << m.name;
-        if (!found) continue;
-        all = any ? API::reply_box{std::min(all.xmin, box.xmin), std::min(all.ymin, box.ymin),
-                                   std::max(all.xmax, box.xmax), std::max(all.ymax, box.ymax)}
-                  : box;
-        any = true;
+        if (found) unite(all, any, box);
     }
     if (!API::has_profile(job, kStep)) {
         EXPECT_EQ(API::profile_box(job, kStep), all);
@@ -539,11 +536,11 @@ TEST_F(Promises, AJournalThatCannotBeWrittenChangesNothing) {
     kt::add(kTested, "a", pad(0));
     kt::add(kTested, "a", pad(1000));
     API::select_feature_by_id(kTested, kStep, "a", 0);
-    struct Call {
+    struct Case {
         const char* what;
         std::function<void()> run;
     };
-    const Call calls[] = {
+    const Case cases[] = {
         {"AddFeature selecting the new feature",
          [&] { API::AddFeature(kTested, kStep, {"a", "b"}, {{"a", pad(5)}, {"b", pad(6)}}, {{"k", "v"}}, true); }},
         {"undo_last_edit", [&] { API::undo_last_edit(kTested); }},
@@ -554,7 +551,7 @@ TEST_F(Promises, AJournalThatCannotBeWrittenChangesNothing) {
     const std::string unusable[] = {Generator::brokenJournal(dir), dir.string(), "/dev/full"};
     for (const std::string& path : unusable) {
         if (path == "/dev/full" && !fs::exists(path)) continue;
-        for (const Call& c : calls) {
+        for (const Case& c : cases) {
             SCOPED_TRACE(std::string(c.what) + " into " + path);
             JOB::set_journal_path(kTested, journalOf(kTested));
             const Observed before = observe(kTested, true);
