@@ -116,6 +116,12 @@ struct Call {
     std::function<void(const std::string&)> run;
 };
 
+// A call and its twin, both taking the job and then `args`.
+template <class Twin, class Run, class... A>
+Call journalled(const char* label, Twin twin, Run run, A... args) {
+    return {label, [=](const std::string& j) { twin(j, args...); }, [=](const std::string& j) { run(j, args...); }};
+}
+
 class Generator {
 public:
     // `dir`: where the journals live (and a file "file" that is no directory).
@@ -171,8 +177,9 @@ private:
         const auto a = attrs();
         const bool select = chance(50);
         const std::string s = step();
-        return {"AddFeature", [=](const std::string& j) { DB::AddFeature_db_save(j, s, ls, strings, a); },
-                [=](const std::string& j) { API::AddFeature(j, s, ls, strings, a, select); }};
+        return journalled("AddFeature", DB::AddFeature_db_save,
+                          [select](const std::string& j, auto&&... args) { API::AddFeature(j, args..., select); }, s,
+                          ls, strings, a);
     }
     static constexpr long kFeatureCap = 300;
     // How often a random value is out of range (a record has about six).
@@ -277,28 +284,24 @@ private:
         std::vector<API::attr_map> a(size_t(below(3)));
         for (API::attr_map& m : a) m = attrs();
         const std::string s = step();
-        return {"AddFeatures", [=](const std::string& j) { DB::AddFeatures_db_save(j, s, ls, strings, a); },
-                [=](const std::string& j) { API::AddFeatures(j, s, ls, strings, a); }};
+        return journalled("AddFeatures", DB::AddFeatures_db_save, API::AddFeatures, s, ls, strings, a);
     }
     Call moveOrCopySelected(bool copy) {
         const auto ls = layers();
         const int dx = offset(), dy = offset();
         const std::string s = step();
         if (copy)
-            return {"copy_features_in_samelayer",
-                    [=](const std::string& j) { DB::copy_features_in_samelayer_db_save(j, s, ls, dx, dy); },
-                    [=](const std::string& j) { API::copy_features_in_samelayer(j, s, ls, dx, dy); }};
-        return {"move_same_layer", [=](const std::string& j) { DB::move_same_layer_db_save(j, s, ls, dx, dy); },
-                [=](const std::string& j) { API::move_same_layer(j, s, ls, dx, dy); }};
+            return journalled("copy_features_in_samelayer", DB::copy_features_in_samelayer_db_save,
+                              API::copy_features_in_samelayer, s, ls, dx, dy);
+        return journalled("move_same_layer", DB::move_same_layer_db_save, API::move_same_layer, s, ls, dx, dy);
     }
     Call multiCopy() {
         const auto ls = layers();
         std::vector<API::point> offsets(size_t(below(4)));
         for (API::point& o : offsets) o = {offset(), offset()};
         const std::string s = step();
-        return {"multi_copy_features_in_samelayer",
-                [=](const std::string& j) { DB::multi_copy_features_in_samelayer_db_save(j, s, ls, offsets); },
-                [=](const std::string& j) { API::multi_copy_features_in_samelayer(j, s, ls, offsets); }};
+        return journalled("multi_copy_features_in_samelayer", DB::multi_copy_features_in_samelayer_db_save,
+                          API::multi_copy_features_in_samelayer, s, ls, offsets);
     }
     // Descriptions of some features, now and then stale.
     std::map<std::string, std::vector<API::featureInfo>> described() {
@@ -320,12 +323,10 @@ private:
         const int dx = offset(), dy = offset();
         const std::string s = step();
         if (move)
-            return {"move_specified_features",
-                    [=](const std::string& j) { DB::move_specified_features_db_save(j, s, ls, features, dx, dy); },
-                    [=](const std::string& j) { API::move_specified_features(j, s, ls, features, dx, dy); }};
-        return {"copy_specified_features",
-                [=](const std::string& j) { DB::copy_specified_features_db_save(j, s, ls, features, dx, dy); },
-                [=](const std::string& j) { API::copy_specified_features(j, s, ls, features, dx, dy); }};
+            return journalled("move_specified_features", DB::move_specified_features_db_save,
+                              API::move_specified_features, s, ls, features, dx, dy);
+        return journalled("copy_specified_features", DB::copy_specified_features_db_save,
+                          API::copy_specified_features, s, ls, features, dx, dy);
     }
     Call selectPolygon() {
         std::vector<API::point> polygon(size_t(bad() ? 0 : below(5) + 1));
@@ -333,41 +334,39 @@ private:
         for (API::point& p : polygon) p = {ordinate(), ordinate()};
         const std::string l = layer();
         const int operation = either({0, 1}, {2}), clear = below(2);
-        return {"select_features",
-                [=](const std::string& j) { DB::select_features_db_save(j, kStep, l, polygon, {}, operation, clear); },
-                [=](const std::string& j) { API::select_features(j, kStep, l, polygon, {}, operation, clear); }};
+        const API::select_filter filter;
+        return journalled(
+            "select_features", DB::select_features_db_save,
+            [](const std::string& j, auto&&... args) { API::select_features(j, args...); }, std::string(kStep), l,
+            polygon, filter, operation, clear);
     }
     Call selectAll() {
         const std::string l = layer();
-        return {"select_features (all)", [=](const std::string& j) { DB::select_all_features_db_save(j, kStep, l); },
-                [=](const std::string& j) { API::select_features(j, kStep, l); }};
+        return journalled(
+            "select_features (all)", DB::select_all_features_db_save,
+            [](const std::string& j, auto&&... args) { API::select_features(j, args...); }, std::string(kStep), l);
     }
     Call selectOne() {
         const std::string l = layer();
         const int index = either({below(10)}, {-1, INT_MAX});
-        return {"select_feature_by_id",
-                [=](const std::string& j) { DB::select_feature_by_id_db_save(j, kStep, l, index); },
-                [=](const std::string& j) { API::select_feature_by_id(j, kStep, l, index); }};
+        return journalled("select_feature_by_id", DB::select_feature_by_id_db_save, API::select_feature_by_id,
+                          std::string(kStep), l, index);
     }
     Call unselect() {
         const std::string l = layer();
         if (chance(30))
-            return {"clear_selected_features",
-                    [=](const std::string& j) { DB::clear_selected_features_db_save(j, kStep, l); },
-                    [=](const std::string& j) { API::clear_selected_features(j, kStep, l); }};
+            return journalled("clear_selected_features", DB::clear_selected_features_db_save,
+                              API::clear_selected_features, std::string(kStep), l);
         const auto features = described();
         const API::featureInfo f = features.empty() ? API::featureInfo{} : features.begin()->second.front();
-        return {"unselect_feature_by_info",
-                [=](const std::string& j) { DB::unselect_feature_by_info_db_save(j, kStep, l, f); },
-                [=](const std::string& j) { API::unselect_feature_by_info(j, kStep, l, f); }};
+        return journalled("unselect_feature_by_info", DB::unselect_feature_by_info_db_save,
+                          API::unselect_feature_by_info, std::string(kStep), l, f);
     }
     Call layerEdit() {
         const std::string name = pick<const char*>({"n1", "n2", "a", "", "bad\x01"});
         const int position = pick({-5, -1, 0, 1, 2, 100, INT_MAX});
         const std::string s = step();
-        return {"create_new_layer",
-                [=](const std::string& j) { DB::create_new_layer_db_save(j, s, name, position); },
-                [=](const std::string& j) { API::create_new_layer(j, s, name, position); }};
+        return journalled("create_new_layer", DB::create_new_layer_db_save, API::create_new_layer, s, name, position);
     }
     Call matrixEdit() {
         API::matrix_info row = m_matrix[size_t(below(int(m_matrix.size())))];
@@ -376,21 +375,21 @@ private:
         if (chance(30)) row.context = pick<const char*>({"board", "misc", "nowhere"});
         if (chance(30)) row.type = pick<const char*>({"drill", "rout", "signal", "fish"});
         if (chance(20)) row.polarity = pick<const char*>({"negative", "positive", "neutral"});
-        return {"change_matrix", [=](const std::string& j) { DB::change_matrix_db_save(j, row); },
-                [=](const std::string& j) { API::change_matrix(j, row); }};
+        return journalled("change_matrix", DB::change_matrix_db_save, API::change_matrix, row);
     }
     Call symbol() {
         const std::string l = layer();
         const std::string name = pick<const char*>({"r7", "s5", "q", "r0", "", "donut_r5x10", "oval30x15"});
-        return {"create_new_symbol",
-                [=](const std::string& j) {
-                    int index = -1;
-                    DB::create_new_symbol_db_save(j, kStep, l, name, index);
-                },
-                [=](const std::string& j) {
-                    int index = -1;
-                    API::create_new_symbol(j, kStep, l, name, index);
-                }};
+        // Both take the index by reference.
+        auto withIndex = [](auto call) {
+            return [call](const std::string& j, const std::string& step, const std::string& layer,
+                          const std::string& symbol) {
+                int index = -1;
+                call(j, step, layer, symbol, index);
+            };
+        };
+        return journalled("create_new_symbol", withIndex(DB::create_new_symbol_db_save),
+                          withIndex(API::create_new_symbol), std::string(kStep), l, name);
     }
     // The journal of the job under test becomes unusable, or usable again
     // (the twin job keeps its own).
