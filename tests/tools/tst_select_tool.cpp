@@ -59,7 +59,7 @@ TEST_F(SelectGestures, ClickInFeatureModeEmitsOnceAfterTheDelay) {
     const QPoint at(120, 90);
     QTest::mouseClick(view, Qt::LeftButton, Qt::NoModifier, at);
     EXPECT_EQ(clicks.count(), 0);  // not before the timer
-    QTRY_COMPARE_WITH_TIMEOUT(clicks.count(), 1, 1000);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return clicks.count() == 1; }, 1000));
     QTest::qWait(2 * SelectTool::kClickDelayMs);
     EXPECT_EQ(clicks.count(), 1);
     // A 4-pixel box in board units around the click.
@@ -93,7 +93,7 @@ TEST_F(SelectGestures, WithNoLayerOpenTheBoxIsEmptyAndStillSent) {
     QSignalSpy clicks(tool, &SelectTool::sendTextBox);
     MessageRecorder messages;
     QTest::mouseClick(view, Qt::LeftButton, Qt::NoModifier, QPoint(10, 10));
-    QTRY_COMPARE_WITH_TIMEOUT(clicks.count(), 1, 1000);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return clicks.count() == 1; }, 1000));
     EXPECT_EQ(clicks[0][0].toRectF(), QRectF());
     const auto requests = messages.withCode(20000401);
     ASSERT_EQ(requests.size(), 1u);
@@ -119,7 +119,7 @@ TEST_F(SelectGestures, ClickModesEmitTheirSignalAfterTheirDelay) {
         QElapsedTimer clock;
         clock.start();
         QTest::mouseClick(view, Qt::LeftButton, Qt::NoModifier, QPoint(60, 70));
-        QTRY_COMPARE_WITH_TIMEOUT(spy.count(), 1, 1500);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return spy.count() == 1; }, 1500));
         EXPECT_GE(clock.elapsed(), c.delay - 15) << c.code;
         EXPECT_EQ(messages.withCode(c.request).size(), 1u) << c.code;
     }
@@ -135,7 +135,7 @@ TEST_F(SelectGestures, MiddleClicksUndo) {
         selectIn(c.code);
         MessageRecorder messages;
         QTest::mouseClick(view, Qt::MiddleButton, Qt::NoModifier, QPoint(60, 70));
-        QTRY_COMPARE_WITH_TIMEOUT(int(messages.withCode(20001640).size()), 1, 1500);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return int(messages.withCode(20001640).size()) == 1; }, 1500));
         EXPECT_EQ(messages.withCode(20001640)[0].data.value("type").toInt(), c.type) << c.code;
     }
 }
@@ -145,7 +145,7 @@ TEST_F(SelectGestures, MiddleClickInHighlightModeUnhighlights) {
     selectIn(20000227);
     MessageRecorder messages;
     QTest::mouseClick(view, Qt::MiddleButton, Qt::NoModifier, QPoint(60, 70));
-    QTRY_COMPARE_WITH_TIMEOUT(int(messages.to(PluginNames::JobList).size()), 1, 1500);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return int(messages.to(PluginNames::JobList).size()) == 1; }, 1500));
     EXPECT_EQ(jobListCodes(messages), QList<qint32>{20000416});
 }
 
@@ -241,7 +241,7 @@ TEST_F(SelectGestures, PolygonCollectsClicksAndClosesOnDoubleClick) {
         for (const QPoint p : {QPoint(10, 10), QPoint(100, 10), QPoint(100, 100)}) {
             QTest::mouseClick(view, Qt::LeftButton, Qt::NoModifier, p);
             ++clicked;
-            QTRY_COMPARE_WITH_TIMEOUT(tool->polygon().size(), clicked, 2000);
+            ASSERT_TRUE(QTest::qWaitFor([&] { return tool->polygon().size() == clicked; }, 2000));
         }
         EXPECT_EQ(tool->polygon().size(), 3) << code;
         testsupport::doubleClick(view, Qt::LeftButton, QPoint(10, 100));
