@@ -178,3 +178,13 @@ TEST_F(BoxTools, ZoomToolWheelSpansItsBandFromThePressPoint) {
     ASSERT_EQ(bands.size(), 1);
     EXPECT_EQ(bands[0]->geometry(), QRect(QPoint(px, py), QPoint(250, 200)).normalized());
 }
+
+// The tools that can take back the last edit hand that request to the view.
+TEST_F(BoxTools, DeleteLastReachesTheViewsUndoOfTheLastEdit) {
+    for (T::GRAPHIC_TOOL_TYPE type : {T::TEXT_INFO_TOOL, T::SELECT_TOOL}) {
+        view->changeTool(type);
+        testsupport::LogCapture logs;
+        QMetaObject::invokeMethod(view->currentTool(), "delete_last");
+        EXPECT_TRUE(logs.contains("delete_last_edit")) << type;
+    }
+}
