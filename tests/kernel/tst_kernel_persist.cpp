@@ -58,6 +58,34 @@ TEST_F(Persist, SaveAndLoadKeepEverything) {
     EXPECT_EQ(read(dir / "again" / "job.tolva"), saved);
 }
 
+TEST_F(Persist, AnAttributeSetWithNoEntriesLoadsAsNoAttributes) {
+    // save_job never writes an empty set (features without attributes refer
+    // to set 0), but the format allows a count of 0, as another writer or a
+    // hand edit may leave it.
+    kt::freshJob("attrs", {"a"});
+    const int s = kt::symbol("attrs", "a", "r100");
+    kt::add("attrs", "a", API::GreatePadString(1000, 2000, s, 1, 0, 0, 1), {{".smd", ""}});
+    kt::add("attrs", "a", API::GreatePadString(3000, 2000, s, 1, 0, 0, 1), {});
+    JOB::save_job("attrs", dir.string());
+    std::string text = read(dir / "job.tolva");
+    const size_t at = text.find("attrs 1 1 \".smd\" \"\"\n");
+    ASSERT_NE(at, std::string::npos) << text;
+    text.replace(at, text.find('\n', at) - at, "attrs 1 0");
+    std::ofstream(dir / "job.tolva", std::ios::binary | std::ios::trunc) << text;
+    JOB::delete_job("attrs");
+
+    try {
+        ASSERT_EQ(JOB::load_job(dir.string()), "attrs");
+    } catch (const API::KernelText& e) {
+        FAIL() << e;
+    }
+    API::featureInfo f;
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_TRUE(API::get_featureinfo_by_index("attrs", "pcb", "a", i, f));
+        EXPECT_TRUE(f.attributes.empty()) << i;
+    }
+}
+
 TEST_F(Persist, CorruptOrTruncatedFilesNameTheLineAndLoadNothing) {
     kt::freshJob("small", {"a"});
     int s = kt::symbol("small", "a", "r100");

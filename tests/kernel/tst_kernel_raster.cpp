@@ -296,14 +296,15 @@ TEST_F(Raster, ThousandsOfSmallRoundPadsPaintExactlyTheirDiscs) {
     struct Case {
         const char* what;
         const char* symbol;
-        double sx;   // micrometres per pixel across (one down)
-        bool edges;  // pads also straddle the canvas's edges
+        double sx, sy;  // micrometres per pixel across and down
+        bool edges;     // pads also straddle the canvas's edges
     };
     const Case cases[] = {
-        {"inside, square pixels", "r2.3", 1, false},
-        {"inside, wide pixels", "r3.1", 1.7, false},
-        {"across the edges", "r2.3", 1, true},
-        {"pads about a pixel wide", "r0.9", 1, false},
+        {"inside, square pixels", "r2.3", 1, 1, false},
+        {"inside, wide pixels", "r3.1", 1.7, 1, false},
+        {"inside, tall pixels", "r3.1", 1, 1.7, false},
+        {"across the edges", "r2.3", 1, 1, true},
+        {"pads about a pixel wide", "r0.9", 1, 1, false},
     };
     constexpr int W = 320, H = 240;
     API::init_canvas(W, H);
@@ -311,18 +312,18 @@ TEST_F(Raster, ThousandsOfSmallRoundPadsPaintExactlyTheirDiscs) {
         SCOPED_TRACE(c.what);
         kt::freshJob(kJob, {"a"});
         const int s = kt::symbol(kJob, "a", c.symbol);
-        const double r = std::atof(c.symbol + 1) * 500.0, pw = c.sx * 1000.0;
-        API::zoom_to_box(0, 0, W * c.sx, H);
+        const double r = std::atof(c.symbol + 1) * 500.0, pw = c.sx * 1000.0, ph = c.sy * 1000.0;
+        API::zoom_to_box(0, 0, W * c.sx, H * c.sy);
         unsigned seed = 12345;
         auto next = [&seed] {
             seed = seed * 1103515245u + 12345u;
             return (seed >> 8) / double(1 << 24);
         };
-        const double mx = c.edges ? -r : 3 * pw + r, my = c.edges ? -r : 3000 + r;
+        const double mx = c.edges ? -r : 3 * pw + r, my = c.edges ? -r : 3 * ph + r;
         std::vector<std::pair<double, double>> centres;
         std::vector<std::string> pads;
         for (int k = 0; k < 3000; ++k) {
-            centres.emplace_back(std::round(mx + next() * (W * pw - 2 * mx)), std::round(my + next() * (H * 1000.0 - 2 * my)));
+            centres.emplace_back(std::round(mx + next() * (W * pw - 2 * mx)), std::round(my + next() * (H * ph - 2 * my)));
             pads.push_back(API::GreatePadString(centres.back().first, centres.back().second, s, API::POL_POSITIVE, 0, 0, 1));
         }
         API::AddFeatures(kJob, "pcb", {"a"}, {{"a", pads}}, {});
@@ -330,13 +331,13 @@ TEST_F(Raster, ThousandsOfSmallRoundPadsPaintExactlyTheirDiscs) {
         std::vector<char> expected(size_t(W) * H, 0);
         for (const auto& p : centres) {
             bool any = false;
-            for (int j = std::max(0, int((H * 1000.0 - p.second - r) / 1000) - 1); j < H && j <= (H * 1000.0 - p.second + r) / 1000 + 1; ++j)
+            for (int j = std::max(0, int((H * ph - p.second - r) / ph) - 1); j < H && j <= (H * ph - p.second + r) / ph + 1; ++j)
                 for (int i = std::max(0, int((p.first - r) / pw) - 1); i < W && i <= (p.first + r) / pw + 1; ++i)
-                    if (std::hypot((i + 0.5) * pw - p.first, centreY(j, H) - p.second) <= r) {
+                    if (std::hypot((i + 0.5) * pw - p.first, (H - j - 0.5) * ph - p.second) <= r) {
                         expected[size_t(j) * W + i] = 1;
                         any = true;
                     }
-            const int ci = int(std::floor(p.first / pw)), cj = int(std::floor((H * 1000.0 - p.second) / 1000));
+            const int ci = int(std::floor(p.first / pw)), cj = int(std::floor((H * ph - p.second) / ph));
             if (!any && ci >= 0 && ci < W && cj >= 0 && cj < H) expected[size_t(cj) * W + ci] = 1;
         }
         for (int pass = 0; pass < 2; ++pass) {

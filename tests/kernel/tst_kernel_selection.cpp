@@ -285,4 +285,19 @@ TEST_F(Selection, FeaturesReachingPastThe32BitRangeAreIndexedAndFound) {
     EXPECT_EQ(selectBox(box(-5, -5, 5, 5)), kPads);
 }
 
+TEST_F(Selection, AFeatureIsFoundOnceAfterManyAddsRebuildTheIndex) {
+    const int s = kt::symbol(kJob, "a", "r1");
+    kt::add(kJob, "a", API::GreatePadString(0, 0, s, API::POL_POSITIVE, 0, 0, 1));
+    EXPECT_EQ(indicesInBox(rbox(-10, -10, 10, 10)), std::vector<int>{0});  // builds the index
+    kt::add(kJob, "a", API::GreatePadString(5000, 0, s, API::POL_POSITIVE, 0, 0, 1));
+    EXPECT_EQ(indicesInBox(rbox(4990, -10, 5010, 10)), std::vector<int>{1});  // the added pad on its own
+    // More adds than the index keeps aside: the next query rebuilds it whole.
+    std::vector<std::string> far;
+    for (int k = 0; k < 5000; ++k) far.push_back(API::GreatePadString(1e8 + k * 1000.0, 0, s, API::POL_POSITIVE, 0, 0, 1));
+    API::AddFeatures(kJob, "pcb", {"a"}, {{"a", far}}, {});
+    EXPECT_EQ(indicesInBox(rbox(4990, -10, 5010, 10)), std::vector<int>{1});
+    EXPECT_EQ(selectBox(box(4990, -10, 5010, 10)), 1);
+    EXPECT_EQ(indicesInBox(rbox(-10, -10, 5010, 10)), (std::vector<int>{0, 1}));
+}
+
 }  // namespace

@@ -134,12 +134,23 @@ TEST(Canvas, ViewBoxRejectsInvertedAndNaNAndDrawsNothingWithoutArea) {
     int s = -1;
     API::create_new_symbol("z", "pcb", "a", "r5", s);
     API::AddFeature("z", "pcb", {"a"}, {{"a", API::GreatePadString(5000, 5000, s, 1, 0, 0, 1)}}, {}, false);
+    API::create_new_symbol("z", "pcb", "a", "s4", s);
+    API::AddFeature("z", "pcb", {"a"}, {{"a", API::GreatePadString(5000, 6000, s, 1, 0, 0, 1)}}, {}, false);
+    JOB::set_profile("z", "pcb", {{1000, 1000}, {9000, 1000}, {9000, 9000}, {1000, 9000}});
     API::init_canvas(10, 10);
-    API::zoom_to_box(0, 0, 0, 10);  // not laid out yet
-    API::draw_layer("z", "pcb", "a", 255, 0, 0, 255);
     int w, h;
     unsigned char* p = API::canvas(w, h);
-    for (int i = 0; i < w * h * 4; ++i) ASSERT_EQ(p[i], i % 4 == 3 ? 255 : 0) << i;
+    // Views not laid out yet: no width, no height, or neither; without
+    // height also through the round pad's centre, the square pad and the
+    // profile's edge.
+    const double noArea[][4] = {{0, 0, 0, 10}, {0, 0, 10, 0}, {0, 5, 10, 5}, {0, 1, 10, 1}, {3, 3, 3, 3}};
+    for (const auto& b : noArea) {
+        SCOPED_TRACE(b[0] == b[2] ? "no width" : "no height");
+        API::zoom_to_box(b[0], b[1], b[2], b[3]);
+        API::draw_layer("z", "pcb", "a", 255, 0, 0, 255);
+        API::draw_profile("z", "pcb", 0, 255, 0, 255);
+        for (int i = 0; i < w * h * 4; ++i) ASSERT_EQ(p[i], i % 4 == 3 ? 255 : 0) << b[1] << " pixel byte " << i;
+    }
     API::zoom_to_box(0, 0, 10, 10);
     API::draw_layer("z", "pcb", "a", 255, 0, 0, 255);
     EXPECT_EQ(p[(5 * 10 + 5) * 4], 255);
