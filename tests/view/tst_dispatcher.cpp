@@ -546,28 +546,6 @@ TEST_F(Dispatcher, ClayerCodesSetLayersAndReferenceCodeAnswersTwice) {
     TOLVA::UIAPI::setReferenceLayerInfo("dispatch_job", "pcb", {});
 }
 
-TEST_F(Dispatcher, ToolRequestsAreRememberedAndOpenTheirTool) {
-    struct Case { qint32 code; int type; };
-    static constexpr Case cases[] = {{20000203, 1}, {20000206, 2}, {20000208, 8}, {20000211, 9}, {20000219, 13},
-                                     {20000225, 5}, {20000230, 3}, {20000266, 38}, {50, 30}};
-    for (const Case& c : cases) {
-        deliver(view, message(0));  // nothing
-        view->changeTool(Graphic_ViewTool::NORMAL_TOOL);
-        deliver(view, message(c.code));
-        EXPECT_EQ(view->currentTool()->getType(), c.type) << c.code;
-        EXPECT_EQ(view->lastToolMessage().msgType, c.code);
-    }
-    // Requests that open no tool leave the remembered one alone.
-    deliver(view, message(20000405));
-    EXPECT_EQ(view->lastToolMessage().msgType, 50);
-}
-
-TEST_F(Dispatcher, UndoCodeEmitsTheUndoSignal) {
-    QSignalSpy spy(view, &ViewWidget::GraphicEditorUndo);
-    deliver(view, message(20001618));
-    EXPECT_EQ(spy.count(), 1);
-}
-
 TEST_F(Dispatcher, UnitCodeFollowsTheSharedUnit) {
     EXPECT_EQ(view->unitText(), "Inch");
     EXPECT_FALSE(view->Is_current_Unit_MM());
