@@ -16,7 +16,6 @@ bool ViewWidget::is_feature_isExist(const std::string&, const API::featureInfo&)
     return false;
 }
 void ViewWidget::get_offset(PluginMetaData) { notYetAvailable("get_offset"); }
-void ViewWidget::update_rout_info() { notYetAvailable("update_rout_info"); }
 void ViewWidget::get_copy_or_cut_features() { notYetAvailable("get_copy_or_cut_features"); }
 void ViewWidget::get_tool_edit_copy_or_cut_features() { notYetAvailable("get_tool_edit_copy_or_cut_features"); }
 void ViewWidget::receive_Buffer_CpyAndCut() { notYetAvailable("receive_Buffer_CpyAndCut"); }

@@ -29,6 +29,7 @@ void ViewWidget::add_chain_do_apply() { notYetAvailable("add_chain_do_apply"); }
 void ViewWidget::get_rout_selectorder(PluginMetaData) { notYetAvailable("get_rout_selectorder"); }
 void ViewWidget::do_drawchain(PluginMetaData) { notYetAvailable("do_drawchain"); }
 void ViewWidget::get_addchain_vector(PluginMetaData) { notYetAvailable("get_addchain_vector"); }
+void ViewWidget::update_rout_info() { notYetAvailable("update_rout_info"); }
 
 }  // namespace GRAPHIC
 }  // namespace TOLVA

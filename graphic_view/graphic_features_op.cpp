@@ -9,7 +9,7 @@ void ViewWidget::add_line_feature(std::string, double, double, double, double, i
 void ViewWidget::add_pad_feature(std::string, double, double, int, int, int) { notYetAvailable("add_pad_feature"); }
 void ViewWidget::add_arc_feature(std::string, QPointF, QPointF, QPointF, int, int, bool) { notYetAvailable("add_arc_feature"); }
 void ViewWidget::add_surface_feature(const QVector<QPointF>&, int, int, bool, bool) { notYetAvailable("add_surface_feature"); }
-void ViewWidget::add_text_feature(double, double, std::string, int, int, double, double, double, std::string, int) {
+void ViewWidget::add_text_feature(QPointF, const std::string, int, int, double, double, double, const std::string, double, int) {
     notYetAvailable("add_text_feature");
 }
 bool ViewWidget::add_feature_confirm() {
@@ -20,13 +20,13 @@ void ViewWidget::add_features() { notYetAvailable("add_features"); }
 void ViewWidget::set_line_feature_content(const std::string&, const std::vector<API::feature_point>&, int, int) {
     notYetAvailable("set_line_feature_content");
 }
-void ViewWidget::set_pad_feature_content(const std::string&, const QVector<QPointF>&, int, int, int) {
+void ViewWidget::set_pad_feature_content(const std::string&, const QVector<QPointF>&, int, int, int, double) {
     notYetAvailable("set_pad_feature_content");
 }
 void ViewWidget::set_arc_feature_content(const std::string&, const std::vector<API::feature_point>&, int, int, bool) {
     notYetAvailable("set_arc_feature_content");
 }
-void ViewWidget::set_surface_feature_content(const std::vector<std::vector<API::lPoint>>&, int, int, bool) {
+void ViewWidget::set_surface_feature_content(const std::vector<API::lPoint>&, int, int, bool) {
     notYetAvailable("set_surface_feature_content");
 }
 void ViewWidget::repeat_selected_features(PluginMetaData) { notYetAvailable("repeat_selected_features"); }

@@ -274,9 +274,9 @@ public:
     bool add_feature_confirm();
     void add_features();
     void set_line_feature_content(const std::string& symbol, const std::vector<API::feature_point>& lines, int polarity, int dcode);
-    void set_pad_feature_content(const std::string& symbol, const QVector<QPointF>& centres, int polarity, int angle, int mirror);
+    void set_pad_feature_content(const std::string& symbol, const QVector<QPointF>& centres, int a, int b, int c, double scale);
     void set_arc_feature_content(const std::string& symbol, const std::vector<API::feature_point>& arcs, int polarity, int dcode, bool clockwise);
-    void set_surface_feature_content(const std::vector<std::vector<API::lPoint>>& surfaces, int polarity, int dcode, bool close);
+    void set_surface_feature_content(const std::vector<API::lPoint>& points, int a, int b, bool c);
     void repeat_selected_features(PluginMetaData msg);
     void set_symbol_attributes(PluginMetaData msg);
     void draw_use_symbol_line(PluginMetaData msg);
@@ -288,7 +288,6 @@ public:
     void clear_eidt_buffer();
     bool is_feature_isExist(const std::string& layer, const API::featureInfo& info);
     void get_offset(PluginMetaData msg);
-    void update_rout_info();
 
     // ---- selection (Graphic_FilterSelection) -----------------------------
     void send_filter_selection_info(QRectF box, bool first, bool select);
@@ -305,6 +304,7 @@ public:
     void get_rout_selectorder(PluginMetaData msg);
     void do_drawchain(PluginMetaData msg);
     void get_addchain_vector(PluginMetaData msg);
+    void update_rout_info();
 
     // ---- analysis, DFM and notes ----------------------------------------
     void showNetAnalyzeResult(PluginMetaData msg);
@@ -360,7 +360,7 @@ public slots:
     void add_pad_feature(std::string symbol, double x, double y, int a, int b, int c);
     void add_arc_feature(std::string symbol, QPointF start, QPointF end, QPointF centre, int a, int b, bool c);
     void add_surface_feature(const QVector<QPointF>& outline, int a, int b, bool c, bool d);
-    void add_text_feature(double x, double y, std::string text, int a, int b, double xsize, double ysize, double widthFactor, std::string font, int mirror);
+    void add_text_feature(QPointF position, const std::string text, int a, int b, double c, double d, double e, const std::string font, double f, int g);
 
     // Edit buffer, move and copy.
     void get_copy_or_cut_features();
