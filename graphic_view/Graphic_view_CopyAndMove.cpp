@@ -26,6 +26,8 @@ void ViewWidget::receive_tool_edit_copy_and_cut(double, double, QObject*, bool) 
 }
 void ViewWidget::RecieveMidbuttonclick() { notYetAvailable("RecieveMidbuttonclick"); }
 void ViewWidget::delete_last_edit() { notYetAvailable("delete_last_edit"); }
+bool ViewWidget::undoLastEdit() { return false; }
+void ViewWidget::getNewSelectedFeature(QRectF) {}
 
 }  // namespace GRAPHIC
 }  // namespace TOLVA

@@ -288,6 +288,9 @@ public:
     void clear_eidt_buffer();
     bool is_feature_isExist(const std::string& layer, const API::featureInfo& info);
     void get_offset(PluginMetaData msg);
+    // Takes back the job's last kernel edit and redraws; false when there
+    // was nothing to undo. The editing tools' dealWithUndo() ends here.
+    bool undoLastEdit();
 
     // ---- selection (Graphic_FilterSelection) -----------------------------
     void send_filter_selection_info(QRectF box, bool first, bool select);
@@ -371,6 +374,8 @@ public slots:
     void receive_tool_edit_copy_and_cut(double dx, double dy, QObject* sender, bool copy);
     void RecieveMidbuttonclick();
     void delete_last_edit();
+    // The move-and-copy tool's Ctrl+click: the feature in `box` replaces the selection.
+    void getNewSelectedFeature(QRectF box);
 
     // Selection requests.
     void receive_text_box(QRectF box);
