@@ -11,7 +11,9 @@
 #include <QString>
 #include <QStringList>
 #include <QVector>
+#include <QMessageBox>
 #include <QWidget>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -278,6 +280,15 @@ public:
     void set_arc_feature_content(const std::string& symbol, const std::vector<API::feature_point>& arcs, int polarity, int dcode, bool clockwise);
     void set_surface_feature_content(const std::vector<API::lPoint>& points, int a, int b, bool c);
     void repeat_selected_features(PluginMetaData msg);
+    // Payload of the repeat request: the grid, in board units.
+    struct RepeatParameters {
+        qint32 countX = 1;
+        qint32 countY = 1;
+        double stepX = 0;
+        double stepY = 0;
+    };
+    static constexpr long long kRepeatFeatureLimit = 10000000;
+    bool repeatRunning() const { return m_repeatRunning; }
     void set_symbol_attributes(PluginMetaData msg);
     void draw_use_symbol_line(PluginMetaData msg);
     void show_contour_fill_parameters(PluginMetaData msg);
@@ -433,6 +444,29 @@ private:
     template <class Body>
     bool guarded(const char* file, int line, Body&& body);
     void notYetAvailable(const char* operation) const;
+    // ---- editing helpers (graphic_features_op, Graphic_view_CopyAndMove) ----
+    using FeatureBuilder = std::function<std::string(const std::string& layer, int symbolIndex)>;
+    // The symbol's index in the layer's table, registered when missing.
+    int symbolOn(const std::string& layer, const std::string& symbol);
+    // work_layer, then every affected layer that differs from it, in order.
+    std::vector<std::string> creationLayers() const;
+    // affected_layers, then work_layer when it is set and not among them.
+    std::vector<std::string> editLayers() const;
+    void addOneFeature(const char* failure, const std::string* symbol, const FeatureBuilder& build, bool flag);
+    void appendPending(const char* failure, const std::string* symbol,
+                       const std::function<std::vector<std::string>(const std::string&, int)>& build);
+    void sendMatrixUpdate();
+    bool confirmMultiLayer(const QString& text, QMessageBox::StandardButtons buttons,
+                           QMessageBox::StandardButton cancel);
+    // The features of each layer of `layers` that is selected, keyed by layer.
+    std::map<std::string, std::vector<API::featureInfo>> selectedFeatures(const std::vector<std::string>& layers);
+    // The redraw after an edit: draw, refresh, rout information, job-list icon.
+    void redrawAfterEdit();
+    // Same-layer move or copy of the selection (of the whole layer set once
+    // the operator accepted features outside the box) by (dx, dy).
+    void applySameLayerOffset(bool copy, double dx, double dy);
+    void offsetByBoxes(bool copy, const QList<QRectF>& boxes);
+    bool m_repeatRunning = false;
     void setBoolFromPayload(bool& flag, const PluginMetaData& msg);
     void resizeComposition(int w, int h);
     void resizeFirstTime(int w, int h);

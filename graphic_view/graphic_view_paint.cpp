@@ -37,6 +37,10 @@ QPen markerPen() { return QPen(QBrush(Qt::gray), 1, Qt::SolidLine, Qt::RoundCap,
 }  // namespace
 
 void ViewWidget::paintEvent(QPaintEvent*) {
+    // A repeat runs on a worker that holds the kernel: the GUI thread keeps
+    // its event loop turning instead of waiting for it. refresh() afterwards
+    // starts the loop again.
+    if (m_repeatRunning) return;
     QThread::msleep(kPaintThrottleMs);  // caps the self-scheduled loop at about 20 frames a second
     QPainter painter(this);
     if (m_tvdiMode) draw_TVDI_items(&painter);
