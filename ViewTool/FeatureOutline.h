@@ -1,0 +1,42 @@
+#pragma once
+// Outlines of features for the editing tools' previews: the extent of a set
+// of features and an image of their outlines, drawn over a board box on the
+// view while the features are being placed or dragged.
+#include <QColor>
+#include <QPixmap>
+#include <QRectF>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "TOLVA_API_types.h"
+
+class QPainter;
+class QPolygonF;
+
+namespace TOLVA {
+namespace GRAPHIC {
+
+// Features per layer, as the edit buffer holds them.
+using FeatureMap = std::map<std::string, std::vector<API::featureInfo>>;
+
+// The union of the features' extents (xmin..xmax, ymin..ymax) in board
+// units; nothing when there are no features.
+std::optional<QRectF> featureExtent(const FeatureMap& features);
+
+// An image of the features' outlines over `extent`: board y upwards, the
+// longer side kOutlinePreviewPixels long, transparent elsewhere. Lines and
+// arcs are drawn as their centre path, every other feature as its extent.
+// A null pixmap when there is nothing to draw.
+QPixmap outlinePreview(const FeatureMap& features, const QRectF& extent);
+constexpr int kOutlinePreviewPixels = 512;
+extern const QColor kOutlineColor;
+
+// Outlines a box given by its corners on the view (in the order of
+// EditingTool::onView) and, unless `preview` is null, draws the preview
+// stretched over it.
+void drawPreviewAt(QPainter* painter, const QPixmap& preview, const QPolygonF& corners);
+
+}  // namespace GRAPHIC
+}  // namespace TOLVA
