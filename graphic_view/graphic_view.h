@@ -305,6 +305,13 @@ public:
 
     // ---- selection (Graphic_FilterSelection) -----------------------------
     void send_filter_selection_info(QRectF box, bool first, bool select);
+    // The job list's answers to net and contour requests.
+    void select_net_items(const PluginMetaData& msg);
+    void select_contour_items(const PluginMetaData& msg);
+    void takeAttributeFilter(const PluginMetaData& msg);
+    const API::select_filter& attributeFilter() const { return m_attributeFilter; }
+    static constexpr qint32 kNetAnswerCode = 20000246;
+    static constexpr qint32 kContourAnswerCode = 20000247;
 
     // ---- rout chains (Graphic_view_Rout) ----------------------------------
     void get_post_comp_pt(const int& mode, const int& toolSize, const QPointF& start, const QPointF& end, QPointF& outStart, QPointF& outEnd);
@@ -319,7 +326,27 @@ public:
     void do_drawchain(PluginMetaData msg);
     void get_addchain_vector(PluginMetaData msg);
     void update_rout_info();
+    // One entry of a rout chain (rout_chain.h).
+    struct chain_info;
+    std::vector<chain_info> get_merged_chains_info(const std::vector<chain_info>& chain);
+    bool calculate_features_interection(const chain_info& first, const chain_info& second, QPointF& crossing);
+    int delete_interection_feature(std::vector<chain_info>& path);
+    void arrange_selected_chain(std::vector<chain_info>& chain);
+    void receive_order_index(const QList<int>& order);
+    // The chains of the view in cutting order.
+    std::vector<std::vector<chain_info>> routChains() const;
 
+private:
+    struct RoutState;  // rout_chain.h
+    std::shared_ptr<RoutState> m_rout;
+    RoutState& routState();
+    void storeRoutChain(std::vector<chain_info> entries, int number);
+    bool createCompensationLayer(const std::string& layer, const std::string& type, int& edits);
+    bool writeCompensatedPath(const std::string& source, const std::string& destination);
+    void rollBackEdits(int edits);
+    void notifyMatrix();
+
+public:
     // ---- analysis, DFM and notes ----------------------------------------
     void showNetAnalyzeResult(PluginMetaData msg);
     void get_analyze_data(PluginMetaData msg);
@@ -467,6 +494,8 @@ private:
     void applySameLayerOffset(bool copy, double dx, double dy);
     void offsetByBoxes(bool copy, const QList<QRectF>& boxes);
     bool m_repeatRunning = false;
+    void applySelectionAnswer(const PluginMetaData& msg, const char* what);
+    API::select_filter m_attributeFilter;
     void setBoolFromPayload(bool& flag, const PluginMetaData& msg);
     void resizeComposition(int w, int h);
     void resizeFirstTime(int w, int h);

@@ -42,6 +42,10 @@ struct ViewRoutes {
         v.changeTool(Graphic_ViewTool::NORMAL_TOOL);
         v.do_buffer_tool_change(m);
     }
+    static void filterSelect(V& v, const M& m) {
+        v.takeAttributeFilter(m);
+        v.doSignalBoxSelect(m);
+    }
     static void measure(V& v, const M& m) {
         v.doMeasureSelect(m);
         v.unselect_clip_area(m);
@@ -70,7 +74,7 @@ RouteTable<MessageHandler> ViewWidget::messageRoutes() {
         {20000009, 20000009, No, "redoZoomin", [](V& v, const M&) { v.redoZoomin(); }},
         {20000050, 20000058, No, "change_current_snap_mode", [](V& v, const M& m) { v.change_current_snap_mode(m); }},
         {20000059, 20000059, No, "get_archor_signal", [](V& v, const M& m) { v.get_archor_signal(m); }},
-        {20000061, 20000064, Yes, "doSignalBoxSelect", [](V& v, const M& m) { v.doSignalBoxSelect(m); }},
+        {20000061, 20000064, Yes, "doSignalBoxSelect", [](V& v, const M& m) { R::filterSelect(v, m); }},
         {20000065, 20000065, No, "zoomIn_search_feature", [](V& v, const M& m) { v.zoomIn_search_feature(m); }},
         {20000202, 20000205, Yes, "doSignalBoxSelect", [](V& v, const M& m) { v.doSignalBoxSelect(m); }},
         {20000206, 20000206, Yes, "diSignalBoxDelete", [](V& v, const M& m) { v.diSignalBoxDelete(m); }},
@@ -87,6 +91,9 @@ RouteTable<MessageHandler> ViewWidget::messageRoutes() {
         {20000237, 20000240, Yes, "doLineEditSelect", [](V& v, const M& m) { v.doLineEditSelect(m); }},
         {20000241, 20000241, No, "do_buffer_tool_change", [](V& v, const M& m) { R::closeBufferTool(v, m); }},
         {20000242, 20000245, Yes, "doSignalBoxSelect", [](V& v, const M& m) { v.doSignalBoxSelect(m); }},
+        {kNetAnswerCode, kNetAnswerCode, No, "select_net_items", [](V& v, const M& m) { v.select_net_items(m); }},
+        {kContourAnswerCode, kContourAnswerCode, No, "select_contour_items",
+         [](V& v, const M& m) { v.select_contour_items(m); }},
         {20000249, 20000250, Yes, "doPullFeatureSelect", [](V& v, const M& m) { v.doPullFeatureSelect(m); }},
         {20000254, 20000254, No, "change_SR_Edit_tool", [](V& v, const M& m) { v.change_SR_Edit_tool(m); }},
         {20000256, 20000256, No, "change_SR_Edit_tool", [](V& v, const M& m) { v.change_SR_Edit_tool(m); }},
