@@ -1,0 +1,89 @@
+#pragma once
+// Rout chains as the view keeps them: one record per line or arc that the
+// cutter follows, in travel order, and the chain-level steps that turn a
+// chain into one compensated cutter path.
+#include <QPointF>
+#include <QString>
+#include <string>
+#include <vector>
+
+#include "TOLVA_API_types.h"
+#include "graphic_view.h"
+
+namespace TOLVA {
+namespace GRAPHIC {
+
+struct ViewWidget::chain_info {
+    std::string layer;           // the rout layer of the feature
+    int index = -1;              // the feature's index in that layer; -1 for a piece the view added
+    int type = API::FT_LINE;     // FT_LINE or FT_ARC
+    QPointF start;               // in travel order
+    QPointF end;
+    QPointF centre;              // arcs only
+    QString direction;           // arcs: "CW" or "CCW", in travel order
+    QPointF origin_start;        // the ends before compensation, in travel order
+    QPointF origin_end;
+    bool reversed = false;       // travelled from the feature's end to its start
+    std::string symbol;          // the feature's symbol, given to the compensated piece too
+    int tool_size = 0;           // cutter diameter, board units
+    int comp = 0;                // 0 none, 1 right, 2 left of the travel direction
+    int chain = 0;               // chain number, from 1
+    int feed = 0;
+    int speed = 0;
+    int flag = 0;                // 1 on a path that is a compensated cutter path already
+};
+
+namespace rout {
+
+using Chain = std::vector<ViewWidget::chain_info>;
+
+// A chain and where it comes from: picked in this view from a selection
+// (kept until its features go away), or read back from the rout attributes
+// of the kernel (read again on every refresh).
+struct ChainRecord {
+    bool picked = false;
+    Chain entries;
+};
+
+// The attribute names and the texts of the compensation modes.
+extern const char kChainAttribute[];  // ".rout_chain"
+extern const char kCompAttribute[];   // ".comp"
+extern const char kFlagAttribute[];   // ".rout_flag"
+extern const char kFeedAttribute[];   // ".feed"
+extern const char kSpeedAttribute[];  // ".speed"
+const char* compText(int mode);       // "none", "right", "left"
+// A mode text ("none", "right", "left", or the digit); false when unknown.
+bool compFromText(const std::string& text, int& mode);
+
+bool isArc(const ViewWidget::chain_info& piece);
+bool isClockwise(const ViewWidget::chain_info& piece);
+// Turns a piece round: its ends (and an arc's direction) change places.
+void reverse(ViewWidget::chain_info& piece);
+// The cutter diameter a symbol name stands for (its largest size), board
+// units; 0 when the name carries no size.
+int symbolToolSize(const std::string& symbol);
+
+// Puts the pieces in travel order: each starts where the one before ends,
+// turned round where that is what connects them. Pieces that connect to
+// nothing follow in their own order.
+void arrange(Chain& chain);
+
+// The crossing of two bounded pieces nearest to the end of the first.
+bool crossing(const ViewWidget::chain_info& first, const ViewWidget::chain_info& second, QPointF& at);
+// Cuts out the loops that compensation makes where a piece is shorter than
+// the offset; returns how many pieces went.
+int removeLoops(Chain& path);
+// Compensates every piece and joins neighbours at the crossing of their
+// shifted lines and circles.
+Chain mergedPath(const Chain& chain);
+
+}  // namespace rout
+
+struct ViewWidget::RoutState {
+    std::string job;  // the chains belong to this job and step
+    std::string step;
+    std::vector<rout::ChainRecord> chains;
+};
+
+}  // namespace GRAPHIC
+}  // namespace TOLVA
