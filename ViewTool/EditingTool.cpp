@@ -52,7 +52,12 @@ void EditingTool::toolKeyPress(QKeyEvent* event) {
     event->accept();
 }
 
-void EditingTool::dealWithUndo() { m_view->undoLastEdit(); }
+// A replaced tool lives on until the event loop deletes it, still hearing
+// the view's signals: only the active tool takes the request, so that one
+// request undoes one edit.
+void EditingTool::dealWithUndo() {
+    if (m_view->currentTool() == this) m_view->undoLastEdit();
+}
 
 std::optional<QPointF> EditingTool::snapPoint(const QPoint& pixel) const {
     if (!UIAPI::getCoordinate(m_view->host()).snap_on) return std::nullopt;
