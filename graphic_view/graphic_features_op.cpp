@@ -8,7 +8,7 @@
 #include <QApplication>
 #include <QScreen>
 #include <QMutex>
-#include <QThread>
+#include <QSemaphore>
 #include <QtConcurrent/QtConcurrent>
 #include <algorithm>
 #include <cmath>
@@ -104,6 +104,11 @@ RepeatJob g_repeat;
 QMutex g_progressMutex;
 int g_progress = 0;
 std::exception_ptr g_repeatFailure;
+// Released by the worker as it ends, so that the GUI thread's 20 ms pause
+// between event-loop turns ends with it instead of oversleeping.
+QSemaphore g_repeatDone;
+
+constexpr int kRepeatPollMs = 20;
 
 void setProgress(int value) {
     QMutexLocker lock(&g_progressMutex);
@@ -166,6 +171,7 @@ void repeatWorker() {
         g_repeatFailure = std::current_exception();
         setProgress(-1);
     }
+    g_repeatDone.release();
 }
 
 bool validRepeat(const ViewWidget::RepeatParameters& p) {
@@ -423,6 +429,9 @@ void ViewWidget::repeat_selected_features(PluginMetaData msg) {
     setProgress(0);
     m_repeatRunning = true;
 
+    // The worker starts first: building and showing the dialog overlaps its work.
+    g_repeatDone.tryAcquire(g_repeatDone.available());
+    QFuture<void> task = QtConcurrent::run(repeatWorker);
     UIAPI::TvProgressDialog dialog(tr("Processing"), tr("Cancel"), 0, 100, this);
     dialog.setMinimumDuration(1);
     dialog.setWindowTitle(tr("Please wait"));
@@ -434,13 +443,12 @@ void ViewWidget::repeat_selected_features(PluginMetaData msg) {
     dialog.setWindowFlags(Qt::Dialog | Qt::WindowTitleHint);
     dialog.setWindowModality(Qt::ApplicationModal);
 
-    QFuture<void> task = QtConcurrent::run(repeatWorker);
     while (!task.isFinished()) {
         const int value = progress();
         if (value < 0) break;
         dialog.setValue(value);
         QApplication::processEvents();
-        QThread::msleep(20);
+        if (g_repeatDone.tryAcquire(1, kRepeatPollMs)) break;
     }
     task.waitForFinished();
     dialog.close();
