@@ -45,6 +45,9 @@ using testsupport::ScopedJob;
 
 namespace {
 
+// The fixture's box recorder, for probes made outside the fixture.
+PromptRecorder* g_prompts = nullptr;
+
 // The operation each code reaches, grouped by operation.
 struct Expected {
     const char* operation;
@@ -78,6 +81,8 @@ const std::vector<Expected>& expectedRoutes() {
         {"doOpenPopView", {{20000225, 20000225}}},
         {"doMeasureSelect", {{20000230, 20000234}}},
         {"do_buffer_tool_change", {{20000241, 20000241}, {20001416, 20001417}}},
+        {"select_net_items", {{20000246, 20000246}}},
+        {"select_contour_items", {{20000247, 20000247}}},
         {"change_SR_Edit_tool", {{20000254, 20000254}, {20000256, 20000256}, {20000259, 20000259}, {20000267, 20000267}}},
         {"change_Notes_tool", {{20000263, 20000263}}},
         {"note_zoom_to_box", {{20000264, 20000264}}},
@@ -209,6 +214,27 @@ Probe setsOptionFlag(int which) {
             }};
 }
 
+// An operation that has nothing to work on says so in one box.
+Probe refuses(const QString& text) {
+    return {[](ViewWidget&, PluginMetaData&) { g_prompts->clear(); },
+            [text](ViewWidget&, qint32 code) { EXPECT_EQ(g_prompts->texts(), QStringList{text}) << code; }};
+}
+
+// The job list's answer naming feature 0 of "top" selects it in the kernel.
+Probe selectsAnsweredFeature() {
+    static ScopedJob answered{"dispatch_answer", 1e6, 1e6, {"top"}};
+    static const bool padded = (answered.addPad("top", 100, 100, "r10"), true);
+    (void)padded;
+    return {[](ViewWidget& v, PluginMetaData& m) {
+                testsupport::openJobInView(&v, "dispatch_answer", "pcb", {"top"});
+                TOLVA::API::clear_selected_features("dispatch_answer", "pcb", "top");
+                m.data = {{"LayerName", "top"}, {"Indexes", QVariantList{0}}};
+            },
+            [](ViewWidget&, qint32 code) {
+                EXPECT_TRUE(TOLVA::API::is_selected("dispatch_answer", "pcb", "top")) << code;
+            }};
+}
+
 Probe storesSnapMode(int mode) {
     return {[mode](ViewWidget& v, PluginMetaData&) {
                 PluginMetaData other = message(mode == 3 ? 20001652 : 20001650);  // start from another mode
@@ -220,13 +246,14 @@ Probe storesSnapMode(int mode) {
 }  // namespace
 
 TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
+    g_prompts = &prompts;
     const std::set<std::string> notYet = {
-        "set_symbol_attributes", "draw_use_symbol_line", "show_contour_fill_parameters", "get_archor_signal",
-        "zoomIn_search_feature", "showNetAnalyzeResult", "eq_zoomIn_special_points", "get_offset",
-        "edit_coordinate_setting", "repeat_selected_features", "get_Mouse_rect", "sent_Mouse_Point",
+        "draw_use_symbol_line", "show_contour_fill_parameters", "get_archor_signal",
+        "zoomIn_search_feature", "showNetAnalyzeResult", "eq_zoomIn_special_points",
+        "edit_coordinate_setting", "get_Mouse_rect", "sent_Mouse_Point",
         "get_coordinate_data", "refresh_layer_compare_show", "get_analyze_data", "get_DFM_data", "on_enter_pressed",
-        "get_coordinate_effect_layers", "create_rout_chain", "get_rout_selectorder", "do_drawchain",
-        "get_addchain_vector", "do_compensate", "setResizeHoleTmpData"};
+        "get_coordinate_effect_layers", "get_rout_selectorder", "do_drawchain",
+        "get_addchain_vector", "setResizeHoleTmpData"};
     static std::vector<TOLVA::API::point> crossList{{1200, -3400}};
     std::map<std::string, Probe> probes = {
         {"draw_use_symbol", opensTool<DrawSymbolTool>()},
@@ -276,11 +303,34 @@ TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
         {"change_current_snap_mode",
          {nullptr, [](ViewWidget& v, qint32 code) { EXPECT_EQ(v.currentSnapMode(), std::min(code - 20000050, 7)); }}},
         {"do_buffer_tool_change",
-         {[](ViewWidget& v, PluginMetaData&) { v.changeTool(Graphic_ViewTool::SELECT_TOOL); },
-          [](ViewWidget& v, qint32 code) {
-              // 20000241 first drops back to the normal tool.
+         {[this](ViewWidget& v, PluginMetaData&) {
+              v.changeTool(Graphic_ViewTool::SELECT_TOOL);
+              prompts.clear();
+          },
+          [this](ViewWidget& v, qint32 code) {
+              // 20000241 first drops back to the normal tool; without layers
+              // or a buffer the other two refuse and keep the tool.
               EXPECT_TRUE(code == 20000241 ? toolIs<NormalTool>(v) : toolIs<SelectTool>(v)) << code;
+              const QStringList expected{code == 20001416 ? "There are no active layers!" : "Buffer is empty!"};
+              EXPECT_EQ(prompts.texts(), code == 20000241 ? QStringList{} : expected);
           }}},
+        {"set_symbol_attributes",
+         {[](ViewWidget&, PluginMetaData& m) { m.data = {{"attributes", QVariantMap{{".smd", "yes"}}}}; },
+          [](ViewWidget& v, qint32) { EXPECT_EQ(v.symbol_attributes, (TOLVA::API::attr_map{{".smd", "yes"}})); }}},
+        {"get_offset",
+         {[this](ViewWidget&, PluginMetaData&) { prompts.clear(); },
+          [this](ViewWidget&, qint32) { EXPECT_EQ(prompts.texts(), QStringList{"There are no active layers!"}); }}},
+        {"repeat_selected_features",
+         {[this](ViewWidget&, PluginMetaData& m) {
+              static ViewWidget::RepeatParameters grid{2, 2, 1000, 1000};
+              m.payload = &grid;
+              prompts.clear();
+          },
+          [this](ViewWidget&, qint32) { EXPECT_EQ(prompts.texts(), QStringList{"No active layers defined"}); }}},
+        {"create_rout_chain", refuses(QStringLiteral("No work layer!"))},
+        {"do_compensate", refuses(QStringLiteral("Compensation: \"source\" is missing or cannot be used!"))},
+        {"select_net_items", selectsAnsweredFeature()},
+        {"select_contour_items", selectsAnsweredFeature()},
         {"note_zoom_to_box",
          {[](ViewWidget&, PluginMetaData& m) { m.data = {{"xmin", 1e6}, {"ymin", 2e6}, {"xmax", 3e6}, {"ymax", 4e6}}; },
           [](ViewWidget& v, qint32) {
@@ -412,9 +462,11 @@ TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
         probe->second.check(*v, code);
         // A stub names itself; no other operation says so.
         const bool saysNotYet = logs.contains(" is not available yet");
-        if (notYet.count(operation)) EXPECT_TRUE(logs.contains(operation + " is not available yet"));
-        else if (operation != "do_buffer_tool_change") EXPECT_FALSE(saysNotYet);
-        else EXPECT_TRUE(logs.contains("do_buffer_tool_change is not available yet"));
+        if (notYet.count(operation)) {
+            EXPECT_TRUE(logs.contains(operation + " is not available yet"));
+        } else {
+            EXPECT_FALSE(saysNotYet);
+        }
         // Only the requests that open a tool are remembered, whole.
         EXPECT_EQ(v->lastToolMessage().msgType, opensATool.count(operation) ? code : -1);
         m_messages = nullptr;
