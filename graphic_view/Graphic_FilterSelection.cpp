@@ -165,20 +165,25 @@ void ViewWidget::applySelectionAnswer(const PluginMetaData& msg, const char* wha
         return;
     }
     const bool select = msg.data.value(QStringLiteral("Select"), true).toBool();
+    // Every named feature is looked up before any is changed: an answer
+    // naming a feature the layer does not have changes nothing.
     guarded(__FILE__, __LINE__, [&] {
+        std::vector<API::featureInfo> named;
         for (const QVariant& v : indexes) {
             bool ok = false;
             const int index = v.toInt(&ok);
-            if (!ok) continue;
+            named.emplace_back();
+            if (!ok || !API::get_featureinfo_by_index(job(), step(), layer, index, named.back()))
+                throw API::KernelText("layer '" + layer + "' has no feature " + v.toString().toStdString());
+        }
+        for (const API::featureInfo& f : named) {
             if (select) {
-                if (DB::get_SaveFlag()) DB::select_feature_by_id_db_save(job(), step(), layer, index);
-                API::select_feature_by_id(job(), step(), layer, index);
-                continue;
+                if (DB::get_SaveFlag()) DB::select_feature_by_id_db_save(job(), step(), layer, f.index);
+                API::select_feature_by_id(job(), step(), layer, f.index);
+            } else {
+                if (DB::get_SaveFlag()) DB::unselect_feature_by_info_db_save(job(), step(), layer, f);
+                API::unselect_feature_by_info(job(), step(), layer, f);
             }
-            API::featureInfo f;
-            if (!API::get_featureinfo_by_index(job(), step(), layer, index, f)) continue;
-            if (DB::get_SaveFlag()) DB::unselect_feature_by_info_db_save(job(), step(), layer, f);
-            API::unselect_feature_by_info(job(), step(), layer, f);
         }
     });
     draw();
