@@ -124,8 +124,9 @@ void EditBuffer::paint(QPainter* painter) {
     }
     m_paintFaultLogged = false;
     if (buffer.boxes.isEmpty()) return;
-    drawPreviewAt(painter, QPixmap(), onView(buffer.boxes[0]));
-    if (buffer.boxes.size() >= 2) drawPreviewAt(painter, buffer.preview, onView(buffer.boxes[1]));
+    drawBoxFrame(painter, onView(buffer.boxes[0]));
+    if (buffer.boxes.size() >= 2)
+        drawOutlinesAt(painter, buffer.features, buffer.boxes[0], buffer.preview, onView(buffer.boxes[1]));
 }
 
 void EditBuffer::middleClicked() {

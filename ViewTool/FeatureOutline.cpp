@@ -11,6 +11,7 @@ namespace TOLVA {
 namespace GRAPHIC {
 
 const QColor kOutlineColor(255, 255, 0);
+const QColor kBoxFrameColor(255, 255, 255);
 
 namespace {
 constexpr double kFullTurn = 6.283185307179586;  // 2 pi
@@ -59,6 +60,31 @@ void drawOutline(QPainter& painter, const API::featureInfo& f) {
     default: painter.drawRect(extentOf(f)); break;
     }
 }
+
+// Every outline in board units, whatever the painter's transform makes of them.
+void drawOutlines(QPainter& painter, const FeatureMap& features) {
+    painter.setPen(QPen(kOutlineColor, 0));  // cosmetic: one pixel at any scale
+    painter.setBrush(Qt::NoBrush);
+    for (const auto& layer : features)
+        for (const API::featureInfo& f : layer.second) drawOutline(painter, f);
+}
+
+std::size_t featureCount(const FeatureMap& features) {
+    std::size_t n = 0;
+    for (const auto& layer : features) n += layer.second.size();
+    return n;
+}
+
+// The corners of a board box and of an image, both in the order of
+// EditingTool::onView: the image's top row is the board box's top edge.
+QPolygonF boardCorners(const QRectF& box) {
+    return QPolygonF(QVector<QPointF>{box.bottomLeft(), box.bottomRight(), box.topRight(), box.topLeft()});
+}
+
+QPolygonF imageCorners(const QPixmap& image) {
+    return QPolygonF(QVector<QPointF>{QPointF(0, 0), QPointF(image.width(), 0), QPointF(image.width(), image.height()),
+                                      QPointF(0, image.height())});
+}
 }  // namespace
 
 std::optional<QRectF> featureExtent(const FeatureMap& features) {
@@ -81,24 +107,33 @@ QPixmap outlinePreview(const FeatureMap& features, const QRectF& extent) {
     // Board units to image pixels: x from the left edge, y flipped so that
     // the board's top (largest y) is the image's first row.
     painter.setTransform(QTransform(scale, 0, 0, -scale, -extent.left() * scale, extent.bottom() * scale));
-    painter.setPen(QPen(kOutlineColor, 0));  // cosmetic: one pixel at any scale
-    painter.setBrush(Qt::NoBrush);
-    for (const auto& layer : features)
-        for (const API::featureInfo& f : layer.second) drawOutline(painter, f);
+    drawOutlines(painter, features);
     return preview;
 }
 
-void drawPreviewAt(QPainter* painter, const QPixmap& preview, const QPolygonF& corners) {
+void drawBoxFrame(QPainter* painter, const QPolygonF& corners) {
     painter->save();
-    painter->setPen(QPen(kOutlineColor, 1, Qt::DashLine));
+    painter->setPen(QPen(kBoxFrameColor, 1, Qt::DashLine));
     painter->setBrush(Qt::NoBrush);
     painter->drawPolygon(corners);
-    QTransform stretch;
-    const QPolygonF image(QVector<QPointF>{QPointF(0, 0), QPointF(preview.width(), 0),
-                                           QPointF(preview.width(), preview.height()), QPointF(0, preview.height())});
-    // A box squeezed to a line or a point has no mapping: only its outline shows.
-    if (!preview.isNull() && QTransform::quadToQuad(image, corners, stretch)) {
-        painter->setTransform(stretch, true);
+    painter->restore();
+}
+
+void drawOutlinesAt(QPainter* painter, const FeatureMap& features, const QRectF& extent, const QPixmap& preview,
+                    const QPolygonF& corners) {
+    drawBoxFrame(painter, corners);
+    const bool asLines = featureCount(features) <= kMostOutlinesPerFrame;
+    // Where `extent` (or the image of it) lies on the view, corner for corner.
+    const QPolygonF source = asLines ? boardCorners(extent) : imageCorners(preview);
+    QTransform onView;
+    // A box squeezed to a line or a point has no mapping: only its frame shows.
+    if (!QTransform::quadToQuad(source, corners, onView)) return;
+    painter->save();
+    painter->setTransform(onView, true);
+    if (asLines)
+        drawOutlines(*painter, features);
+    else if (!preview.isNull()) {
+        painter->setRenderHint(QPainter::SmoothPixmapTransform);  // thin lines fade rather than vanish
         painter->drawPixmap(0, 0, preview);
     }
     painter->restore();

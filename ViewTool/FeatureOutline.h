@@ -1,7 +1,8 @@
 #pragma once
 // Outlines of features for the editing tools' previews: the extent of a set
-// of features and an image of their outlines, drawn over a board box on the
-// view while the features are being placed or dragged.
+// of features, an image of their outlines for the shared edit buffer, and
+// the outlines drawn over a board box on the view while the features are
+// being placed or dragged.
 #include <QColor>
 #include <QPixmap>
 #include <QRectF>
@@ -32,11 +33,21 @@ std::optional<QRectF> featureExtent(const FeatureMap& features);
 QPixmap outlinePreview(const FeatureMap& features, const QRectF& extent);
 constexpr int kOutlinePreviewPixels = 512;
 extern const QColor kOutlineColor;
+// The dashed frame of a box on the view, apart from the outlines it holds.
+extern const QColor kBoxFrameColor;
 
-// Outlines a box given by its corners on the view (in the order of
-// EditingTool::onView) and, unless `preview` is null, draws the preview
-// stretched over it.
-void drawPreviewAt(QPainter* painter, const QPixmap& preview, const QPolygonF& corners);
+// Frames a box given by its corners on the view, in the order of
+// EditingTool::onView.
+void drawBoxFrame(QPainter* painter, const QPolygonF& corners);
+
+// Frames the box at `corners` and draws in it the outlines of `features`
+// as they lie in `extent`. Up to kMostOutlinesPerFrame features are drawn
+// as lines, one pixel wide at any zoom; beyond that, `preview` (their image
+// over `extent`) is stretched over the box instead, so that a paint stays
+// quick.
+void drawOutlinesAt(QPainter* painter, const FeatureMap& features, const QRectF& extent, const QPixmap& preview,
+                    const QPolygonF& corners);
+constexpr int kMostOutlinesPerFrame = 2000;
 
 }  // namespace GRAPHIC
 }  // namespace TOLVA

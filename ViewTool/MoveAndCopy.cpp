@@ -21,7 +21,6 @@ constexpr char kInitLine[] = "MOVE_AND_COPY:\tinit";
 constexpr char kNoModeLine[] = "MOVE_AND_COPY:\tGet wrong data type when mouse click!";
 const QString kDxKey = QStringLiteral("dx");
 const QString kDyKey = QStringLiteral("dy");
-const QColor kVectorColor(255, 255, 255);
 
 // The layers an edit acts on: the affected layers, then the work layer.
 std::vector<std::string> editLayers(const ViewWidget& view) {
@@ -101,23 +100,24 @@ void MoveAndCopy::startDrag() {
 }
 
 void MoveAndCopy::readSelectionOutline() {
+    m_selection.clear();
     m_selectionExtent.reset();
     m_selectionPreview = QPixmap();
     const std::string job = m_view->jobName().toStdString(), step = m_view->stepName().toStdString();
     if (job.empty()) return;
-    FeatureMap selected;
     try {
         for (const std::string& layer : editLayers(*m_view)) {
             if (DB::get_SaveFlag()) DB::get_selected_feature_info_db_save(job, step, layer);
-            API::get_selected_feature_info(job, step, layer, selected[layer]);
+            API::get_selected_feature_info(job, step, layer, m_selection[layer]);
         }
     } catch (...) {
-        // Only the preview is lost: the drag itself still works.
+        // Only the outline is lost: the drag itself still works.
+        m_selection.clear();
         logFailure(__FILE__, __LINE__, describeFailure(std::current_exception()).text);
         return;
     }
-    m_selectionExtent = featureExtent(selected);
-    if (m_selectionExtent) m_selectionPreview = outlinePreview(selected, *m_selectionExtent);
+    m_selectionExtent = featureExtent(m_selection);
+    if (m_selectionExtent) m_selectionPreview = outlinePreview(m_selection, *m_selectionExtent);
 }
 
 void MoveAndCopy::leftButtonRelease(QMouseEvent* event) {
@@ -167,10 +167,11 @@ void MoveAndCopy::paint(QPainter* painter) {
     if (!m_dragging) return;
     if (m_selectionExtent) {
         const QPointF shift = m_view->toBoard(m_cursorPixel) - m_pressBoard;
-        drawPreviewAt(painter, m_selectionPreview, onView(m_selectionExtent->translated(shift)));
+        drawOutlinesAt(painter, m_selection, *m_selectionExtent, m_selectionPreview,
+                       onView(m_selectionExtent->translated(shift)));
     }
     painter->save();
-    painter->setPen(QPen(kVectorColor, 1));
+    painter->setPen(QPen(kBoxFrameColor, 1));
     painter->drawLine(m_pressPixel, m_cursorPixel);
     painter->restore();
 }

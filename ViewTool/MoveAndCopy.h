@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "EditingTool.h"
+#include "FeatureOutline.h"
 
 class QTimer;
 
@@ -62,6 +63,7 @@ private:
     QRectF m_clickBox;
     bool m_leftHeld = false;
     bool m_dragging = false;
+    FeatureMap m_selection;
     std::optional<QRectF> m_selectionExtent;
     QPixmap m_selectionPreview;
 };

@@ -5,6 +5,7 @@
 #include <QMouseEvent>
 #include <QPainter>
 
+#include "FeatureOutline.h"
 #include "graphic_view/graphic_view.h"
 
 namespace TOLVA {
@@ -14,7 +15,6 @@ namespace {
 constexpr char kInitLine[] = "MOVE_AND_COPY_SAMELAYER:\t INIT";
 constexpr char kWorkTypeLine[] = "MOVE_AND_COPY_SAMELAYER:\t Edit type is wrong when Set work type";
 constexpr char kDisorderedLine[] = "MOVE_AND_COPY_SAMELAYER:\t Mouse click are disordered!";
-const QColor kGuideColor(255, 255, 255);
 }  // namespace
 
 MoveAndCopysamelayer::MoveAndCopysamelayer(ViewWidget* view)
@@ -47,8 +47,8 @@ void MoveAndCopysamelayer::mouseMove(QMouseEvent* event) {
     if (m_leftHeld || !m_boxes.isEmpty()) m_view->update();
 }
 
-// A release without its press (the second release of a double click, or a
-// press that went to another tool) takes no box.
+// A release without its press (the press went to the tool before this one)
+// takes no box.
 void MoveAndCopysamelayer::leftButtonRelease(QMouseEvent* event) {
     event->accept();
     if (!m_leftHeld) {
@@ -87,14 +87,15 @@ void MoveAndCopysamelayer::addBox(const QRectF& box) {
 
 void MoveAndCopysamelayer::paint(QPainter* painter) {
     painter->save();
-    painter->setPen(QPen(kGuideColor, 1, Qt::DashLine));
     painter->setBrush(Qt::NoBrush);
+    painter->setPen(QPen(kBoxFrameColor, 1, Qt::DashLine));
     if (isDraggingRectangle()) painter->drawRect(QRect(m_pressPixel, m_cursorPixel).normalized());
     if (!m_boxes.isEmpty()) {
         const QRectF reference = m_boxes.first();
         painter->drawPolygon(onView(reference));
-        painter->drawLine(toPixel(reference.center()), m_cursorPixel);
         painter->drawPolygon(onView(centredAt(reference, m_view->toBoard(m_cursorPixel))));
+        painter->setPen(QPen(kBoxFrameColor, 1));
+        painter->drawLine(toPixel(reference.center()), m_cursorPixel);
     }
     painter->restore();
 }

@@ -359,6 +359,30 @@ TEST_F(EditTools, ThePreviewDrawsTheBufferedOutlinesRightWayUp) {
     EXPECT_EQ(countPixels(preview, QRect(w / 2, h / 4, w / 2, h / 2), isYellow), 0);  // nothing there
 }
 
+// An arc is drawn the way it turns: from the same start to the same end,
+// counter-clockwise goes one way round the centre and clockwise the other.
+TEST_F(EditTools, ThePreviewDrawsArcsTheWayTheyTurn) {
+    constexpr double r = 1e6;
+    kernel::featureInfo arc;
+    arc.type = kernel::FT_ARC;
+    arc.xs = -r, arc.ys = 0, arc.xe = r, arc.ye = 0, arc.xc = 0, arc.yc = 0;
+    arc.xmin = -r, arc.ymin = -r, arc.xmax = r, arc.ymax = r;  // the whole circle, so the picture is square
+    struct Case {
+        const char* direction;
+        bool upperHalf;
+    };
+    static constexpr Case cases[] = {{"CW", true}, {"CCW", false}};
+    for (const Case& c : cases) {
+        arc.direction = c.direction;
+        requestCopyOrCut({}, {{"top", {arc}}});
+        const QImage preview = buffer().preview.toImage().convertToFormat(QImage::Format_ARGB32);
+        ASSERT_EQ(preview.size(), QSize(512, 512)) << c.direction;
+        const QRect upper(0, 0, 512, 240), lower(0, 272, 512, 240);
+        EXPECT_EQ(countPixels(preview, upper, isYellow) > 0, c.upperHalf) << c.direction;
+        EXPECT_EQ(countPixels(preview, lower, isYellow) > 0, !c.upperHalf) << c.direction;
+    }
+}
+
 // While placing, box 1 is box 0 with its centre under the cursor; the left
 // press puts it there, leaves exactly the two boxes and hands the paste
 // over. The same buffer may be pasted again.
@@ -509,6 +533,39 @@ TEST_F(EditTools, PlacingPaintsBoxZeroAndThePreviewAtBoxOne) {
               white);
 }
 
+// However many features are placed, the view shows the same picture of
+// them at box 1: here a rail up the left side and a row of pads along the
+// bottom. (A big buffer is drawn from its image rather than line by line.)
+TEST_F(EditTools, PlacingShowsSmallAndBigBuffersAlike) {
+    const auto pad = [](double x, double y, double half) {
+        kernel::featureInfo f;
+        f.type = kernel::FT_PAD;
+        f.xs = x, f.ys = y, f.xmin = x - half, f.ymin = y - half, f.xmax = x + half, f.ymax = y + half;
+        return f;
+    };
+    kernel::featureInfo rail;
+    rail.type = kernel::FT_LINE;
+    rail.xs = 0, rail.ys = 1e7, rail.xe = 0, rail.ye = 2e7;
+    rail.xmin = -5e4, rail.ymin = 1e7 - 5e4, rail.xmax = 5e4, rail.ymax = 2e7 + 5e4;
+    for (int pads : {10, kMostOutlinesPerFrame + 1}) {
+        Buffered buffered{{"top", {rail}}};
+        for (int i = 0; i < pads; ++i) buffered["top"].push_back(pad(1e6 + i * (2.9e7 / pads), 1e7, 2e5));
+        requestCopyOrCut({}, buffered);
+        configure(fresh<EditBuffer>(T::EDIT_BUFFER_TOOL), EditBuffer::kPasteCode);
+        moveMouse(QPoint(200, 150));
+        ASSERT_EQ(buffer().boxes.size(), 2) << pads;
+        const QImage overlay = toolOverlay();
+        const QRect to = pixelsOf(buffer().boxes[1]);
+        const int yellow = countPixels(overlay, overlay.rect(), isYellow);
+        EXPECT_GT(yellow, 0) << pads;
+        EXPECT_EQ(countPixels(overlay, to.adjusted(-2, -2, 2, 2), isYellow), yellow) << pads;
+        EXPECT_GT(countPixels(overlay, QRect(to.left() + 10, to.bottom() - 4, to.width() - 20, 5), isYellow), 0) << pads;
+        EXPECT_GT(countPixels(overlay, QRect(to.left(), to.top() + 10, 3, to.height() / 2), isYellow), 0) << pads;
+        EXPECT_EQ(countPixels(overlay, QRect(to.center().x(), to.top(), to.width() / 2 - 3, to.height() / 2), isYellow), 0)
+            << pads;
+    }
+}
+
 // ---- what every tool takes from the cursor --------------------------------
 
 // With snap on, the point a tool takes from the cursor is the key point the
@@ -586,6 +643,29 @@ TEST_F(EditTools, MoveAndCopyDragSendsThePressToReleaseDisplacement) {
         QTest::qWait(2 * MoveAndCopy::kClickDelayMs);
         EXPECT_EQ(clicks.count(), 0) << c.code;  // a drag is no click
     }
+}
+
+// During a drag the tool paints the displacement and the selection's
+// outline carried along by it.
+TEST_F(EditTools, MoveAndCopyDragPaintsTheSelectionCarriedAlong) {
+    job.addPad("top", 1e7, 1e7, "r1000");
+    select(0);
+    MoveAndCopy* tool = moveCopyTool(MoveAndCopy::kMoveCode);
+    ASSERT_NE(tool, nullptr);
+    const QPoint pad = pixelOf(QPointF(1e7, 1e7)), shift(120, -60);
+    QTest::mousePress(view, Qt::LeftButton, Qt::NoModifier, pad);
+    EXPECT_EQ(countPixels(toolOverlay(), view->rect(), isYellow), 0);  // no drag yet
+    moveMouse(pad + shift, Qt::LeftButton);
+    const QImage overlay = toolOverlay();
+    const auto around = [](const QPoint& p, int r) { return QRect(p - QPoint(r, r), QSize(2 * r + 1, 2 * r + 1)); };
+    // The pad is 1e6 across, about ten pixels: its outline lies within a
+    // few pixels more of its centre.
+    const int yellow = countPixels(overlay, overlay.rect(), isYellow);
+    EXPECT_GT(yellow, 0);
+    EXPECT_EQ(countPixels(overlay, around(pad + shift, 12), isYellow), yellow);
+    EXPECT_GT(countPixels(overlay, around(pad + shift / 2, 1), isWhite), 0);  // the displacement
+    QTest::mouseRelease(view, Qt::LeftButton, Qt::NoModifier, pad + shift);
+    EXPECT_EQ(countPixels(toolOverlay(), view->rect(), isYellow), 0);  // gone with the drag
 }
 
 // A hand shakes by up to three pixels during a click; beyond that the
