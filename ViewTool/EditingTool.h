@@ -1,8 +1,9 @@
 #pragma once
 // The base of the editing tools (the edit buffer, move and copy, same-layer
-// move and copy). Every operation takes its event and does nothing, the
-// wheel zooms and the arrow keys pan as with the normal tool, and the view's
-// undo request takes back the kernel's last edit. Each editing tool writes
+// move and copy). Every operation takes its event and does nothing, a
+// middle click goes to middleClicked(), the wheel zooms and the arrow keys
+// pan as with the normal tool, and the view's undo request takes back the
+// kernel's last edit. Each editing tool writes
 // its own init line, which is why this base does not derive from
 // DefaultTool (that one writes the passive tools' line).
 #include <QPoint>
