@@ -75,7 +75,9 @@ TOLVA_API_EXPORT bool create_new_layer(const str& job, const str& step, const st
 
 // ---- symbols and feature strings ----------------------------------------
 // Registers `symbol` in the layer's symbol table if it is not there and
-// returns its index in `index`.
+// returns its index in `index`. A registration belongs to the next edit: its
+// undo takes the symbol back (FORMATS.md, "Undo"), so register right before
+// building the records that use it.
 TOLVA_API_EXPORT void create_new_symbol(const str& job, const str& step, const str& layer,
                                         const str& symbol, int& index);
 // polarity: POL_POSITIVE / POL_NEGATIVE; dcode is carried as the "dcode" field.
@@ -130,7 +132,10 @@ TOLVA_API_EXPORT void copy_specified_features(const str& job, const str& step,
                                               const str_list& layers,
                                               const std::map<str, std::vector<featureInfo>>& features,
                                               int dx, int dy);
-// Undoes the last edit of the job; false when there is nothing to undo.
+// Undoes the last edit of the job; false when there is nothing to undo. The
+// job is left exactly as it was before the edit: features, matrix, symbols
+// registered for the edit, attribute sets it interned, and the selection
+// (FORMATS.md, "Undo").
 TOLVA_API_EXPORT bool undo_last_edit(const str& job);
 
 // ---- selection ----------------------------------------------------------
@@ -141,8 +146,9 @@ TOLVA_API_EXPORT select_report select_features(const str& job, const str& step, 
                                                const std::vector<point>& polygon,
                                                const select_filter& filter, int operation,
                                                int clear_first);
-// Selects every feature of the layer that passes the select parameters;
-// returns how many are selected.
+// Selects every feature of the layer that passes the select parameters
+// (kinds and polarities; inside_only asks nothing here, as there is no
+// polygon); returns how many are selected.
 TOLVA_API_EXPORT int select_features(const str& job, const str& step, const str& layer);
 TOLVA_API_EXPORT void select_feature_by_id(const str& job, const str& step, const str& layer,
                                            int index);

@@ -57,6 +57,7 @@ void insertLayer(Job& job, const API::matrix_info& row, size_t position) {
     position = std::min(position, job.layers.size());
     LayerDef def;
     def.row = row;
+    def.id = job.nextLayerId++;
     job.layers.insert(job.layers.begin() + static_cast<long>(position), std::move(def));
     for (Step& s : job.steps) s.layers.insert(s.layers.begin() + static_cast<long>(position), LayerData{});
     renumber(job);

@@ -2,7 +2,10 @@
 // checks all of its input before it changes anything, so a call that throws
 // leaves the job as it was. The one step that can fail after a change is the
 // journal line the kernel writes itself; the change is then taken back. An
-// edit records its undo last, in room reserved before the change.
+// edit records its undo last, in room reserved before the change. Besides the
+// change, a record takes back the symbols registered for the edit, the
+// attribute sets it interned and later changes of the selection (see
+// UndoRecord in kernel.h and FORMATS.md, "Undo").
 #include <algorithm>
 #include <set>
 
@@ -31,10 +34,50 @@ std::vector<size_t> resolveLayers(const Job& job, const API::str_list& layers) {
 
 void reserveUndo(Job& job) { job.undo.reserve(kUndoDepth); }
 
-// After reserveUndo this cannot fail.
+// A record for an edit about to be made: what it needs of the job as it is.
+UndoRecord beginUndo(const Job& job, UndoRecord::Kind kind) {
+    UndoRecord u;
+    u.kind = kind;
+    u.attrSets = job.attrs.sets.size();
+    return u;
+}
+
+// After reserveUndo this cannot fail. The symbols registered since the last
+// edit were registered for this one.
 void pushUndo(Job& job, UndoRecord&& record) {
+    record.symbolsBefore = std::move(job.pendingSymbols);
+    job.pendingSymbols.clear();
     if (job.undo.size() >= kUndoDepth) job.undo.erase(job.undo.begin());
     job.undo.push_back(std::move(record));
+}
+
+// Takes back the symbols of `layers` (one entry per symbol, in the order they
+// were registered), last first. Each is the last of its layer's table. A
+// layer that is gone took its symbols along.
+void dropSymbols(Job& job, const std::vector<uint64_t>& layers) {
+    for (auto it = layers.rbegin(); it != layers.rend(); ++it) {
+        long l = layerPositionById(job, *it);
+        if (l < 0) continue;
+        LayerDef& def = job.layers[static_cast<size_t>(l)];
+        if (def.symbols.empty()) continue;
+        def.symbolIndex.erase(def.symbols.back().name);
+        def.symbols.pop_back();
+    }
+}
+
+void restoreSelection(Job& job, const std::vector<SelectionSnapshot>& snapshots) {
+    for (const SelectionSnapshot& s : snapshots) {
+        long l = layerPositionById(job, s.layer);
+        if (l < 0 || s.step >= job.steps.size()) continue;
+        std::vector<Feature>& features = job.steps[s.step].layers[static_cast<size_t>(l)].features;
+        const size_t n = std::min(features.size(), s.features);
+        for (size_t i = 0; i < n; ++i) {
+            if ((s.bits[i / 64] >> (i % 64)) & 1u)
+                features[i].flags |= kSelected;
+            else
+                features[i].flags &= static_cast<uint8_t>(~kSelected);
+        }
+    }
 }
 
 LayerSizes sizesOf(size_t step, size_t layer, const LayerData& d) {
@@ -101,7 +144,7 @@ void truncateLayers(Job& job, const std::vector<LayerSizes>& sizes) {
         d.contourSizes.resize(a.contours);
         d.surfaces.resize(a.surfaces);
         d.texts.resize(a.texts);
-        d.index.invalidate();
+        d.index.truncate(a.features);
     }
 }
 
@@ -119,8 +162,7 @@ void moveLayers(Job& job, size_t step, const std::vector<std::pair<size_t, std::
                 int32_t dx, int32_t dy) {
     for (auto& s : sets) checkMoves(job, job.steps[step].layers[s.first], s.first, s.second, dx, dy);
     reserveUndo(job);
-    UndoRecord u;
-    u.kind = UndoRecord::Moved;
+    UndoRecord u = beginUndo(job, UndoRecord::Moved);
     u.dx = dx;
     u.dy = dy;
     for (auto& s : sets) {
@@ -144,8 +186,7 @@ void copyLayers(Job& job, size_t step, const std::vector<std::pair<size_t, std::
         features.reserve(features.size() + s.second.size() * offsets.size());
     }
     reserveUndo(job);
-    UndoRecord u;
-    u.kind = UndoRecord::Appended;
+    UndoRecord u = beginUndo(job, UndoRecord::Appended);
     for (auto& s : sets) {
         if (s.second.empty() || offsets.empty()) continue;
         u.appended.push_back(applyCopies(job, step, s.first, s.second, offsets));
@@ -203,8 +244,7 @@ std::vector<PendingLayer> parseLayers(Job& j, const API::str_list& layers, Fill&
 // out again. Nothing to add is no edit: no undo record, no journal line.
 void storeFeatures(Job& job, const std::string& stepName, size_t step,
                    std::vector<PendingLayer>& pending, bool selectNew) {
-    UndoRecord u;
-    u.kind = UndoRecord::Appended;
+    UndoRecord u = beginUndo(job, UndoRecord::Appended);
     for (const PendingLayer& p : pending) {
         if (p.features.empty()) continue;
         const LayerData& d = job.steps[step].layers[p.layer];
@@ -214,7 +254,6 @@ void storeFeatures(Job& job, const std::string& stepName, size_t step,
     }
     if (u.appended.empty()) return;
     reserveUndo(job);
-    const size_t attrSets = job.attrs.sets.size();
     try {
         std::map<std::string, int> added;
         for (PendingLayer& p : pending) {
@@ -230,13 +269,39 @@ void storeFeatures(Job& job, const std::string& stepName, size_t step,
         if (selectNew) journalSelectAdded(job.name, stepName, added);
     } catch (...) {
         truncateLayers(job, u.appended);
-        job.attrs.truncate(attrSets);
+        job.attrs.truncate(u.attrSets);
         throw;
     }
     pushUndo(job, std::move(u));
 }
 
 }  // namespace
+
+void noteSelectionChange(Job& job, size_t step, size_t layer) {
+    if (job.undo.empty()) return;  // nothing to go back to
+    UndoRecord& top = job.undo.back();
+    const uint64_t id = job.layers[layer].id;
+    for (const SelectionSnapshot& s : top.selection)
+        if (s.step == step && s.layer == id) return;  // the first change counts
+    const std::vector<Feature>& features = job.steps[step].layers[layer].features;
+    SelectionSnapshot snap;
+    snap.step = step;
+    snap.layer = id;
+    snap.features = features.size();
+    snap.bits.assign((features.size() + 63) / 64, 0);
+    for (size_t i = 0; i < features.size(); ++i)
+        if (features[i].selected()) snap.bits[i / 64] |= uint64_t(1) << (i % 64);
+    top.selection.push_back(std::move(snap));
+}
+
+void settlePendingSymbols(Job& job) {
+    if (!job.undo.empty()) {
+        std::vector<uint64_t>& after = job.undo.back().symbolsAfter;
+        after.insert(after.end(), job.pendingSymbols.begin(), job.pendingSymbols.end());
+    }
+    job.pendingSymbols.clear();
+}
+
 }  // namespace KERNEL
 
 namespace API {
@@ -255,9 +320,17 @@ void create_new_symbol(const str& job, const str& step, const str& layer, const 
         return;
     }
     Symbol s = parseSymbol(symbol);
-    index = static_cast<int>(def.symbols.size());
+    j.pendingSymbols.reserve(j.pendingSymbols.size() + 1);
+    const int added = static_cast<int>(def.symbols.size());
     def.symbols.push_back(std::move(s));
-    def.symbolIndex.emplace(symbol, index);
+    try {
+        def.symbolIndex.emplace(symbol, added);
+    } catch (...) {
+        def.symbols.pop_back();
+        throw;
+    }
+    j.pendingSymbols.push_back(def.id);  // room reserved: cannot fail
+    index = added;
 }
 
 void AddFeature(const str& job, const str& step, const str_list& layers,
@@ -331,9 +404,15 @@ bool undo_last_edit(const str& job) {
     KERNEL_LOCK;
     Job& j = findJob(job);
     if (j.undo.empty()) return false;
-    journalUndo(job);
+    journalUndo(job);  // the one step that can fail: before any change
     UndoRecord u = std::move(j.undo.back());
     j.undo.pop_back();
+    // Newest first: what came after the edit, then the edit, then what was
+    // registered for it.
+    dropSymbols(j, j.pendingSymbols);
+    j.pendingSymbols.clear();
+    dropSymbols(j, u.symbolsAfter);
+    restoreSelection(j, u.selection);
     switch (u.kind) {
     case UndoRecord::Appended:
         truncateLayers(j, u.appended);
@@ -341,15 +420,24 @@ bool undo_last_edit(const str& job) {
     case UndoRecord::Moved:
         for (const MovedFeatures& m : u.moved) applyMove(j, m.step, m.layer, m.ids, -u.dx, -u.dy);
         break;
-    case UndoRecord::LayerCreated:
-        removeLayer(j, u.layerPosition);
+    case UndoRecord::LayerCreated: {
+        long l = layerPositionById(j, u.layer);
+        if (l >= 0) removeLayer(j, static_cast<size_t>(l));
         break;
+    }
     case UndoRecord::MatrixChanged: {
-        matrix_info& row = j.layers[static_cast<size_t>(u.oldRow.row - 1)].row;
-        row = u.oldRow;
+        long l = layerPositionById(j, u.layer);
+        if (l >= 0) {
+            matrix_info& row = j.layers[static_cast<size_t>(l)].row;
+            const int number = row.row;
+            row = u.oldRow;
+            row.row = number;
+        }
         break;
     }
     }
+    j.attrs.truncate(u.attrSets);
+    dropSymbols(j, u.symbolsBefore);
     return true;
 }
 
@@ -368,10 +456,9 @@ bool create_new_layer(const str& job, const str& step, const str& layer, int pos
                     ? j.layers.size()
                     : static_cast<size_t>(position);
     reserveUndo(j);
+    UndoRecord u = beginUndo(j, UndoRecord::LayerCreated);
     insertLayer(j, row, at);
-    UndoRecord u;
-    u.kind = UndoRecord::LayerCreated;
-    u.layerPosition = at;
+    u.layer = j.layers[at].id;
     pushUndo(j, std::move(u));
     return true;
 }
@@ -385,10 +472,11 @@ void change_matrix(const str& job, const matrix_info& row) {
     long other = layerPosition(j, row.name);
     if (other >= 0 && other != row.row - 1) fail("layer '" + row.name + "' exists already");
     reserveUndo(j);
-    UndoRecord u;
-    u.kind = UndoRecord::MatrixChanged;
-    u.oldRow = j.layers[static_cast<size_t>(row.row - 1)].row;
-    j.layers[static_cast<size_t>(row.row - 1)].row = row;
+    UndoRecord u = beginUndo(j, UndoRecord::MatrixChanged);
+    LayerDef& def = j.layers[static_cast<size_t>(row.row - 1)];
+    u.oldRow = def.row;
+    u.layer = def.id;
+    def.row = row;
     pushUndo(j, std::move(u));
 }
 

@@ -118,6 +118,7 @@ struct LayerData {
 
 struct LayerDef {
     API::matrix_info row;
+    uint64_t id = 0;  // unique within the job, for as long as the job lives
     std::vector<Symbol> symbols;
     std::map<std::string, int> symbolIndex;
 };
@@ -138,6 +139,20 @@ struct AttrTable {
 };
 
 // ---- undo -----------------------------------------------------------------
+// An undo record takes the job back to what it was before one edit (see
+// FORMATS.md, "Undo"). Besides the edit's own change it holds:
+//   symbolsBefore: the layers (by id) of the symbols that create_new_symbol
+//     registered between the previous edit (or undo) and this one, in order.
+//     They were registered for this edit: undoing it takes them back.
+//   symbolsAfter:  the symbols registered after this edit that a save wrote
+//     out before the next edit (JOB::save_job moves them here).
+//   attrSets:      the size of the job's attribute table before the edit.
+//   selection:     for each layer of a step whose selection changed after this
+//     edit, its selection as it was right after the edit (taken at the first
+//     change). Restored first, before the edit's own change is reverted.
+// Symbols and attribute sets are only ever appended, and records are undone
+// last in, first out, so what a record takes back is always at the end of its
+// table. Layers are named by id: their positions are not kept across edits.
 struct LayerSizes {
     size_t step = 0, layer = 0;
     size_t features = 0, vertices = 0, contours = 0, surfaces = 0, texts = 0;
@@ -146,13 +161,23 @@ struct MovedFeatures {
     size_t step = 0, layer = 0;
     std::vector<uint32_t> ids;
 };
+struct SelectionSnapshot {
+    size_t step = 0;
+    uint64_t layer = 0;           // LayerDef::id
+    size_t features = 0;          // how many features the layer held
+    std::vector<uint64_t> bits;   // bit i: feature i was selected
+};
 struct UndoRecord {
     enum Kind { Appended, Moved, LayerCreated, MatrixChanged } kind = Appended;
     std::vector<LayerSizes> appended;      // Appended: sizes before the edit
     std::vector<MovedFeatures> moved;      // Moved: by (dx, dy)
     int32_t dx = 0, dy = 0;
-    size_t layerPosition = 0;              // LayerCreated
+    uint64_t layer = 0;                    // LayerCreated, MatrixChanged: the layer's id
     API::matrix_info oldRow;               // MatrixChanged
+    std::vector<uint64_t> symbolsBefore;
+    std::vector<uint64_t> symbolsAfter;
+    size_t attrSets = 1;
+    std::vector<SelectionSnapshot> selection;
 };
 constexpr size_t kUndoDepth = 64;
 
@@ -162,6 +187,10 @@ struct Job {
     std::vector<Step> steps;
     AttrTable attrs;
     std::vector<UndoRecord> undo;
+    // Layer ids of the symbols registered since the last edit, undo or save,
+    // in order (see UndoRecord).
+    std::vector<uint64_t> pendingSymbols;
+    uint64_t nextLayerId = 1;
     std::string directory;    // where it was last loaded from or saved to
     std::string journalPath;  // explicit journal file, empty for the default
 };
@@ -234,6 +263,16 @@ std::string featureRecord(const LayerData& data, const Feature& f);
 void journalSelectAdded(const std::string& job, const std::string& step,
                         const std::map<std::string, int>& counts);
 void journalUndo(const std::string& job);
+
+// Undo bookkeeping (edits.cpp). noteSelectionChange: the selection of the
+// layer at that position in that step is about to change (call it once the
+// call can no longer fail). settlePendingSymbols: a save wrote the job out
+// with the symbols registered since the last edit; they now belong to that
+// edit (or stay, when there is none to undo).
+void noteSelectionChange(Job& job, size_t step, size_t layer);
+void settlePendingSymbols(Job& job);
+// Position of the layer with that id, or -1.
+long layerPositionById(const Job& job, uint64_t id);
 
 // Rebuilds or refreshes the layer's spatial index before a query.
 void ensureIndex(const LayerDef& def, LayerData& data);

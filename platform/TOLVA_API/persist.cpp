@@ -239,6 +239,8 @@ void save_job(const str& job, const str& directory) {
         fail("cannot rename '" + temp.string() + "' to '" + target.string() + "'");
     }
     j.directory = directory;
+    // The symbols written out are no longer the next edit's (FORMATS.md, "Undo").
+    settlePendingSymbols(j);
 }
 
 str load_job(const str& directory) {

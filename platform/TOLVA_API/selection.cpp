@@ -14,13 +14,16 @@ struct LayerRef {
     Job& job;
     LayerDef& def;
     LayerData& data;
+    size_t step, layer;
+    // The selection is about to change (for undo); once the call cannot fail.
+    void changing() const { noteSelectionChange(job, step, layer); }
 };
 
 LayerRef findLayer(const std::string& job, const std::string& step, const std::string& layer) {
     Job& j = findJob(job);
-    Step& s = findStep(j, step);
+    size_t s = findStepIndex(j, step);
     size_t l = findLayerIndex(j, layer);
-    return {j, j.layers[l], s.layers[l]};
+    return {j, j.layers[l], j.steps[s].layers[l], s, l};
 }
 
 bool passesParam(const API::select_param& p, const Feature& f) {
@@ -79,6 +82,7 @@ select_report select_features(const str& job, const str& step, const str& layer,
         fail("selection operation " + std::to_string(operation) + " is neither 0 (select) nor 1 (unselect)");
     const select_param param = state().selectParam;
     HitPolygon q(polygon);
+    l.changing();
     if (clear_first) clearSelection(l.data);
     ensureIndex(l.def, l.data);
     std::vector<uint32_t> ids;
@@ -111,6 +115,7 @@ int select_features(const str& job, const str& step, const str& layer) {
     KERNEL_LOCK;
     LayerRef l = findLayer(job, step, layer);
     const select_param param = state().selectParam;
+    l.changing();
     int count = 0;
     for (Feature& f : l.data.features) {
         if (passesParam(param, f)) f.flags |= kSelected;
@@ -124,17 +129,22 @@ void select_feature_by_id(const str& job, const str& step, const str& layer, int
     LayerRef l = findLayer(job, step, layer);
     if (index < 0 || static_cast<size_t>(index) >= l.data.features.size())
         fail("layer '" + layer + "' has no feature " + std::to_string(index));
+    l.changing();
     l.data.features[static_cast<size_t>(index)].flags |= kSelected;
 }
 
 void clear_selected_features(const str& job, const str& step, const str& layer) {
     KERNEL_LOCK;
-    clearSelection(findLayer(job, step, layer).data);
+    LayerRef l = findLayer(job, step, layer);
+    l.changing();
+    clearSelection(l.data);
 }
 
 void unselect_features(const str& job, const str& step, const str& layer) {
     KERNEL_LOCK;
-    clearSelection(findLayer(job, step, layer).data);
+    LayerRef l = findLayer(job, step, layer);
+    l.changing();
+    clearSelection(l.data);
 }
 
 void unselect_feature_by_info(const str& job, const str& step, const str& layer,
@@ -147,6 +157,7 @@ void unselect_feature_by_info(const str& job, const str& step, const str& layer,
     if (featureRecord(l.data, f) != info.record)
         fail("feature " + std::to_string(info.index) + " of layer '" + layer +
              "' is not the one described (" + info.record + ")");
+    l.changing();
     f.flags &= static_cast<uint8_t>(~kSelected);
 }
 

@@ -43,6 +43,18 @@ void SpatialIndex::markChanged(std::vector<Feature>& features, uint32_t id) {
     m_overlayDirty = true;
 }
 
+void SpatialIndex::truncate(size_t count) {
+    if (!m_fresh) return;
+    if (m_baseCount > count) {
+        m_fresh = false;
+        return;
+    }
+    m_overlayIds.erase(std::remove_if(m_overlayIds.begin(), m_overlayIds.end(),
+                                      [count](uint32_t id) { return id >= count; }),
+                       m_overlayIds.end());
+    m_overlayDirty = true;
+}
+
 void SpatialIndex::refresh(const LayerDef& def, LayerData& data) {
     LayerContext ctx{def, data};
     std::vector<Feature>& features = data.features;
@@ -54,6 +66,7 @@ void SpatialIndex::refresh(const LayerDef& def, LayerData& data) {
             values.emplace_back(toBox(featureBox(ctx, features[i])), i);
         }
         m_base = Tree(values.begin(), values.end());  // bulk load (packing)
+        m_baseCount = features.size();
         m_overlay.clear();
         m_overlayIds.clear();
         m_overlayIds.shrink_to_fit();

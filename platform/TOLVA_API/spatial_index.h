@@ -36,6 +36,10 @@ public:
     void invalidate() { m_fresh = false; }
     // The box of feature `id` changed, or the feature is new.
     void markChanged(std::vector<Feature>& features, uint32_t id);
+    // The features from `count` on are gone (an append taken back). When the
+    // base tree holds none of them only the second tree is redone, at the next
+    // refresh; otherwise everything is rebuilt then.
+    void truncate(size_t count);
     // Brings the trees up to date with the layer.
     void refresh(const LayerDef& def, LayerData& data);
     // Ids of the features whose box meets `box` (unordered).
@@ -54,6 +58,7 @@ private:
     Tree m_base;
     Tree m_overlay;
     std::vector<uint32_t> m_overlayIds;
+    size_t m_baseCount = 0;  // features when the base tree was built: the ids it holds
     bool m_fresh = false;
     bool m_overlayDirty = false;
     // The union of the base tree's entries that are not stale (its own

@@ -32,6 +32,12 @@ long layerPosition(const Job& job, const std::string& layer) {
     return -1;
 }
 
+long layerPositionById(const Job& job, uint64_t id) {
+    for (size_t i = 0; i < job.layers.size(); ++i)
+        if (job.layers[i].id == id) return static_cast<long>(i);
+    return -1;
+}
+
 size_t findLayerIndex(const Job& job, const std::string& layer) {
     long i = layerPosition(job, layer);
     if (i < 0) fail("unknown layer '" + layer + "' in job '" + job.name + "'");

@@ -1,6 +1,9 @@
 // Selection by outline, filter and parameters, and the selection queries.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
+
 #include "kernel_test_util.h"
 
 using namespace TOLVA;
@@ -161,6 +164,124 @@ TEST_F(Selection, MovedFeaturesAreFoundAtTheirNewPlace) {
     EXPECT_EQ(selectBox(box(-100, 99900, 100, 100100)), 1);
     API::undo_last_edit(kJob);
     EXPECT_EQ(selectBox(box(-100, -100, 100, 100)), 1);
+}
+
+// Every combination that matters of the select parameters (kinds,
+// polarities, inside_only) and the attribute filter, on one feature of each
+// kind and polarity, through both overloads and both operations. The
+// whole-layer overload has no polygon and no filter: inside_only asks nothing
+// of it (the whole layer is inside).
+TEST_F(Selection, BothOverloadsHonourTheParametersAndThePolygonOneTheFilter) {
+    const int r = kt::symbol(kJob, "a", "r100"), s = kt::symbol(kJob, "a", "s100");
+    auto square = [](double x) {
+        return std::vector<API::lPoint>{{x, -200000}, {x + 400000, -200000}, {x + 400000, 200000}, {x, 200000}};
+    };
+    // One millimetre apart along y = 0; index: kind, polarity.
+    kt::add(kJob, "a", API::GreateLineString(0, 0, 500000, 0, r, API::POL_POSITIVE, 0), {{".net", "GND"}});  // 0
+    kt::add(kJob, "a", API::GreateLineString(1e6, 0, 1.5e6, 0, r, API::POL_NEGATIVE, 0));                    // 1
+    kt::add(kJob, "a", API::GreatePadString(2e6, 0, s, API::POL_POSITIVE, 0, 0, 1), {{".comp", "U1"}});        // 2
+    kt::add(kJob, "a", API::GreatePadString(3e6, 0, r, API::POL_NEGATIVE, 0, 0, 1));                         // 3
+    kt::add(kJob, "a", API::GreateArcString(4.3e6, 0, 4.3e6, 0, 4e6, 0, r, API::POL_POSITIVE, 0, true),
+            {{".net", "VCC"}});                                                                               // 4
+    kt::add(kJob, "a", API::GreateSurfaceString(square(5e6), API::POL_POSITIVE, 0, true));                   // 5
+    kt::add(kJob, "a", API::GreateSurfaceString(square(6e6), API::POL_NEGATIVE, 0, true), {{".comp", "U2"}});  // 6
+    kt::add(kJob, "a", API::GreateTextString(7e6, 0, "A", API::POL_POSITIVE, 0, 200000, 200000, 1, "std", 0, 1));  // 7
+    kt::add(kJob, "a", API::GreateTextString(8e6, 0, "B", API::POL_NEGATIVE, 0, 200000, 200000, 1, "std", 0, 1));  // 8
+    const std::vector<int> everything = {0, 1, 2, 3, 4, 5, 6, 7, 8};
+    // Holds every feature whole.
+    const auto all = box(-1000000, -1000000, 9000000, 1000000);
+    // Cuts the line 0 and the surface 5, holds 1 to 4 whole, misses 6 to 8.
+    const auto cut = box(250000, -1000000, 5200000, 1000000);
+
+    auto param = [](std::function<void(API::select_param&)> change) {
+        API::select_param p;
+        change(p);
+        return p;
+    };
+    const auto same = [](API::select_param&) {};
+    struct Case {
+        const char* what;
+        API::select_param param;
+        std::vector<API::point> polygon;
+        API::select_filter filter;
+        std::vector<int> polygonSelects;  // also what unselecting with it takes away
+        std::vector<int> layerSelects;    // select_features(job, step, layer)
+        std::vector<int> dropped;         // excluded among them while all are selected
+    };
+    const Case cases[] = {
+        {"defaults", param(same), all, {}, everything, everything, {}},
+        {"no lines", param([](API::select_param& p) { p.lines = false; }), all, {}, {2, 3, 4, 5, 6, 7, 8}, {2, 3, 4, 5, 6, 7, 8}, {}},
+        {"no pads", param([](API::select_param& p) { p.pads = false; }), all, {}, {0, 1, 4, 5, 6, 7, 8}, {0, 1, 4, 5, 6, 7, 8}, {}},
+        {"no arcs", param([](API::select_param& p) { p.arcs = false; }), all, {}, {0, 1, 2, 3, 5, 6, 7, 8}, {0, 1, 2, 3, 5, 6, 7, 8}, {}},
+        {"no surfaces", param([](API::select_param& p) { p.surfaces = false; }), all, {}, {0, 1, 2, 3, 4, 7, 8}, {0, 1, 2, 3, 4, 7, 8}, {}},
+        {"no texts", param([](API::select_param& p) { p.texts = false; }), all, {}, {0, 1, 2, 3, 4, 5, 6}, {0, 1, 2, 3, 4, 5, 6}, {}},
+        {"no positive", param([](API::select_param& p) { p.positive = false; }), all, {}, {1, 3, 6, 8}, {1, 3, 6, 8}, {}},
+        {"no negative", param([](API::select_param& p) { p.negative = false; }), all, {}, {0, 2, 4, 5, 7}, {0, 2, 4, 5, 7}, {}},
+        {"only texts and surfaces, negative",
+         param([](API::select_param& p) { p.lines = p.pads = p.arcs = p.positive = false; }), all, {}, {6, 8}, {6, 8}, {}},
+        {"nothing", param([](API::select_param& p) { p.positive = p.negative = false; }), all, {}, {}, {}, {}},
+        {"touching", param(same), cut, {}, {0, 1, 2, 3, 4, 5}, everything, {}},
+        {"inside only", param([](API::select_param& p) { p.inside_only = true; }), cut, {}, {1, 2, 3, 4}, everything, {}},
+        {"inside only, holding all whole", param([](API::select_param& p) { p.inside_only = true; }), all, {}, everything, everything, {}},
+        {"inside only, no negative", param([](API::select_param& p) { p.inside_only = true; p.negative = false; }),
+         cut, {}, {2, 4}, {0, 2, 4, 5, 7}, {}},
+        {"negative polarity without pads", param([](API::select_param& p) { p.pads = false; }), all,
+         {{{"Polarity", "NEG"}}, {}}, {1, 6, 8}, {0, 1, 4, 5, 6, 7, 8}, {}},
+        {"symbol without lines", param([](API::select_param& p) { p.lines = false; }), all,
+         {{{"SymbolText", "r100"}}, {}}, {3, 4}, {2, 3, 4, 5, 6, 7, 8}, {}},
+        {"attribute without negative", param([](API::select_param& p) { p.negative = false; }), all,
+         {{{".comp", ""}}, {}}, {2}, {0, 2, 4, 5, 7}, {}},
+        {"exclude attribute without texts", param([](API::select_param& p) { p.texts = false; }), all,
+         {{}, {{".net", ""}}}, {1, 2, 3, 5, 6}, {0, 1, 2, 3, 4, 5, 6}, {0, 4}},
+        {"exclude attribute without pads", param([](API::select_param& p) { p.pads = false; }), all,
+         {{}, {{".comp", ""}}}, {0, 1, 4, 5, 7, 8}, {0, 1, 4, 5, 6, 7, 8}, {6}},
+        {"include positive inside only", param([](API::select_param& p) { p.inside_only = true; }), cut,
+         {{{"Polarity", "POS"}}, {}}, {2, 4}, everything, {}},
+        {"include value, exclude positive", param(same), all,
+         {{{".net", "VCC"}}, {{"Polarity", "POS"}}}, {}, everything, {0, 2, 4, 5, 7}},
+    };
+    auto selected = [] {
+        std::vector<API::featureInfo> sel;
+        API::get_selected_feature_info(kJob, "pcb", "a", sel);
+        std::vector<int> out;
+        for (const API::featureInfo& f : sel) out.push_back(f.index);
+        return out;
+    };
+    auto indices = [](const std::vector<API::featureInfo>& list) {
+        std::vector<int> out;
+        for (const API::featureInfo& f : list) out.push_back(f.index);
+        return out;
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        API::set_select_param(c.param);
+        // Select into an empty selection.
+        API::select_report rep = API::select_features(kJob, "pcb", "a", c.polygon, c.filter, 0, 1);
+        EXPECT_EQ(selected(), c.polygonSelects);
+        EXPECT_EQ(rep.selected, int(c.polygonSelects.size()));
+        // Unselect from a full selection.
+        API::set_select_param(API::select_param{});
+        API::select_features(kJob, "pcb", "a");
+        API::set_select_param(c.param);
+        rep = API::select_features(kJob, "pcb", "a", c.polygon, c.filter, 1, 0);
+        std::vector<int> rest;
+        for (int i : everything)
+            if (std::find(c.polygonSelects.begin(), c.polygonSelects.end(), i) == c.polygonSelects.end()) rest.push_back(i);
+        EXPECT_EQ(selected(), rest) << "unselecting";
+        EXPECT_EQ(indices(rep.dropped), c.dropped) << "unselecting";
+        // Select into a full selection: the excluded come back to the caller.
+        API::set_select_param(API::select_param{});
+        API::select_features(kJob, "pcb", "a");
+        API::set_select_param(c.param);
+        rep = API::select_features(kJob, "pcb", "a", c.polygon, c.filter, 0, 0);
+        EXPECT_EQ(indices(rep.dropped), c.dropped) << "selecting";
+        EXPECT_EQ(selected(), everything);
+        // The whole layer.
+        API::clear_selected_features(kJob, "pcb", "a");
+        EXPECT_EQ(API::select_features(kJob, "pcb", "a"), int(c.layerSelects.size()));
+        EXPECT_EQ(selected(), c.layerSelects);
+        API::clear_selected_features(kJob, "pcb", "a");
+    }
 }
 
 // ---- features in a box --------------------------------------------------
