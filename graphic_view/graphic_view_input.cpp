@@ -30,7 +30,7 @@ constexpr qint32 kSelectModeCodes[] = {20000202, 20000203, 20000215, 20000223, 2
                                        20000227, 20000242, 20000244, 20000245, 20000061,
                                        20000062, 20000063, 20000064, 10000102, 20004801};
 constexpr qint32 kClipCodes[] = {20002000, 20002001};
-constexpr qint32 kMoveCopyModeCodes[] = {20000207, 20000208};
+constexpr qint32 kMoveCopyModeCodes[] = {20000207, 20000208, 20000209, 20000210};
 constexpr int kShiftModifierValue = 0x2000000;  // Qt::ShiftModifier, compared with key() on purpose
 constexpr double kShiftMovementFactor = 0.1;
 constexpr qint32 kSelectToolbarCode = 20000202;
@@ -64,8 +64,10 @@ bool ViewWidget::installTool(Graphic_ViewTool* fresh) {
     }
     if (m_tool) {
         // A slot reached from the old tool's own signal may be running: it
-        // goes at the next turn of the event loop, disconnected now.
+        // goes at the next turn of the event loop, disconnected now, both
+        // ways (an undo request must reach the active tool only).
         m_tool->disconnect();
+        disconnect(this, nullptr, m_tool, nullptr);
         m_tool->deleteLater();
     }
     m_tool = fresh;

@@ -181,10 +181,11 @@ TEST_F(BoxTools, ZoomToolWheelSpansItsBandFromThePressPoint) {
 
 // The tools that can take back the last edit hand that request to the view.
 TEST_F(BoxTools, DeleteLastReachesTheViewsUndoOfTheLastEdit) {
-    for (T::GRAPHIC_TOOL_TYPE type : {T::TEXT_INFO_TOOL, T::SELECT_TOOL}) {
-        view->changeTool(type);
-        testsupport::LogCapture logs;
+    const std::pair<T::GRAPHIC_TOOL_TYPE, qint32> cases[] = {{T::TEXT_INFO_TOOL, 10000515}, {T::SELECT_TOOL, 10000518}};
+    for (const auto& c : cases) {
+        view->changeTool(c.first);
+        testsupport::MessageRecorder messages;
         QMetaObject::invokeMethod(view->currentTool(), "delete_last");
-        EXPECT_TRUE(logs.contains("delete_last_edit")) << type;
+        EXPECT_EQ(messages.codes(), QList<qint32>{c.second}) << c.first;
     }
 }
