@@ -327,6 +327,16 @@ TEST_F(Rout, DeleteIntersectionCutsTheLoopAroundABackwardPiece) {
     EXPECT_EQ(view->delete_interection_feature(path), 2);
     EXPECT_TRUE(sameStarts(path, {{0, 0}, {5, 0}, {5, -5}}));
     EXPECT_TRUE(same(path.back().end, {20, -5}));
+    // A cut at a corner that leaves neither crossing piece any length: the
+    // pieces around it still meet bit for bit.
+    const double x = 5 + 1e-13;
+    Path corner = {line({0, 0}, {5, 0}, 0, 0, 0), line({5, 0}, {5, 5}, 0, 0, 1), line({5, 5}, {8, 5}, 0, 0, 2),
+                   line({8, 5}, {x, 0}, 0, 0, 3), line({x, 0}, {10, 0}, 0, 0, 4)};
+    corner[2].origin_start = {8, 5};
+    corner[2].origin_end = {5, 5};
+    EXPECT_EQ(view->delete_interection_feature(corner), 3);
+    ASSERT_EQ(corner.size(), 2u);
+    EXPECT_TRUE(same(corner[0].end, corner[1].start)) << text(corner[0].end) << " " << text(corner[1].start);
     // Without a backward piece nothing is cut, crossings or not.
     Path figure = {line({0, 0}, {10, 10}, 0, 0, 0), line({10, 10}, {10, 0}, 0, 0, 1), line({10, 0}, {0, 10}, 0, 0, 2)};
     EXPECT_EQ(view->delete_interection_feature(figure), 0);
@@ -336,12 +346,12 @@ TEST_F(Rout, DeleteIntersectionCutsTheLoopAroundABackwardPiece) {
 TEST_F(Rout, PiecesThatCannotBeFollowedAreLeftOutWithAnError) {
     LogCapture logs;
     const Path chain = {line({0, 0}, {10, 0}, 1, 4, 0), line({kNaN, 0}, {10, 10}, 1, 4, 1),
-                        arc({10, 10}, {0, 10}, {5, 10}, "sideways", 1, 4, 2)};
+                        arc({10, 10}, {0, 10}, {5, 10}, "sideways", 1, 4, 2), line({20, 0}, {20, kNaN}, 0, 4, 3)};
     const Path path = view->get_merged_chains_info(chain);
     ASSERT_EQ(path.size(), 1u);
     EXPECT_TRUE(same(path[0].start, {0, -2}));
     EXPECT_TRUE(same(path[0].end, {10, -2}));
-    EXPECT_EQ(logs.count(google::GLOG_ERROR, "left out"), 2);
+    EXPECT_EQ(logs.count(google::GLOG_ERROR, "left out"), 3);
 }
 
 TEST_F(Rout, CrossingOfTwoPiecesLiesOnBoth) {
@@ -360,8 +370,12 @@ TEST_F(Rout, CrossingOfTwoPiecesLiesOnBoth) {
          {root75, 5}},
         {"line past the arc's sweep", line({-20, 5}, {0, 5}, 0, 0), arc({10, 0}, {0, 10}, {0, 0}, "CCW", 0, 0), false,
          {}},
-        {"two arcs", arc({10, 0}, {0, 10}, {0, 0}, "CCW", 0, 0), arc({0, 0}, {10, 10}, {10, 0}, "CW", 0, 0), true,
-         {5, root75}},
+        {"line through an arc from 90 degrees", line({-20, 5}, {0, 5}, 0, 0),
+         arc({0, 10}, {-10, 0}, {0, 0}, "CCW", 0, 0), true, {-root75, 5}},
+        {"line past an arc from 90 degrees", line({0, 5}, {20, 5}, 0, 0), arc({0, 10}, {-10, 0}, {0, 0}, "CCW", 0, 0),
+         false, {}},
+        {"two arcs", arc({110, 50}, {100, 60}, {100, 50}, "CCW", 0, 0), arc({100, 50}, {110, 60}, {110, 50}, "CW", 0, 0),
+         true, {105, 50 + root75}},
         {"nearest to the first's end", line({-20, 5}, {20, 5}, 0, 0), arc({10, 0}, {10, 0}, {0, 0}, "CCW", 0, 0), true,
          {root75, 5}},
     };
@@ -686,6 +700,7 @@ TEST_F(RoutJob, KernelFailureLeavesNoLayerBehind) {
     EXPECT_GE(logs.count(google::GLOG_ERROR, kFailurePositionLabel), 1);
     EXPECT_FALSE(hasLayer("rout_comp"));
     EXPECT_EQ(matrixOf(), before);
+    EXPECT_EQ(featuresOf("rout").size(), 1u) << "only the compensation's own edits are undone";
     EXPECT_TRUE(messages.withCode(20002401).empty());
     EXPECT_TRUE(messages.withCode(20001817).empty());
 }
