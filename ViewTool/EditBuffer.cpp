@@ -32,7 +32,7 @@ bool isPlaceableBoxCount(const UIAPI::Edit_Buffer& buffer) {
 }
 }  // namespace
 
-EditBuffer::EditBuffer(ViewWidget* view) : EditingTool(view, EDIT_BUFFER_TOOL, kInitLine) {
+EditBuffer::EditBuffer(ViewWidget* view) : EditingTool(view, EDIT_BUFFER_TOOL, "EDIT_BUFFER_TOOL", kInitLine) {
     connect(this, &EditBuffer::on_copy_or_cut_clicked, view, &ViewWidget::get_copy_or_cut_features);
     connect(this, &EditBuffer::on_paste_clicked, view, &ViewWidget::receive_Buffer_CpyAndCut);
     connect(this, &EditBuffer::on_cancel_copy_or_cut, view, &ViewWidget::RecieveMidbuttonclick);

@@ -14,10 +14,9 @@
 namespace TOLVA {
 namespace GRAPHIC {
 
-EditingTool::EditingTool(ViewWidget* view, GRAPHIC_TOOL_TYPE type, const char* initLine)
-    : Graphic_ViewTool(view, type) {
+EditingTool::EditingTool(ViewWidget* view, GRAPHIC_TOOL_TYPE type, const char* logPrefix, const char* initLine)
+    : DefaultTool(view, type, logPrefix, initLine) {
     connect(view, &ViewWidget::GraphicEditorUndo, this, &EditingTool::dealWithUndo);
-    LOG(INFO) << initLine;
 }
 
 void EditingTool::midButtonPress(QMouseEvent* event) {
@@ -32,23 +31,8 @@ void EditingTool::midButtonRelease(QMouseEvent* event) {
     middleClicked();
 }
 
-void EditingTool::leftButtonPress(QMouseEvent* event) { event->accept(); }
-void EditingTool::leftButtonRelease(QMouseEvent* event) { event->accept(); }
-void EditingTool::leftButtonDoubleClick(QMouseEvent* event) { event->accept(); }
-void EditingTool::auxMouseEvent(QMouseEvent* event) { event->accept(); }
-void EditingTool::midButtonDoubleClick(QMouseEvent* event) { event->accept(); }
-void EditingTool::rightButtonRelease(QMouseEvent* event) { event->accept(); }
-void EditingTool::mouseMove(QMouseEvent* event) { event->accept(); }
-void EditingTool::auxEvent(QEvent* event) { event->accept(); }
-void EditingTool::paint(QPainter*) {}
-
 void EditingTool::wheel(QWheelEvent* event) {
     zoomByWheel(event);
-    event->accept();
-}
-
-void EditingTool::toolKeyPress(QKeyEvent* event) {
-    panByArrowKey(event);
     event->accept();
 }
 

@@ -1,11 +1,8 @@
 #pragma once
 // The base of the editing tools (the edit buffer, move and copy, same-layer
-// move and copy). Every operation takes its event and does nothing, a
-// middle click goes to middleClicked(), the wheel zooms and the arrow keys
-// pan as with the normal tool, and the view's undo request takes back the
-// kernel's last edit. Each editing tool writes
-// its own init line, which is why this base does not derive from
-// DefaultTool (that one writes the passive tools' line).
+// move and copy): a DefaultTool with the tool's own init line, whose middle
+// click goes to middleClicked(), whose wheel zooms as with the normal tool,
+// and whose undo request takes back the kernel's last edit.
 #include <QPoint>
 #include <QPointF>
 #include <QPolygonF>
@@ -17,24 +14,14 @@
 namespace TOLVA {
 namespace GRAPHIC {
 
-class EditingTool : public Graphic_ViewTool {
+class EditingTool : public DefaultTool {
     Q_OBJECT
 public:
-    EditingTool(ViewWidget* view, GRAPHIC_TOOL_TYPE type, const char* initLine);
+    EditingTool(ViewWidget* view, GRAPHIC_TOOL_TYPE type, const char* logPrefix, const char* initLine);
 
     void midButtonPress(QMouseEvent* event) override;
     void midButtonRelease(QMouseEvent* event) override;
-    void leftButtonPress(QMouseEvent* event) override;
-    void leftButtonRelease(QMouseEvent* event) override;
-    void leftButtonDoubleClick(QMouseEvent* event) override;
-    void auxMouseEvent(QMouseEvent* event) override;
-    void midButtonDoubleClick(QMouseEvent* event) override;
-    void rightButtonRelease(QMouseEvent* event) override;
     void wheel(QWheelEvent* event) override;
-    void mouseMove(QMouseEvent* event) override;
-    void auxEvent(QEvent* event) override;
-    void paint(QPainter* painter) override;
-    void toolKeyPress(QKeyEvent* event) override;
 
 public slots:
     void dealWithUndo();

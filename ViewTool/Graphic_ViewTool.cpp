@@ -66,6 +66,11 @@ DefaultTool::DefaultTool(ViewWidget* view, GRAPHIC_TOOL_TYPE type, const char* l
     logInit(m_prefix);
 }
 
+DefaultTool::DefaultTool(ViewWidget* view, GRAPHIC_TOOL_TYPE type, const char* logPrefix, const char* initLine)
+    : Graphic_ViewTool(view, type), m_prefix(logPrefix) {
+    LOG(INFO) << initLine;
+}
+
 void DefaultTool::midButtonPress(QMouseEvent* event) { event->accept(); }
 void DefaultTool::midButtonRelease(QMouseEvent* event) { event->accept(); }
 void DefaultTool::leftButtonPress(QMouseEvent* event) { event->accept(); }

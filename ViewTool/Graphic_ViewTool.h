@@ -127,6 +127,10 @@ public:
     const PluginMetaData& lastParam() const { return m_lastParam; }
 
 protected:
+    // For tools that write an init line of their own instead of the
+    // passive tools' "<prefix> : INIT".
+    DefaultTool(ViewWidget* view, GRAPHIC_TOOL_TYPE type, const char* logPrefix, const char* initLine);
+
     const char* m_prefix;
     QVector<qint32> m_knownCodes;  // requests that configure this tool
     PluginMetaData m_lastParam;    // the last of them

@@ -41,7 +41,7 @@ std::optional<double> numberIn(const PluginMetaData& msg, const QString& key) {
 }  // namespace
 
 MoveAndCopy::MoveAndCopy(ViewWidget* view)
-    : EditingTool(view, MOVE_COPY_TOOL, kInitLine), m_clickTimer(new QTimer(this)) {
+    : EditingTool(view, MOVE_COPY_TOOL, "MOVE_AND_COPY", kInitLine), m_clickTimer(new QTimer(this)) {
     m_clickTimer->setSingleShot(true);
     m_clickTimer->setInterval(kClickDelayMs);
     connect(this, &MoveAndCopy::sendTextBox, view, &ViewWidget::receive_text_box);

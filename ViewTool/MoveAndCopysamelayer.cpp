@@ -18,7 +18,7 @@ constexpr char kDisorderedLine[] = "MOVE_AND_COPY_SAMELAYER:\t Mouse click are d
 }  // namespace
 
 MoveAndCopysamelayer::MoveAndCopysamelayer(ViewWidget* view)
-    : EditingTool(view, MOVE_COPY_SAME_LAYER_TOOL, kInitLine) {
+    : EditingTool(view, MOVE_COPY_SAME_LAYER_TOOL, "MOVE_AND_COPY_SAMELAYER", kInitLine) {
     connect(this, &MoveAndCopysamelayer::sendMidbuttonclick, view, &ViewWidget::RecieveMidbuttonclick);
     connect(this, &MoveAndCopysamelayer::sendMoveOffsetBox, view, &ViewWidget::receive_MoveOffset_box);
     connect(this, &MoveAndCopysamelayer::sendCopyOffsetBox, view, &ViewWidget::receive_CopyOffset_box);

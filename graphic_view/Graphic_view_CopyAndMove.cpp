@@ -5,7 +5,6 @@
 
 #include <QThread>
 #include <algorithm>
-#include <climits>
 #include <cmath>
 
 #include "PluginNames.h"
@@ -29,14 +28,9 @@ constexpr qint32 kPaste = 20001417;
 bool journalOn() { return DB::get_SaveFlag(); }
 
 // The kernel takes displacements as int, truncated toward zero (10.6 -> 10,
-// -10.6 -> -10); beyond the int range it saturates, and the kernel refuses
-// the move as out of range.
-int toOffset(double d) {
-    if (!(d == d)) return 0;
-    if (d >= double(INT_MAX)) return INT_MAX;
-    if (d <= double(INT_MIN)) return INT_MIN;
-    return static_cast<int>(std::trunc(d));
-}
+// -10.6 -> -10); beyond the int range truncToInt saturates, and the kernel
+// refuses the move as out of range.
+int toOffset(double d) { return truncToInt(d); }
 
 // The move of the box centre from box 0 to box 1.
 QPointF boxDisplacement(const QList<QRectF>& boxes) {
