@@ -365,14 +365,16 @@ TEST_F(EditTools, ThePreviewDrawsArcsTheWayTheyTurn) {
     constexpr double r = 1e6;
     kernel::featureInfo arc;
     arc.type = kernel::FT_ARC;
-    arc.xs = -r, arc.ys = 0, arc.xe = r, arc.ye = 0, arc.xc = 0, arc.yc = 0;
-    arc.xmin = -r, arc.ymin = -r, arc.xmax = r, arc.ymax = r;  // the whole circle, so the picture is square
     struct Case {
         const char* direction;
+        double centreX;  // off the origin too, so that the radius is measured from the centre
         bool upperHalf;
     };
-    static constexpr Case cases[] = {{"CW", true}, {"CCW", false}};
+    static constexpr Case cases[] = {{"CW", 0, true}, {"CCW", 0, false}, {"CW", 5 * r, true}, {"CCW", 5 * r, false}};
     for (const Case& c : cases) {
+        const double x = c.centreX;
+        arc.xs = x - r, arc.ys = 0, arc.xe = x + r, arc.ye = 0, arc.xc = x, arc.yc = 0;
+        arc.xmin = x - r, arc.ymin = -r, arc.xmax = x + r, arc.ymax = r;  // the whole circle, so the picture is square
         arc.direction = c.direction;
         requestCopyOrCut({}, {{"top", {arc}}});
         const QImage preview = buffer().preview.toImage().convertToFormat(QImage::Format_ARGB32);
@@ -642,6 +644,9 @@ TEST_F(EditTools, MoveAndCopyDragSendsThePressToReleaseDisplacement) {
         EXPECT_EQ(data[0][3].toBool(), c.copy) << c.code;
         QTest::qWait(2 * MoveAndCopy::kClickDelayMs);
         EXPECT_EQ(clicks.count(), 0) << c.code;  // a drag is no click
+        // A button held down whose press this tool never saw starts nothing.
+        moveMouse(QPoint(200, 40), Qt::LeftButton);
+        EXPECT_FALSE(tool->isDragging()) << c.code;
     }
 }
 
