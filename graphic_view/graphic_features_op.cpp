@@ -406,8 +406,10 @@ void ViewWidget::repeat_selected_features(PluginMetaData msg) {
             if (journalOn()) DB::get_selected_feature_info_db_save(job(), step(), layer);
             API::get_selected_feature_info(job(), step(), layer, selection[layer]);
             anySelected = anySelected || !selection[layer].empty();
-            layerSizes[layer] = JOB::feature_count(job(), step(), layer);
         }
+        // All-features mode copies whole layers; only then are their sizes needed.
+        if (!anySelected)
+            for (const std::string& layer : layers) layerSizes[layer] = JOB::feature_count(job(), step(), layer);
     });
     if (!read) return;
     if (!anySelected && !confirmMultiLayer(QStringLiteral("Operation will be performed on ALL features. Continue?"),
