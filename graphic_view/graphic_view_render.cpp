@@ -14,18 +14,13 @@
 #include "UIAPICommon.h"
 #include "Widget_Common.h"
 #include "core/blend.h"
+#include "LayerPalette.h"
 #include "graphic_view.h"
 
 namespace TOLVA {
 namespace GRAPHIC {
 
 namespace {
-constexpr int kPaletteSize = 10;
-constexpr unsigned char kPalette[kPaletteSize][3] = {
-    {255, 0, 0},     {0, 255, 0},     {0, 0, 255},   {180, 180, 47}, {0, 173, 199},
-    {255, 255, 62},  {127, 217, 36},  {253, 147, 36}, {147, 219, 118}, {255, 255, 255},
-};
-constexpr int kFallbackColor = 9;      // an index outside the palette draws white
 constexpr double kProfileMargin = 0.15;  // the first fit shows 15% around the profile
 constexpr char kGdsKind[] = "GDS";
 constexpr char kStepKind[] = "step";
@@ -66,8 +61,7 @@ bool referenceExists(const std::string& job, const std::string& step, const std:
 }  // namespace
 
 QColor ViewWidget::paletteColor(int index) {
-    const unsigned char* c = kPalette[(index >= 0 && index < kPaletteSize) ? index : kFallbackColor];
-    return QColor(c[0], c[1], c[2], 255);
+    return LayerPalette::color(index);
 }
 
 QStringList ViewWidget::get_show_layers() const {

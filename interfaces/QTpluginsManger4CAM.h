@@ -27,7 +27,8 @@ public:
     // A receiver registered in-process by a host or a test.
     using Receiver = std::function<void(void* host, const PluginMetaData& msg)>;
     using JobReceiver = std::function<void(const QString& job, const PluginMetaData& msg)>;
-    // Sees every message the manager carries: route is "plugin", "framework" or "job".
+    // Sees every message the manager carries: route is "plugin", "framework"
+    // or "job"; a message no receiver took is seen once more as "dropped".
     using Observer = std::function<void(const QString& route, const PluginMetaData& msg)>;
 
     static QTpluginsManger4CAM* instance();

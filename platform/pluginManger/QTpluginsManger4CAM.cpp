@@ -181,6 +181,7 @@ void QTpluginsManger4CAM::recMegToPlugin(void* host, PluginMetaData msg) {
         }
     }
     LOG(INFO) << "message dropped, no receiver: " << describe(msg);
+    d->notify(QStringLiteral("dropped"), msg);
 }
 
 void QTpluginsManger4CAM::transmitDataToFramework(void* host, const PluginMetaData& msg) {

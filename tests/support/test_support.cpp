@@ -60,6 +60,7 @@ void openJobInView(QWidget* view, const std::string& job, const std::string& ste
 
 MessageRecorder::MessageRecorder() {
     m_id = QTpluginsManger4CAM::instance()->addObserver([this](const QString& route, const PluginMetaData& msg) {
+        if (route == QLatin1String("dropped")) return;  // already recorded on its way out
         m_entries.push_back({route, msg, msg.payload == nullptr});
     });
 }
