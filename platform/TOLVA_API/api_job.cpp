@@ -163,6 +163,11 @@ int feature_count(const str& job, const str& step, const str& layer) {
     return static_cast<int>(s.layers[findLayerIndex(j, layer)].features.size());
 }
 
+unsigned long long edit_serial(const str& job) {
+    KERNEL_LOCK;
+    return findJob(job).editSerial;
+}
+
 }  // namespace JOB
 
 namespace API {

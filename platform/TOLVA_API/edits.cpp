@@ -49,6 +49,7 @@ void pushUndo(Job& job, UndoRecord&& record) {
     job.pendingSymbols.clear();
     if (job.undo.size() >= kUndoDepth) job.undo.erase(job.undo.begin());
     job.undo.push_back(std::move(record));
+    ++job.editSerial;
 }
 
 // Takes back the symbols of `layers` (one entry per symbol, in the order they
@@ -407,6 +408,7 @@ bool undo_last_edit(const str& job) {
     journalUndo(job);  // the one step that can fail: before any change
     UndoRecord u = std::move(j.undo.back());
     j.undo.pop_back();
+    ++j.editSerial;
     // Newest first: what came after the edit, then the edit, then what was
     // registered for it.
     dropSymbols(j, j.pendingSymbols);

@@ -191,6 +191,7 @@ struct Job {
     // in order (see UndoRecord).
     std::vector<uint64_t> pendingSymbols;
     uint64_t nextLayerId = 1;
+    uint64_t editSerial = 0;  // counts edits and undos: a host compares it to tell unsaved work
     std::string directory;    // where it was last loaded from or saved to
     std::string journalPath;  // explicit journal file, empty for the default
 };
