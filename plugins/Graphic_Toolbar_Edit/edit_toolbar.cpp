@@ -1,0 +1,167 @@
+// The edit tool bar: one button per interaction tool of the view, pressed
+// while that tool is the one asked for, and the snap mode. The view's own
+// context menu asks through this tool bar, so that the pressed button and
+// the view's tool stay in step: the tool bar presses the button and sends
+// the view the request that opens the tool.
+#include <glog/logging.h>
+
+#include <QAction>
+#include <QActionGroup>
+#include <QComboBox>
+#include <QLabel>
+#include <QToolBar>
+#include <algorithm>
+#include <vector>
+
+#include "PluginNames.h"
+#include "UIAPICommon.h"
+#include "plugin_widgets.h"
+
+namespace {
+
+using TOLVA::PLUGIN::describeData;
+
+struct ToolButton {
+    const char* text;
+    const char* name;  // object name of the action
+    qint32 request;    // what a click sends the view
+    std::vector<qint32> pressedBy;  // codes from the view that press the button
+    // The view switches this tool off when it is asked for again, so a
+    // second click releases the button; the select modes only re-configure.
+    bool secondClickReleases;
+};
+
+// The view's context menu sends 20000247 for "Measure"; the view itself
+// reads that code as a contour answer, so the tool bar asks for the ruler
+// with the first measure code instead.
+const std::vector<ToolButton>& toolButtons() {
+    static const std::vector<ToolButton> buttons = {
+        {"Zoom Area", "zoomArea", 20000201, {20000201}, true},
+        {"Select Feature", "selectFeature", 20000202, {20000202}, false},
+        {"Select Area", "selectArea", 20000203, {20000203}, false},
+        {"Select Polygon", "selectPolygon", 20000223, {20000223}, false},
+        {"Select Polyline", "selectPolyline", 20000242, {20000242}, false},
+        {"Select Net", "selectNet", 20000224, {20000224}, false},
+        {"Select Layer Net", "selectLayerNet", 20000244, {20000244}, false},
+        {"Select Board Net", "selectBoardNet", 20000245, {20000245}, false},
+        {"Measure", "measure", 20000230, {20000247, 20000230}, true},
+    };
+    return buttons;
+}
+
+struct SnapChoice {
+    const char* text;
+    qint32 request;
+    int mode;  // TOLVA::UIAPI::SNAP_TYPE_MODE the view stores for the request
+};
+
+const std::vector<SnapChoice>& snapChoices() {
+    using namespace TOLVA::UIAPI;
+    static const std::vector<SnapChoice> choices = {
+        {"Snap Off", 20001647, SNAP_OFF},           {"Snap Center", 20001653, SNAP_CENTER},
+        {"Snap Skeleton", 20001651, SNAP_SKELETON}, {"Snap Edge", 20001649, SNAP_EDGE},
+        {"Snap Intersection", 20001650, SNAP_INTERSECTION}, {"Snap Grid", 20001652, SNAP_GRID},
+        {"Snap Midpoint", 20001654, SNAP_MIDPOINT}, {"Snap Profile", 20001676, SNAP_PROFILE},
+    };
+    return choices;
+}
+
+constexpr qint32 kReleaseAll = 10000205;
+constexpr qint32 kAttributes = 20001807;
+constexpr qint32 kSymbol = 20001811;
+
+class EditToolBar : public QToolBar, public TOLVA::PLUGIN::PluginEndpoint {
+public:
+    explicit EditToolBar(QWidget* host)
+        : QToolBar(tr("Edit Tools"), host),
+          PluginEndpoint(PluginNames::ToolbarEdit, host),
+          m_group(new QActionGroup(this)),
+          m_snap(new QComboBox(this)),
+          m_status(new QLabel(this)) {
+        setObjectName(QStringLiteral("Graphic_Toolbar_Edit"));
+        setProperty("tolvaToolBarArea", QStringLiteral("top"));
+        m_group->setExclusionPolicy(QActionGroup::ExclusionPolicy::ExclusiveOptional);
+        for (const ToolButton& button : toolButtons()) addToolButton(button);
+        addSeparator();
+        buildSnapChoice();
+        m_status->setObjectName(QStringLiteral("status"));
+        addWidget(m_status);
+    }
+
+protected:
+    void receive(const PluginMetaData& msg) override {
+        if (msg.msgType == kReleaseAll) return releaseAll();
+        if (msg.msgType == kAttributes || msg.msgType == kSymbol) return showForward(msg);
+        if (QAction* action = actionPressedBy(msg.msgType)) {
+            action->setChecked(true);
+            requestTool(action);
+            return;
+        }
+        if (msg.msgType != TOLVA::PLUGIN::BoundJob::kCode)
+            LOG(INFO) << "Graphic_Toolbar_Edit: code " << msg.msgType << " from " << msg.sender.toStdString()
+                      << " ignored";
+    }
+
+private:
+    void addToolButton(const ToolButton& button) {
+        QAction* action = addAction(tr(button.text));
+        action->setObjectName(QLatin1String(button.name));
+        action->setCheckable(true);
+        action->setData(int(&button - toolButtons().data()));
+        m_group->addAction(action);
+        connect(action, &QAction::triggered, this, [this, action](bool pressed) {
+            if (!pressed && !entryOf(action).secondClickReleases) action->setChecked(true);
+            requestTool(action);
+        });
+    }
+
+    void buildSnapChoice() {
+        m_snap->setObjectName(QStringLiteral("snapMode"));
+        const int current = TOLVA::UIAPI::getSnapMode(host());
+        for (const SnapChoice& choice : snapChoices()) {
+            m_snap->addItem(tr(choice.text), choice.request);
+            if (choice.mode == current) m_snap->setCurrentIndex(m_snap->count() - 1);
+        }
+        addWidget(m_snap);
+        connect(m_snap, QOverload<int>::of(&QComboBox::activated), this, [this](int index) { chooseSnap(index); });
+    }
+
+    void chooseSnap(int index) {
+        if (index < 0 || index >= int(snapChoices().size())) return;
+        const SnapChoice& choice = snapChoices()[size_t(index)];
+        // A left press in the view looks for a snap point only while snapping is on.
+        TOLVA::UIAPI::getCoordinate(host()).snap_on = choice.mode != TOLVA::UIAPI::SNAP_OFF;
+        send(PluginNames::GraphicView, choice.request);
+    }
+
+    static const ToolButton& entryOf(const QAction* action) { return toolButtons()[size_t(action->data().toInt())]; }
+
+    QAction* actionPressedBy(qint32 code) const {
+        for (QAction* action : m_group->actions()) {
+            const std::vector<qint32>& codes = entryOf(action).pressedBy;
+            if (std::find(codes.begin(), codes.end(), code) != codes.end()) return action;
+        }
+        return nullptr;
+    }
+
+    void requestTool(const QAction* action) { send(PluginNames::GraphicView, entryOf(action).request); }
+
+    void releaseAll() {
+        if (QAction* pressed = m_group->checkedAction()) pressed->setChecked(false);
+    }
+
+    void showForward(const PluginMetaData& msg) {
+        const QString what = msg.msgType == kSymbol ? tr("Symbol") : tr("Attributes");
+        const QString text = what + QStringLiteral(": ") + describeData(msg.data);
+        m_status->setText(text);
+        setToolTip(text);
+    }
+
+    QActionGroup* m_group;
+    QComboBox* m_snap;
+    QLabel* m_status;
+};
+
+}  // namespace
+
+TOLVA_PLUGIN_ENTRY(EditToolBar)
