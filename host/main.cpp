@@ -1,35 +1,28 @@
-// The application: a main window around the view on the built-in demo job.
-//   tolva_host [--snapshot OUT.png] [--size WxH] [--features N]
-// With --snapshot the composed view is written to a PNG without a display.
+// The application: the CAM workstation around the view.
+//   tolva_host [JOB_DIR | FILE...] [--snapshot OUT] [--size WxH]
+//              [--layers NAME,NAME] [--box XMIN,YMIN,XMAX,YMAX] [--features N]
+// With --snapshot the composed view is written to an image without a display.
 #include <glog/logging.h>
 
 #include <QApplication>
-#include <QCommandLineParser>
 #include <QImage>
-#include <QMainWindow>
 #include <cstdio>
 #include <exception>
 
-#include "PluginNames.h"
-#include "QTpluginsManger4CAM.h"
+#include "TOLVA_API.h"
+#include "TOLVA_Job.h"
+#include "app_logging.h"
 #include "demo_job.h"
+#include "host_options.h"
+#include "job_session.h"
+#include "main_window.h"
 
 namespace {
 
-constexpr int kDefaultWidth = 1200;
-constexpr int kDefaultHeight = 800;
-constexpr long kDemoFeatures = 200000;
-
 int fail(const QString& reason) {
+    LOG(ERROR) << reason.toStdString();
     std::fprintf(stderr, "tolva_host: %s\n", qPrintable(reason));
     return 1;
-}
-
-bool parseSize(const QString& text, QSize& size) {
-    const QStringList parts = text.split(QLatin1Char('x'));
-    bool okW = false, okH = false;
-    if (parts.size() == 2) size = QSize(parts[0].toInt(&okW), parts[1].toInt(&okH));
-    return okW && okH && size.width() > 0 && size.height() > 0;
 }
 
 bool hasDisplay() {
@@ -37,60 +30,127 @@ bool hasDisplay() {
            !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
 }
 
+// The kernel decides which canvas sizes it can hold; asking it first turns a
+// refused size into a one-line reason instead of a box nobody can answer.
+QString canvasRefusal(const QSize& size) {
+    try {
+        TOLVA::API::init_canvas(size.width(), size.height());
+        return QString();
+    } catch (const std::string& text) {
+        return QString::fromStdString(text);
+    } catch (const std::exception& e) {
+        return QString::fromUtf8(e.what());
+    }
+}
+
+QString missingLayer(const QString& job, const QStringList& layers) {
+    QStringList known;
+    for (const TOLVA::API::matrix_info& row : TOLVA::API::get_matrix(job.toStdString()))
+        known << QString::fromStdString(row.name);
+    for (const QString& layer : layers)
+        if (!known.contains(layer)) return QStringLiteral("no layer '%1' in job %2 (it has: %3)").arg(layer, job, known.join(QLatin1Char(',')));
+    return QString();
+}
+
+int writeSnapshot(host::MainWindow& window, const host::HostOptions& options) {
+    QWidget* view = window.view();
+    // The view alone, at exactly the asked size: tool bars and docks would
+    // take their share of the window.
+    window.takeCentralWidget();
+    view->resize(options.size);
+    view->show();
+    QApplication::processEvents();
+    if (options.hasBox)
+        window.showBoardWindow(options.boxMm.left() * 1e6, options.boxMm.top() * 1e6, options.boxMm.right() * 1e6,
+                               options.boxMm.bottom() * 1e6);
+    QApplication::processEvents();
+    const QImage image = view->grab().toImage();
+    if (image.isNull() || image.size() != options.size)
+        return fail(QStringLiteral("the view could not be drawn at %1x%2").arg(options.size.width()).arg(options.size.height()));
+    if (!image.save(options.snapshot, host::snapshotFormat(options.snapshot).constData()))
+        return fail(QStringLiteral("cannot write %1").arg(options.snapshot));
+    std::printf("%s\n", qPrintable(options.snapshot));
+    return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-    google::InitGoogleLogging(argv[0]);
-    // Decide the platform before QApplication exists: a snapshot needs no display.
-    bool snapshot = false;
-    for (int i = 1; i < argc; ++i) snapshot = snapshot || QByteArray(argv[i]) == "--snapshot";
+    QStringList arguments;
+    for (int i = 1; i < argc; ++i) arguments << QString::fromLocal8Bit(argv[i]);
+    if (arguments.contains(QStringLiteral("--help")) || arguments.contains(QStringLiteral("-h"))) {
+        std::printf("%s", qPrintable(host::usageText()));
+        return 0;
+    }
+    host::HostOptions options;
+    const QString bad = host::parseOptions(arguments, options);
+    if (!bad.isEmpty()) {
+        std::fprintf(stderr, "tolva_host: %s\n", qPrintable(bad));
+        return 2;
+    }
+    const bool snapshot = !options.snapshot.isEmpty();
+    // The platform is chosen before QApplication exists: a snapshot needs no display.
     if (snapshot && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
-    if (!snapshot && !hasDisplay()) return fail(QStringLiteral("no display; use --snapshot OUT.png"));
-
+    if (!snapshot && !hasDisplay()) {
+        std::fprintf(stderr, "tolva_host: no display; use --snapshot OUT.png\n");
+        return 1;
+    }
+    QCoreApplication::setApplicationName(QStringLiteral("tolva_host"));
+    host::setUpLogging(argv[0]);
     QApplication app(argc, argv);
-    QCommandLineParser parser;
-    parser.addHelpOption();
-    parser.addOption({QStringLiteral("snapshot"), QStringLiteral("Write the view to a PNG and exit."), QStringLiteral("file")});
-    parser.addOption({QStringLiteral("size"), QStringLiteral("View size, WxH."), QStringLiteral("size")});
-    parser.addOption({QStringLiteral("features"), QStringLiteral("Features of the demo board."), QStringLiteral("n")});
-    parser.process(app);
 
-    QSize size(kDefaultWidth, kDefaultHeight);
-    if (parser.isSet(QStringLiteral("size")) && !parseSize(parser.value(QStringLiteral("size")), size))
-        return fail(QStringLiteral("bad --size '%1', expected WxH").arg(parser.value(QStringLiteral("size"))));
-    long features = kDemoFeatures;
-    if (parser.isSet(QStringLiteral("features"))) features = parser.value(QStringLiteral("features")).toLong();
-    if (features <= 0) return fail(QStringLiteral("bad --features"));
-
-    try {
-        host::ensureDemoJob(features);
-    } catch (const std::string& text) {
-        return fail(QStringLiteral("demo job: %1").arg(QString::fromStdString(text)));
-    } catch (const std::exception& e) {
-        return fail(QStringLiteral("demo job: %1").arg(QString::fromUtf8(e.what())));
+    QStringList jobDirs;
+    for (const QString& input : options.inputs) {
+        QString reason;
+        const QString dir = host::JobSession::jobDirectoryFor(input, &reason);
+        if (dir.isEmpty()) return fail(reason);
+        jobDirs << dir;
+    }
+    if (snapshot) {
+        const QString refused = canvasRefusal(options.size);
+        if (!refused.isEmpty()) return fail(refused);
     }
 
-    QMainWindow window;
-    window.setWindowTitle(QStringLiteral("Graphic View - %1/%2").arg(host::kDemoJob, host::kDemoStep));
-    QTpluginsManger4CAM* manager = QTpluginsManger4CAM::instance();
-    QString error;
-    QWidget* view = manager->createInstance(PluginNames::GraphicView, &window, &error);
-    if (!view) return fail(QStringLiteral("cannot load %1: %2").arg(PluginNames::GraphicView, error));
-    window.setCentralWidget(view);
-    manager->recMegToPlugin(&window, host::boardLayersMessage(QString::fromLatin1(host::kDemoJob)));
-    manager->recMegToPlugin(&window, host::bindMessage(QString::fromLatin1(host::kDemoJob), QString::fromLatin1(host::kDemoStep)));
-    view->resize(size);
-    window.resize(size);
+    host::MainWindow window;
+    window.setJournalling(!snapshot);
+    QString reason;
+    if (!window.loadPlugins(&reason)) return fail(reason);
+    if (jobDirs.isEmpty()) {
+        try {
+            host::ensureDemoJob(options.features);
+        } catch (const std::string& text) {
+            return fail(QStringLiteral("demo job: %1").arg(QString::fromStdString(text)));
+        } catch (const std::exception& e) {
+            return fail(QStringLiteral("demo job: %1").arg(QString::fromUtf8(e.what())));
+        }
+        window.showJob(QString::fromLatin1(host::kDemoJob), QStringLiteral("generated demo, %1 features").arg(options.features));
+    } else {
+        // The first job is shown; the others are loaded for reference.
+        for (int i = jobDirs.size() - 1; i >= 1; --i) {
+            try {
+                TOLVA::JOB::load_job(jobDirs[i].toStdString());
+            } catch (const std::string& text) {
+                return fail(QString::fromStdString(text));
+            }
+        }
+        if (!window.openJobDirectory(jobDirs.front(), &reason)) return fail(reason);
+    }
+    if (!options.layers.isEmpty()) {
+        const QString missing = missingLayer(window.session().job(), options.layers);
+        if (!missing.isEmpty()) return fail(missing);
+        window.showLayers(options.layers);
+    }
+    if (snapshot) {
+        const int status = writeSnapshot(window, options);
+        host::shutDownLogging();
+        return status;
+    }
+    window.resize(options.size);
     window.show();
-    view->resize(size);  // the central widget fills the window; pin it to the asked size
-    QApplication::processEvents();
-
-    if (!snapshot) return app.exec();
-    const QString out = parser.value(QStringLiteral("snapshot"));
-    const QImage image = view->grab().toImage();
-    if (image.isNull() || image.size() != size)
-        return fail(QStringLiteral("the view could not be drawn at %1x%2").arg(size.width()).arg(size.height()));
-    if (!image.save(out, "PNG")) return fail(QStringLiteral("cannot write %1").arg(out));
-    std::printf("%s\n", qPrintable(out));
-    return 0;
+    if (options.hasBox)
+        window.showBoardWindow(options.boxMm.left() * 1e6, options.boxMm.top() * 1e6, options.boxMm.right() * 1e6,
+                               options.boxMm.bottom() * 1e6);
+    const int status = app.exec();
+    host::shutDownLogging();
+    return status;
 }

@@ -1,0 +1,181 @@
+// The application run as an operator runs it: a saved job on the command
+// line, --snapshot writing the composed view without a display, and every
+// bad argument ending the run at once with a one-line reason.
+#include <gtest/gtest.h>
+
+#include <QColor>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QImage>
+#include <QProcess>
+#include <QSet>
+#include <QTemporaryDir>
+
+#include "LayerPalette.h"
+#include "TOLVA_API.h"
+#include "TOLVA_Job.h"
+#include "test_support.h"
+
+namespace {
+
+using namespace TOLVA;
+
+struct Run {
+    int exitCode = -1;
+    bool finished = false;
+    QString out, err;
+    qint64 ms = 0;
+};
+
+class HostCli : public ::testing::Test {
+protected:
+    // A 10 mm square board: a 1 mm pad on "top" at (5, 5) mm and a 0.5 mm
+    // pad on "drill" at (2, 2) mm, saved to a directory the host opens.
+    static void SetUpTestSuite() {
+        s_home = new QTemporaryDir;
+        testsupport::ScopedJob job("cli_board", 1e7, 1e7, {"top", "drill"});
+        job.addPad("top", 5e6, 5e6, "r1000");
+        job.addPad("drill", 2e6, 2e6, "r500");
+        s_jobDir = s_home->filePath(QStringLiteral("cli_board"));
+        JOB::save_job(job.name(), s_jobDir.toStdString());
+    }
+    static void TearDownTestSuite() { delete s_home; }
+
+    Run run(const QStringList& args, int timeoutMs = 60000) {
+        QProcess p;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("TOLVA_HOME"), s_home->path());
+        env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+        p.setProcessEnvironment(env);
+        QElapsedTimer clock;
+        clock.start();
+        p.start(QStringLiteral(TOLVA_HOST_BIN), args);
+        Run r;
+        r.finished = p.waitForFinished(timeoutMs);
+        if (!r.finished) p.kill();
+        r.ms = clock.elapsed();
+        r.exitCode = p.exitCode();
+        r.out = QString::fromUtf8(p.readAllStandardOutput());
+        r.err = QString::fromUtf8(p.readAllStandardError());
+        return r;
+    }
+    QString out(const QString& name) const { return s_home->filePath(name); }
+
+    static QTemporaryDir* s_home;
+    static QString s_jobDir;
+};
+QTemporaryDir* HostCli::s_home = nullptr;
+QString HostCli::s_jobDir;
+
+QSet<QRgb> colours(const QImage& image) {
+    QSet<QRgb> set;
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x) set.insert(image.pixel(x, y) | 0xff000000u);
+    return set;
+}
+
+QRgb palette(int i) { return LayerPalette::color(i).rgb(); }
+
+TEST_F(HostCli, SnapshotHoldsExactlyTheShownLayersColours) {
+    struct Case {
+        QString layers;
+        QSet<QRgb> allowed;
+        QSet<QRgb> required;
+    };
+    const QRgb black = qRgb(0, 0, 0), white = qRgb(255, 255, 255);
+    const Case cases[] = {
+        {QStringLiteral("top"), {black, white, palette(0)}, {palette(0), white}},
+        {QStringLiteral("drill"), {black, white, palette(0)}, {palette(0)}},
+        {QStringLiteral("top,drill"), {black, white, palette(0), palette(1)}, {palette(0), palette(1)}},
+    };
+    for (const Case& c : cases) {
+        const QString file = out(QStringLiteral("shown.png"));
+        QFile::remove(file);
+        const Run r = run({s_jobDir, QStringLiteral("--snapshot"), file, QStringLiteral("--size"),
+                           QStringLiteral("320x240"), QStringLiteral("--layers"), c.layers});
+        ASSERT_TRUE(r.finished);
+        ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
+        const QImage image(file);
+        ASSERT_EQ(image.size(), QSize(320, 240)) << c.layers.toStdString();
+        const QSet<QRgb> seen = colours(image);
+        for (QRgb rgb : seen)
+            EXPECT_TRUE(c.allowed.contains(rgb)) << c.layers.toStdString() << ": stray colour " << std::hex << rgb;
+        for (QRgb rgb : c.required)
+            EXPECT_TRUE(seen.contains(rgb)) << c.layers.toStdString() << ": missing colour " << std::hex << rgb;
+    }
+}
+
+TEST_F(HostCli, BoxShowsThatBoardWindow) {
+    // The window is the pad's own square: the pad fills the middle, the
+    // corners stay background.
+    const QString file = out(QStringLiteral("box.png"));
+    const Run r = run({s_jobDir, QStringLiteral("--snapshot"), file, QStringLiteral("--size"), QStringLiteral("200x200"),
+                       QStringLiteral("--layers"), QStringLiteral("top"), QStringLiteral("--box"),
+                       QStringLiteral("4.5,4.5,5.5,5.5")});
+    ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
+    const QImage image(file);
+    ASSERT_EQ(image.size(), QSize(200, 200));
+    EXPECT_EQ(image.pixel(100, 100) | 0xff000000u, palette(0));
+    EXPECT_EQ(image.pixel(100, 20) | 0xff000000u, palette(0)) << "the pad reaches near the window's edge";
+    EXPECT_EQ(image.pixel(3, 3) | 0xff000000u, qRgb(0, 0, 0));
+    EXPECT_EQ(image.pixel(196, 196) | 0xff000000u, qRgb(0, 0, 0));
+}
+
+TEST_F(HostCli, TheFormatFollowsTheExtension) {
+    for (const QString& name : {QStringLiteral("shot.jpg"), QStringLiteral("shot.bmp"), QStringLiteral("shot.PNG")}) {
+        const Run r = run({s_jobDir, QStringLiteral("--snapshot"), out(name), QStringLiteral("--size"),
+                           QStringLiteral("64x48")});
+        ASSERT_EQ(r.exitCode, 0) << name.toStdString() << r.err.toStdString();
+        EXPECT_EQ(QImage(out(name)).size(), QSize(64, 48)) << name.toStdString();
+    }
+}
+
+TEST_F(HostCli, BadInputEndsTheRunWithOneLineNamingIt) {
+    QFile gerber(out(QStringLiteral("board.gbr")));
+    ASSERT_TRUE(gerber.open(QIODevice::WriteOnly));
+    gerber.write("G04 not a job*\n");
+    gerber.close();
+    const QString corrupt = out(QStringLiteral("corrupt"));
+    QDir().mkpath(corrupt);
+    QFile bad(QDir(corrupt).filePath(QStringLiteral("job.tolva")));
+    ASSERT_TRUE(bad.open(QIODevice::WriteOnly));
+    bad.write("this is not a job\n");
+    bad.close();
+    struct Case {
+        QStringList args;
+        QString mentions;
+    };
+    const Case cases[] = {
+        {{out(QStringLiteral("nowhere")), QStringLiteral("--snapshot"), out(QStringLiteral("x.png"))}, QStringLiteral("nowhere")},
+        {{gerber.fileName(), QStringLiteral("--snapshot"), out(QStringLiteral("x.png"))}, QStringLiteral("supported")},
+        {{corrupt, QStringLiteral("--snapshot"), out(QStringLiteral("x.png"))}, QStringLiteral("job.tolva")},
+        {{s_jobDir, QStringLiteral("--snapshot"), out(QStringLiteral("x.gif"))}, QStringLiteral(".png")},
+        {{s_jobDir, QStringLiteral("--snapshot"), out(QStringLiteral("x.png")), QStringLiteral("--layers"),
+          QStringLiteral("top,ghost")}, QStringLiteral("ghost")},
+        {{s_jobDir, QStringLiteral("--snapshot"), out(QStringLiteral("x.png")), QStringLiteral("--size"),
+          QStringLiteral("100000x100000")}, QStringLiteral("too large")},
+    };
+    for (const Case& c : cases) {
+        const Run r = run(c.args, 30000);
+        ASSERT_TRUE(r.finished) << "a refused run must not wait: " << c.args.join(' ').toStdString();
+        EXPECT_NE(r.exitCode, 0) << c.args.join(' ').toStdString();
+        EXPECT_TRUE(r.err.contains(c.mentions)) << c.args.join(' ').toStdString() << "\n" << r.err.toStdString();
+        EXPECT_FALSE(QFile::exists(out(QStringLiteral("x.png"))));
+    }
+}
+
+TEST_F(HostCli, LogsGoToTheApplicationFolder) {
+    const Run r = run({s_jobDir, QStringLiteral("--snapshot"), out(QStringLiteral("log.png")), QStringLiteral("--size"),
+                       QStringLiteral("32x32")});
+    ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
+    QFile log(QDir(s_home->path()).filePath(QStringLiteral("logs/tolva_host.log")));
+    ASSERT_TRUE(log.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(log.readAll().contains("Graphic_View.dll loaded"));
+    const Run help = run({QStringLiteral("--help")});
+    EXPECT_EQ(help.exitCode, 0);
+    for (const char* option : {"--snapshot", "--size", "--layers", "--box"})
+        EXPECT_TRUE(help.out.contains(QLatin1String(option))) << option;
+}
+
+}  // namespace
