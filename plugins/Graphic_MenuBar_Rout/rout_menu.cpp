@@ -1,0 +1,119 @@
+// The Rout menu: making a rout chain of the selected lines and arcs of the
+// work layer, and compensating a rout layer's chains onto another layer.
+// The layer lists come from the matrix of the job the host announces.
+#include <QAction>
+#include <QComboBox>
+#include <QDoubleSpinBox>
+#include <QLabel>
+#include <QVBoxLayout>
+#include <cmath>
+#include <algorithm>
+#include <limits>
+
+#include "PluginNames.h"
+#include "TOLVA_API.h"
+#include "UIAPICommon.h"
+#include "plugin_widgets.h"
+
+namespace {
+
+using namespace TOLVA::PLUGIN;
+
+constexpr qint32 kCreateChain = 20003901;
+constexpr qint32 kCompensate = 20003910;
+constexpr qint32 kChainApplied = 20003909;
+constexpr int kLargest = std::numeric_limits<int>::max();
+const char kRoutType[] = "rout";
+
+class RoutMenu : public QWidget, public PluginEndpoint {
+public:
+    explicit RoutMenu(QWidget* host)
+        : QWidget(host), PluginEndpoint(PluginNames::MenuBarRout, host), m_status(new QLabel(this)) {
+        setWindowTitle(tr("Rout"));
+        setProperty("tolvaMenu", QStringLiteral("Rout"));
+        setProperty("tolvaDockArea", QStringLiteral("bottom"));
+        m_status->setObjectName(QStringLiteral("status"));
+        m_status->setWordWrap(true);
+        auto* layout = new QVBoxLayout(this);
+        layout->addWidget(m_status);
+        layout->addStretch();
+        addMenuAction("createChain", tr("Create Chain..."), [this] { askChain(); });
+        addMenuAction("compensate", tr("Compensate..."), [this] { askCompensate(); });
+    }
+
+protected:
+    void receive(const PluginMetaData& msg) override {
+        if (m_job.take(msg)) return readLayers();
+        if (msg.msgType == kChainApplied) {
+            ++m_chainsApplied;
+            m_status->setText(tr("Rout chain applied (%1 in this session)").arg(m_chainsApplied));
+        }
+    }
+
+private:
+    template <class Slot>
+    void addMenuAction(const char* name, const QString& text, Slot slot) {
+        QAction* action = new QAction(text, this);
+        action->setObjectName(QLatin1String(name));
+        connect(action, &QAction::triggered, this, slot);
+        addAction(action);
+    }
+
+    // Rout layers first: they are the sources a compensation can start from.
+    void readLayers() {
+        m_routLayers.clear();
+        m_otherLayers.clear();
+        if (m_job.job.isEmpty()) return;
+        kernelCall(pluginName(), "reading the matrix", [&] {
+            for (const TOLVA::API::matrix_info& row : TOLVA::API::get_matrix(m_job.job.toStdString()))
+                (row.type == kRoutType ? m_routLayers : m_otherLayers) << QString::fromStdString(row.name);
+        });
+    }
+
+    void askChain() {
+        const std::string unit = TOLVA::UIAPI::getUnitString();
+        auto* dialog = new FormDialog(this, QStringLiteral("chainDialog"), tr("Create Chain"));
+        dialog->addCount(QStringLiteral("chain"), tr("Chain number (0: next free)"), 0, kLargest, 0);
+        dialog->addLength(QStringLiteral("size"), tr("Tool size (0: the symbol's)"), unit)->setMinimum(0);
+        dialog->addChoice(QStringLiteral("comp"), tr("Compensation"), {tr("None"), tr("Right"), tr("Left")});
+        dialog->addCount(QStringLiteral("feed"), tr("Feed"), 0, kLargest, 0);
+        dialog->addCount(QStringLiteral("speed"), tr("Speed"), 0, kLargest, 0);
+        dialog->present([this](const FormDialog& form) { sendChain(form); });
+    }
+
+    // Chain number and tool size are left out when not given: the view then
+    // takes the next free number and each feature's own symbol size.
+    void sendChain(const FormDialog& form) {
+        QVariantMap data{{QStringLiteral("comp"), form.choiceIndex(QStringLiteral("comp"))},
+                         {QStringLiteral("feed"), form.count(QStringLiteral("feed"))},
+                         {QStringLiteral("speed"), form.count(QStringLiteral("speed"))}};
+        if (const int chain = form.count(QStringLiteral("chain"))) data.insert(QStringLiteral("chain"), chain);
+        const double size = form.boardLength(QStringLiteral("size"));
+        if (size > 0) data.insert(QStringLiteral("size"), int(std::min(size, double(kLargest))));
+        send(PluginNames::GraphicView, kCreateChain, data);
+    }
+
+    void askCompensate() {
+        auto* dialog = new FormDialog(this, QStringLiteral("compensateDialog"), tr("Compensate"));
+        dialog->addChoice(QStringLiteral("source"), tr("Source layer"), m_routLayers + m_otherLayers);
+        dialog->addChoice(QStringLiteral("des"), tr("Destination layer"), m_otherLayers + m_routLayers, true)
+            ->setCurrentText(QString());
+        dialog->addChoice(QStringLiteral("type"), tr("A new destination layer is"), {tr("Document"), tr("Rout")});
+        dialog->present([this](const FormDialog& form) {
+            send(PluginNames::GraphicView, kCompensate,
+                 {{QStringLiteral("source"), form.choiceText(QStringLiteral("source"))},
+                  {QStringLiteral("des"), form.choiceText(QStringLiteral("des"))},
+                  {QStringLiteral("type"), form.choiceIndex(QStringLiteral("type"))}});
+        });
+    }
+
+    QLabel* m_status;
+    BoundJob m_job;
+    QStringList m_routLayers;
+    QStringList m_otherLayers;
+    int m_chainsApplied = 0;
+};
+
+}  // namespace
+
+TOLVA_PLUGIN_ENTRY(RoutMenu)
