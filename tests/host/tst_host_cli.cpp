@@ -21,7 +21,7 @@ namespace {
 
 using namespace TOLVA;
 
-struct Run {
+struct HostRun {
     int exitCode = -1;
     bool finished = false;
     QString out, err;
@@ -42,7 +42,7 @@ protected:
     }
     static void TearDownTestSuite() { delete s_home; }
 
-    Run run(const QStringList& args, int timeoutMs = 60000) {
+    HostRun run(const QStringList& args, int timeoutMs = 60000) {
         QProcess p;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(QStringLiteral("TOLVA_HOME"), s_home->path());
@@ -51,7 +51,7 @@ protected:
         QElapsedTimer clock;
         clock.start();
         p.start(QStringLiteral(TOLVA_HOST_BIN), args);
-        Run r;
+        HostRun r;
         r.finished = p.waitForFinished(timeoutMs);
         if (!r.finished) p.kill();
         r.ms = clock.elapsed();
@@ -92,7 +92,7 @@ TEST_F(HostCli, SnapshotHoldsExactlyTheShownLayersColours) {
     for (const Case& c : cases) {
         const QString file = out(QStringLiteral("shown.png"));
         QFile::remove(file);
-        const Run r = run({s_jobDir, QStringLiteral("--snapshot"), file, QStringLiteral("--size"),
+        const HostRun r = run({s_jobDir, QStringLiteral("--snapshot"), file, QStringLiteral("--size"),
                            QStringLiteral("320x240"), QStringLiteral("--layers"), c.layers});
         ASSERT_TRUE(r.finished);
         ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
@@ -110,7 +110,7 @@ TEST_F(HostCli, BoxShowsThatBoardWindow) {
     // The window is the pad's own square: the pad fills the middle, the
     // corners stay background.
     const QString file = out(QStringLiteral("box.png"));
-    const Run r = run({s_jobDir, QStringLiteral("--snapshot"), file, QStringLiteral("--size"), QStringLiteral("200x200"),
+    const HostRun r = run({s_jobDir, QStringLiteral("--snapshot"), file, QStringLiteral("--size"), QStringLiteral("200x200"),
                        QStringLiteral("--layers"), QStringLiteral("top"), QStringLiteral("--box"),
                        QStringLiteral("4.5,4.5,5.5,5.5")});
     ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
@@ -124,7 +124,7 @@ TEST_F(HostCli, BoxShowsThatBoardWindow) {
 
 TEST_F(HostCli, TheFormatFollowsTheExtension) {
     for (const QString& name : {QStringLiteral("shot.jpg"), QStringLiteral("shot.bmp"), QStringLiteral("shot.PNG")}) {
-        const Run r = run({s_jobDir, QStringLiteral("--snapshot"), out(name), QStringLiteral("--size"),
+        const HostRun r = run({s_jobDir, QStringLiteral("--snapshot"), out(name), QStringLiteral("--size"),
                            QStringLiteral("64x48")});
         ASSERT_EQ(r.exitCode, 0) << name.toStdString() << r.err.toStdString();
         EXPECT_EQ(QImage(out(name)).size(), QSize(64, 48)) << name.toStdString();
@@ -157,7 +157,7 @@ TEST_F(HostCli, BadInputEndsTheRunWithOneLineNamingIt) {
           QStringLiteral("100000x100000")}, QStringLiteral("too large")},
     };
     for (const Case& c : cases) {
-        const Run r = run(c.args, 30000);
+        const HostRun r = run(c.args, 30000);
         ASSERT_TRUE(r.finished) << "a refused run must not wait: " << c.args.join(' ').toStdString();
         EXPECT_NE(r.exitCode, 0) << c.args.join(' ').toStdString();
         EXPECT_TRUE(r.err.contains(c.mentions)) << c.args.join(' ').toStdString() << "\n" << r.err.toStdString();
@@ -166,13 +166,13 @@ TEST_F(HostCli, BadInputEndsTheRunWithOneLineNamingIt) {
 }
 
 TEST_F(HostCli, LogsGoToTheApplicationFolder) {
-    const Run r = run({s_jobDir, QStringLiteral("--snapshot"), out(QStringLiteral("log.png")), QStringLiteral("--size"),
+    const HostRun r = run({s_jobDir, QStringLiteral("--snapshot"), out(QStringLiteral("log.png")), QStringLiteral("--size"),
                        QStringLiteral("32x32")});
     ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
     QFile log(QDir(s_home->path()).filePath(QStringLiteral("logs/tolva_host.log")));
     ASSERT_TRUE(log.open(QIODevice::ReadOnly));
     EXPECT_TRUE(log.readAll().contains("Graphic_View.dll loaded"));
-    const Run help = run({QStringLiteral("--help")});
+    const HostRun help = run({QStringLiteral("--help")});
     EXPECT_EQ(help.exitCode, 0);
     for (const char* option : {"--snapshot", "--size", "--layers", "--box"})
         EXPECT_TRUE(help.out.contains(QLatin1String(option))) << option;
