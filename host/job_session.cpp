@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QSet>
 #include <QStandardPaths>
 #include <QTextStream>
 
@@ -24,13 +25,19 @@ QString readHeaderOrigin(const QString& path) {
     return first.startsWith(QLatin1String(kHeaderTag)) ? first.mid(int(sizeof(kHeaderTag)) - 1) : QString();
 }
 
-// True when the journal holds at least one call (not only comments).
-bool holdsCalls(const QString& path) {
+// True when the journal holds a call that changes the job: the view also
+// journals what it reads (the profile, the canvas, selections), and a
+// journal of reads alone has nothing to give back.
+bool holdsEdits(const QString& path) {
+    static const QSet<QByteArray> edits = {
+        "AddFeature", "AddFeatures", "copy_features_in_samelayer", "move_same_layer",
+        "multi_copy_features_in_samelayer", "move_specified_features", "copy_specified_features",
+        "undo_last_edit", "change_matrix", "create_new_layer"};
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) return false;
     while (!file.atEnd()) {
         const QByteArray line = file.readLine().trimmed();
-        if (!line.isEmpty() && !line.startsWith('#')) return true;
+        if (edits.contains(line.left(line.indexOf(' ')))) return true;
     }
     return false;
 }
@@ -106,7 +113,7 @@ QString JobSession::journalFile() const {
 
 bool JobSession::hasRecoverableJournal() const {
     const QString path = journalFile();
-    return QFileInfo::exists(path) && readHeaderOrigin(path) == m_origin && holdsCalls(path);
+    return QFileInfo::exists(path) && readHeaderOrigin(path) == m_origin && holdsEdits(path);
 }
 
 void JobSession::recover() { TOLVA::JOB::replay_journal(journalFile().toStdString()); }

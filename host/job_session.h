@@ -33,7 +33,7 @@ public:
     void save(const QString& directory = QString());
 
     // The journal: a previous session's journal for this job and origin
-    // that holds edits can be replayed.
+    // that holds edits (not only reads) can be replayed.
     QString journalFile() const;
     bool hasRecoverableJournal() const;
     void recover();

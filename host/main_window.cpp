@@ -17,6 +17,7 @@
 #include <QMessageBox>
 #include <QProgressDialog>
 #include <QStatusBar>
+#include <QTimer>
 #include <QToolBar>
 #include <QtConcurrent>
 #include <exception>
@@ -38,8 +39,8 @@ using TOLVA::API::str;
 const QStringList& siblingPlugins() {
     static const QStringList names = {
         PluginNames::JobList,     PluginNames::ToolbarEdit,    PluginNames::ToolbarMove,
-        PluginNames::MenuBarEdit, PluginNames::MenuBarRout,    PluginNames::Coordinate,
-        PluginNames::MiniMap,     PluginNames::Matrix,         PluginNames::MenuBarStep,
+        PluginNames::MenuBarEdit, PluginNames::MiniMap,        PluginNames::Coordinate,
+        PluginNames::Matrix,      PluginNames::MenuBarRout,    PluginNames::MenuBarStep,
         PluginNames::MenuBarDFM,  PluginNames::MenuBarActions,
     };
     return names;
@@ -187,6 +188,7 @@ bool MainWindow::loadPlugins(QString* reason) {
         place(name, widget);
     }
     buildMenus();
+    if (m_firstBottomDock) m_firstBottomDock->raise();
     if (!m_problems.isEmpty())
         tell(this, QStringLiteral("Plug-ins not loaded"),
              QStringLiteral("The application starts without:\n%1").arg(m_problems.join(QLatin1Char('\n'))));
@@ -216,13 +218,12 @@ void MainWindow::place(const QString& fileName, QWidget* widget) {
     const Qt::DockWidgetArea where = area == QLatin1String("left")     ? Qt::LeftDockWidgetArea
                                      : area == QLatin1String("bottom") ? Qt::BottomDockWidgetArea
                                                                        : Qt::RightDockWidgetArea;
-    // Docks of one area share it as tabs, so the view keeps its room.
-    for (QDockWidget* other : findChildren<QDockWidget*>())
-        if (other != dock && dockWidgetArea(other) == where && other->isVisible()) {
-            tabifyDockWidget(other, dock);
-            return;
-        }
     addDockWidget(where, dock);
+    // The docks below the view share that strip as tabs, so the view keeps
+    // its height; the side panels stack.
+    if (where != Qt::BottomDockWidgetArea) return;
+    if (m_firstBottomDock) tabifyDockWidget(m_firstBottomDock, dock);
+    else m_firstBottomDock = dock;
 }
 
 void MainWindow::buildMenus() {
@@ -401,7 +402,8 @@ void MainWindow::showJob(const QString& job, const QString& origin) {
 void MainWindow::afterOpen() {
     const std::vector<str> steps = TOLVA::JOB::list_steps(m_session.job().toStdString());
     bindJob(m_session.job(), steps.empty() ? QString() : QString::fromStdString(steps.front()));
-    if (m_journalling) offerRecovery();
+    // Asked once the window is up, so that the operator sees what it is about.
+    if (m_journalling) QTimer::singleShot(0, this, [this] { offerRecovery(); });
 }
 
 bool MainWindow::openJobDirectory(const QString& directory, QString* reason) {

@@ -90,6 +90,7 @@ private:
     QString m_step;
     int m_observer = 0;
     QListWidget* m_dropped = nullptr;
+    class QDockWidget* m_firstBottomDock = nullptr;
     QLabel* m_coordinates = nullptr;
     QLabel* m_tool = nullptr;
     QLabel* m_layer = nullptr;
