@@ -108,6 +108,23 @@ constexpr qint32 kKeyPress = 20003400;
 struct ShortcutActions {
     static void mode(MainWindow& w, qint32 code) { w.sendToView(code); }
     static void buffer(MainWindow& w, int type) { w.sendToView(20001416, {{QStringLiteral("type"), type}}); }
+    // The editing tools take an undo themselves; with any other tool active
+    // the window undoes the job's last edit in the kernel.
+    static void undo(MainWindow& w) {
+        if (!w.m_session.isOpen()) return;
+        const str job = w.m_session.job().toStdString();
+        try {
+            const unsigned long long before = TOLVA::JOB::edit_serial(job);
+            w.sendToView(20001618);
+            if (TOLVA::JOB::edit_serial(job) != before || !TOLVA::API::undo_last_edit(job)) return;
+        } catch (...) {
+            LOG(ERROR) << "undo failed: " << describeFailure(std::current_exception()).toStdString();
+            return;
+        }
+        w.sendToView(kRedrawCode);
+        w.sendTo(PluginNames::Matrix, 20002401, {{QStringLiteral("JobName"), w.m_session.job()}});
+        w.updateSelectionCount();
+    }
     static void selectAll(MainWindow& w, bool select) {
         if (!w.m_session.isOpen() || w.m_workLayer.isEmpty()) return;
         const str job = w.m_session.job().toStdString(), step = w.m_step.toStdString();
@@ -130,7 +147,7 @@ const std::vector<MainWindow::Shortcut>& MainWindow::shortcuts() {
     using S = ShortcutActions;
     static const std::vector<Shortcut> table = {
         {QKeySequence(Qt::Key_Home), QStringLiteral("Fit the profile"), [](MainWindow& w) { w.fitToProfile(); }},
-        {QKeySequence::Undo, QStringLiteral("Undo the last edit"), [](MainWindow& w) { S::mode(w, 20001618); }},
+        {QKeySequence::Undo, QStringLiteral("Undo the last edit"), [](MainWindow& w) { S::undo(w); }},
         {QKeySequence::Copy, QStringLiteral("Copy the selection to the edit buffer"), [](MainWindow& w) { S::buffer(w, 2); }},
         {QKeySequence::Cut, QStringLiteral("Cut the selection to the edit buffer"), [](MainWindow& w) { S::buffer(w, 0); }},
         {QKeySequence::Paste, QStringLiteral("Paste the edit buffer (click to place)"), [](MainWindow& w) { S::mode(w, 20001417); }},

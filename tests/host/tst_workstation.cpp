@@ -1,0 +1,183 @@
+// The workstation end to end, as an operator drives it: the application's
+// window with the real view and sibling plug-ins loaded by file name, a
+// small board in the real kernel, and synthetic mouse and key events.
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTreeWidget>
+#include <memory>
+
+#include "LayerPalette.h"
+#include "PluginNames.h"
+#include "TOLVA_API.h"
+#include "TOLVA_Job.h"
+#include "graphic_view/graphic_view.h"
+#include "main_window.h"
+#include "test_support.h"
+
+namespace {
+
+using namespace TOLVA;
+const std::string kJob = "ws_board";
+const char kStep[] = "pcb";
+
+// Pads of "top" (1 mm round) in millimetres; one drill hole.
+const QPointF kPads[] = {{5, 5}, {10, 5}, {15, 5}, {5, 15}};
+const QPointF kHole{10, 15};
+
+void buildBoard() {
+    if (JOB::job_exists(kJob)) JOB::delete_job(kJob);
+    JOB::create_job(kJob);
+    JOB::create_step(kJob, kStep);
+    JOB::add_layer(kJob, "top", "board", "signal", "positive");
+    JOB::add_layer(kJob, "drill", "board", "drill", "positive");
+    JOB::set_profile(kJob, kStep, {{0, 0}, {20000000, 0}, {20000000, 20000000}, {0, 20000000}, {0, 0}});
+    auto pads = [](const std::string& layer, const std::string& symbol, const std::vector<QPointF>& at) {
+        int index = -1;
+        API::create_new_symbol(kJob, kStep, layer, symbol, index);
+        std::vector<std::string> strings;
+        for (const QPointF& p : at)
+            strings.push_back(API::GreatePadString(p.x() * 1e6, p.y() * 1e6, index, API::POL_POSITIVE, 0, 0, 0.0));
+        API::AddFeatures(kJob, kStep, {layer}, {{layer, strings}}, {});
+    };
+    pads("top", "r1000", std::vector<QPointF>(std::begin(kPads), std::end(kPads)));
+    pads("drill", "r500", {kHole});
+}
+
+std::vector<API::featureInfo> selectedOn(const std::string& layer) {
+    std::vector<API::featureInfo> list;
+    API::get_selected_feature_info(kJob, kStep, layer, list);
+    return list;
+}
+
+class Workstation : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(m_home.isValid());
+        qputenv("TOLVA_HOME", m_home.path().toLocal8Bit());
+        buildBoard();
+        m_window = std::make_unique<host::MainWindow>();
+        QString reason;
+        ASSERT_TRUE(m_window->loadPlugins(&reason)) << reason.toStdString();
+        ASSERT_TRUE(m_window->pluginProblems().isEmpty()) << m_window->pluginProblems().join(' ').toStdString();
+        m_window->showJob(QString::fromStdString(kJob), QStringLiteral("test board"));
+        m_window->resize(1400, 900);
+        m_window->show();
+        QApplication::setActiveWindow(m_window.get());
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(m_window.get()));
+        m_view = static_cast<GRAPHIC::ViewWidget*>(m_window->view());
+        m_view->setFocus();
+        QTest::qWait(20);
+    }
+    void TearDown() override {
+        m_window.reset();
+        DB::set_SaveFlag(false);
+        if (JOB::job_exists(kJob)) JOB::delete_job(kJob);
+        qunsetenv("TOLVA_HOME");
+    }
+    QPoint pixelOf(const QPointF& mm) const {
+        int px = 0, py = 0;
+        EXPECT_TRUE(m_view->transform().toPixel(mm.x() * 1e6, mm.y() * 1e6, px, py));
+        return {px, py};
+    }
+    QRgb shownAt(const QPointF& mm) const { return m_view->grab().toImage().pixel(pixelOf(mm)) | 0xff000000u; }
+    void key(int keyCode, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+        QTest::keyClick(m_view, Qt::Key(keyCode), modifiers);
+        QTest::qWait(10);
+    }
+    void click(const QPointF& mm, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+        QTest::mouseClick(m_view, Qt::LeftButton, modifiers, pixelOf(mm));
+    }
+    void waitSelected(const std::string& layer, size_t count) {
+        ASSERT_TRUE(QTest::qWaitFor([&] { return selectedOn(layer).size() == count; }, 3000))
+            << "selected on " << layer << ": " << selectedOn(layer).size() << ", expected " << count;
+    }
+
+    QTemporaryDir m_home;
+    std::unique_ptr<host::MainWindow> m_window;
+    GRAPHIC::ViewWidget* m_view = nullptr;
+};
+
+TEST_F(Workstation, FirstViewShowsTopAndDrillWithTopAsWorkLayer) {
+    EXPECT_EQ(m_view->get_show_layers(), QStringList({QStringLiteral("top"), QStringLiteral("drill")}));
+    EXPECT_EQ(m_view->work_layer, "top");
+    const QRgb top = shownAt(kPads[0]), drill = shownAt(kHole);
+    EXPECT_NE(top, qRgb(0, 0, 0));
+    EXPECT_NE(drill, qRgb(0, 0, 0));
+    EXPECT_NE(top, drill) << "each layer in its own palette colour";
+    EXPECT_TRUE(m_window->statusText().contains(QStringLiteral("Work layer: top"))) << m_window->statusText().toStdString();
+}
+
+TEST_F(Workstation, AClickSelectsThePadUnderTheCursorAndTheViewHighlightsIt) {
+    const QRgb before = shownAt(kPads[1]);
+    key(Qt::Key_F2);  // the select tool
+    click(kPads[1]);
+    waitSelected("top", 1);
+    EXPECT_DOUBLE_EQ(selectedOn("top")[0].xs, kPads[1].x() * 1e6);
+    // The view composes the highlight over the layer: the pad changes colour.
+    ASSERT_TRUE(QTest::qWaitFor([&] { return shownAt(kPads[1]) != before; }, 2000))
+        << "the selected pad keeps its colour " << std::hex << before;
+    EXPECT_NE(shownAt(kPads[1]), qRgb(0, 0, 0));
+    EXPECT_EQ(shownAt(kPads[0]), before) << "the other pads keep their colour";
+    EXPECT_TRUE(QTest::qWaitFor([&] { return m_window->statusText().contains(QStringLiteral("Selected: 1")); }, 2000))
+        << m_window->statusText().toStdString();
+}
+
+TEST_F(Workstation, ABoxDragSelectsWhatIsInside) {
+    key(Qt::Key_F3);  // area selection
+    // From above-left of the first pad to below-right of the third: the
+    // pads of the bottom row, not the one at (5, 15).
+    const QPoint from = pixelOf({3, 7}), to = pixelOf({17, 3});
+    QTest::mousePress(m_view, Qt::LeftButton, Qt::NoModifier, from);
+    for (int i = 1; i <= 5; ++i) QTest::mouseMove(m_view, from + (to - from) * i / 5);
+    QTest::mouseRelease(m_view, Qt::LeftButton, Qt::NoModifier, to);
+    waitSelected("top", 3);
+    for (const API::featureInfo& f : selectedOn("top")) EXPECT_LT(f.ys, 10e6);
+}
+
+TEST_F(Workstation, CopyPasteAtAnOffsetThenUndo) {
+    key(Qt::Key_F2);
+    click(kPads[0]);
+    waitSelected("top", 1);
+    const int before = JOB::feature_count(kJob, kStep, "top");
+    key(Qt::Key_C, Qt::ControlModifier);
+    key(Qt::Key_V, Qt::ControlModifier);
+    // The buffer is placed where the operator clicks: 2 mm right and 3 mm
+    // up of the copied pad.
+    const QPointF target = kPads[0] + QPointF(2, 3);
+    QTest::mouseMove(m_view, pixelOf(target));
+    click(target);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return JOB::feature_count(kJob, kStep, "top") == before + 1; }, 3000))
+        << JOB::feature_count(kJob, kStep, "top");
+    API::featureInfo added;
+    ASSERT_TRUE(API::get_featureinfo_by_index(kJob, kStep, "top", before, added));
+    const QPointF placed = m_view->toBoard(pixelOf(target)) / 1e6;
+    EXPECT_NEAR(added.xs / 1e6, placed.x(), 0.05);
+    EXPECT_NEAR(added.ys / 1e6, placed.y(), 0.05);
+    EXPECT_TRUE(m_window->session().hasUnsavedEdits());
+
+    key(Qt::Key_Escape);
+    key(Qt::Key_Z, Qt::ControlModifier);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return JOB::feature_count(kJob, kStep, "top") == before; }, 3000));
+}
+
+TEST_F(Workstation, HidingALayerInThePanelTakesItsColourOffTheView) {
+    const QRgb drillColour = shownAt(kHole);
+    ASSERT_NE(drillColour, qRgb(0, 0, 0));
+    auto* tree = m_window->plugin(PluginNames::JobList)->findChild<QTreeWidget*>();
+    ASSERT_NE(tree, nullptr);
+    const QList<QTreeWidgetItem*> rows = tree->findItems(QStringLiteral("drill"), Qt::MatchExactly, 0);
+    ASSERT_EQ(rows.size(), 1);
+    ASSERT_EQ(rows[0]->checkState(0), Qt::Checked);
+    rows[0]->setCheckState(0, Qt::Unchecked);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return shownAt(kHole) == qRgb(0, 0, 0); }, 2000));
+    EXPECT_FALSE(m_view->get_show_layers().contains(QStringLiteral("drill")));
+    const QImage image = m_view->grab().toImage();
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
+            ASSERT_NE(image.pixel(x, y) | 0xff000000u, drillColour) << "drill colour left at " << x << "," << y;
+}
+
+}  // namespace
