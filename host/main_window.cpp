@@ -30,13 +30,11 @@
 
 namespace host {
 
-namespace {
-
 using TOLVA::API::str;
 
 // Every sibling plug-in the window offers, in the order their tool bars and
 // docks appear.
-const QStringList& siblingPlugins() {
+const QStringList& MainWindow::siblingPlugins() {
     static const QStringList names = {
         PluginNames::JobList,     PluginNames::ToolbarEdit,    PluginNames::ToolbarMove,
         PluginNames::MenuBarEdit, PluginNames::MiniMap,        PluginNames::Coordinate,
@@ -45,6 +43,8 @@ const QStringList& siblingPlugins() {
     };
     return names;
 }
+
+namespace {
 
 bool headless() {
     const QString platform = QGuiApplication::platformName();
@@ -186,7 +186,7 @@ MainWindow::~MainWindow() {
     m_session.close();
 }
 
-bool MainWindow::loadPlugins(QString* reason) {
+bool MainWindow::loadPlugins(QString* reason, const QStringList& siblings) {
     QTpluginsManger4CAM* manager = QTpluginsManger4CAM::instance();
     QString error;
     m_view = manager->createInstance(PluginNames::GraphicView, this, &error);
@@ -195,7 +195,7 @@ bool MainWindow::loadPlugins(QString* reason) {
         return false;
     }
     setCentralWidget(m_view);
-    for (const QString& name : siblingPlugins()) {
+    for (const QString& name : siblings) {
         QWidget* widget = manager->createInstance(name, this, &error);
         if (!widget) {
             m_problems << QStringLiteral("%1: %2").arg(name, error);

@@ -26,9 +26,11 @@ public:
     explicit MainWindow(QWidget* parent = nullptr);
     ~MainWindow() override;
 
-    // Loads the view (false with a reason without it) and every sibling
-    // plug-in; the ones that fail are reported, and the window goes on.
-    bool loadPlugins(QString* reason);
+    // Loads the view (false with a reason without it) and the sibling
+    // plug-ins (by default every one the window offers); the ones that fail
+    // are reported, and the window goes on without them.
+    bool loadPlugins(QString* reason, const QStringList& siblings = siblingPlugins());
+    static const QStringList& siblingPlugins();
     QStringList pluginProblems() const { return m_problems; }
     QWidget* view() const { return m_view; }
     QWidget* plugin(const QString& fileName) const;

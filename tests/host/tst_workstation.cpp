@@ -181,3 +181,66 @@ TEST_F(Workstation, HidingALayerInThePanelTakesItsColourOffTheView) {
 }
 
 }  // namespace
+
+namespace {
+
+// A plug-in that is not there, and a library that is there but exports no
+// entry points: both are named, and the window works without them.
+TEST(WorkstationStart, MissingOrBrokenPluginsAreNamedAndLeftOut) {
+    QTemporaryDir home;
+    qputenv("TOLVA_HOME", home.path().toLocal8Bit());
+    testsupport::PromptRecorder prompts;
+    buildBoard();
+    {
+        host::MainWindow window;
+        QString reason;
+        ASSERT_TRUE(window.loadPlugins(&reason, {QStringLiteral("Graphic_Nowhere.dll"), QStringLiteral("TOLVA_API.dll"),
+                                                 PluginNames::JobList}));
+        const QString problems = window.pluginProblems().join('\n');
+        EXPECT_EQ(window.pluginProblems().size(), 2) << problems.toStdString();
+        EXPECT_TRUE(problems.contains(QStringLiteral("Graphic_Nowhere.dll"))) << problems.toStdString();
+        EXPECT_TRUE(problems.contains(QStringLiteral("recMsgFromManager"))) << problems.toStdString();
+        EXPECT_EQ(window.plugin(QStringLiteral("Graphic_Nowhere.dll")), nullptr);
+        ASSERT_NE(window.plugin(PluginNames::JobList), nullptr);
+        window.showJob(QString::fromStdString(kJob), QStringLiteral("test board"));
+        auto* view = static_cast<GRAPHIC::ViewWidget*>(window.view());
+        EXPECT_EQ(view->work_layer, "top") << "the job list drives the view without the others";
+    }
+    DB::set_SaveFlag(false);
+    JOB::delete_job(kJob);
+    qunsetenv("TOLVA_HOME");
+}
+
+// A job with no layers and no profile: every shortcut runs without harm.
+TEST(WorkstationStart, EveryShortcutOnAnEmptyJob) {
+    QTemporaryDir home;
+    qputenv("TOLVA_HOME", home.path().toLocal8Bit());
+    testsupport::PromptRecorder prompts;
+    const std::string empty = "ws_empty";
+    if (JOB::job_exists(empty)) JOB::delete_job(empty);
+    JOB::create_job(empty);
+    JOB::create_step(empty, kStep);
+    {
+        host::MainWindow window;
+        QString reason;
+        ASSERT_TRUE(window.loadPlugins(&reason));
+        window.showJob(QString::fromStdString(empty), QStringLiteral("empty"));
+        window.resize(800, 600);
+        window.show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
+        for (const host::MainWindow::Shortcut& s : host::MainWindow::shortcuts()) {
+            if (s.keys == QKeySequence::Open || s.keys == QKeySequence(Qt::CTRL | Qt::Key_Q) ||
+                s.text.contains(QStringLiteral("Save")))
+                continue;  // file dialogs and quitting are not this test's matter
+            s.run(window);
+            QTest::qWait(5);
+        }
+        window.fitToProfile();
+        EXPECT_FALSE(window.session().hasUnsavedEdits());
+    }
+    DB::set_SaveFlag(false);
+    JOB::delete_job(empty);
+    qunsetenv("TOLVA_HOME");
+}
+
+}  // namespace
