@@ -310,6 +310,35 @@ TEST_F(EditBufferTest, OffsetRequestAsksInOrder) {
     }
 }
 
+// Each edge of the working box counts on its own: a selected feature inside
+// in x but not in y (or the other way) is outside.
+TEST_F(EditBufferTest, OffsetBoxEdgesAreReadEachByItsKey) {
+    struct Case {
+        double xmin, ymin, xmax, ymax;
+        bool asked;
+    };
+    // In micrometres; the selected pad spans 4.95 to 5.05 mm in both axes.
+    const Case cases[] = {
+        {0, 4000, 6000, 6000, false}, {4000, 0, 6000, 6000, false}, {4900, 4900, 5100, 5100, false},
+        {0, 0, 6000, 4500, true},     {0, 0, 4500, 6000, true},     {5000, 0, 6000, 6000, true},
+        {0, 5000, 6000, 6000, true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(int(&c - cases));
+        ScopedJob fresh{kJob, 1e7, 1e7, {"top"}};
+        fresh.addPad("top", 1e6, 1e6, "r100");
+        fresh.addPad("top", 5e6, 5e6, "r100");
+        select("top", 1);
+        view->affected_layers = {};
+        prompts.clear();
+        prompts.queue(QMessageBox::No);
+        send(20001402, {{"dx", 100.0}, {"dy", 0.0}, {"xmin", c.xmin * 1e3}, {"ymin", c.ymin * 1e3},
+                        {"xmax", c.xmax * 1e3}, {"ymax", c.ymax * 1e3}});
+        EXPECT_EQ(prompts.texts().contains(kOutside), c.asked);
+        EXPECT_DOUBLE_EQ(featureAt("top", 1).xs, c.asked ? 5e6 : 5e6 + 100);
+    }
+}
+
 TEST_F(EditBufferTest, DeleteLastEditAsksTheJobListByToolAndRotation) {
     struct Case {
         T::GRAPHIC_TOOL_TYPE tool;
