@@ -6,9 +6,11 @@
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
+#include <QTextCodec>
 
 #include "TOLVA_API.h"
 #include "TOLVA_Job.h"
+#include "app_logging.h"
 #include "host_options.h"
 #include "job_session.h"
 #include "test_support.h"
@@ -65,6 +67,19 @@ TEST(HostOptions, ReadsEveryOptionAndRefusesBadOnes) {
     EXPECT_EQ(host::snapshotFormat(QStringLiteral("x.JPEG")), QByteArray("JPEG"));
     EXPECT_EQ(host::snapshotFormat(QStringLiteral("x.bmp")), QByteArray("BMP"));
     EXPECT_TRUE(host::snapshotFormat(QStringLiteral("x.png.txt")).isEmpty());
+}
+
+// The failure lines are written in GBK; the console gets them in UTF-8,
+// and lines that already are UTF-8 pass unchanged.
+TEST(HostLogging, ConsoleTextTurnsGbkIntoUtf8) {
+    const QString line = QStringLiteral("E 异常位置：graphic_view.cpp:12");
+    QTextCodec* gbk = QTextCodec::codecForName("GBK");
+    ASSERT_NE(gbk, nullptr);
+    const QByteArray gbkBytes = gbk->fromUnicode(line);
+    ASSERT_NE(gbkBytes, line.toUtf8());
+    EXPECT_EQ(host::consoleText(gbkBytes), line.toUtf8());
+    EXPECT_EQ(host::consoleText(line.toUtf8()), line.toUtf8());
+    EXPECT_EQ(host::consoleText("plain ascii\n"), QByteArray("plain ascii\n"));
 }
 
 class Session : public ::testing::Test {
