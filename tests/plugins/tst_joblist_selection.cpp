@@ -2,10 +2,12 @@
 // its requests to the job list, which selects in the kernel. Every check
 // reads the selection back from the kernel.
 #include <QApplication>
-#include <cmath>
+#include <QDir>
 #include <QLabel>
 #include <QMouseEvent>
 #include <QTreeWidget>
+#include <cmath>
+#include <cstdio>
 
 #include "tst_joblist_fixture.h"
 
@@ -281,4 +283,25 @@ TEST_F(JobListSelection, TheViewsOwnSelectionChangesUpdateTheCounts) {
     toJobList(20001817);
     EXPECT_EQ(panelCount("l2"), 2);
     EXPECT_EQ(list->findChild<QLabel*>(QStringLiteral("selectedTotal"))->text(), QStringLiteral("Selected: 2"));
+}
+
+// Each selection call is journalled before it is made, so that replaying the
+// journal on a cleared selection gives the operator's selection back.
+TEST_F(JobListSelection, TheJournalReplaysToTheSameSelection) {
+    const std::string path = (QDir::tempPath() + QStringLiteral("/joblist_selection.journal")).toStdString();
+    std::remove(path.c_str());
+    TOLVA::JOB::set_journal_path(kJob, path);
+    TOLVA::DB::set_SaveFlag(true);
+    click(4e6, 4e6);
+    shift(true);
+    click(7e6, 10e6);
+    shift(false);
+    view->on_counterelection();
+    TOLVA::DB::set_SaveFlag(false);
+    const Indexes made = selectedOn("top");
+    ASSERT_EQ(made, (Indexes{P2, L2, L3, P3, P4}));
+    TOLVA::API::clear_selected_features(kJob, kStep, "top");
+    TOLVA::JOB::replay_journal(path);
+    EXPECT_EQ(selectedOn("top"), made);
+    std::remove(path.c_str());
 }
