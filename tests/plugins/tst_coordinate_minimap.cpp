@@ -2,6 +2,7 @@
 // read-out agreeing with the view's own, the shared unit switch, typed
 // coordinates in board units, and the overview's click moving the view.
 #include <QComboBox>
+#include <QImage>
 #include <QLabel>
 #include <QLineEdit>
 #include <QRegularExpression>
@@ -114,6 +115,10 @@ TEST_F(Coordinates, ATypedPointGoesToTheViewInBoardUnitsThenTheEnter) {
     QTest::keyClick(child<QLineEdit>(panel, "typedX"), Qt::Key_Return);
     EXPECT_TRUE(rec.entries().empty());
     EXPECT_FALSE(child<QLabel>(panel, "message")->text().isEmpty());
+    type(child<QLineEdit>(panel, "typedX"), "1");
+    QTest::keyClick(child<QLineEdit>(panel, "typedX"), Qt::Key_Return);
+    EXPECT_EQ(rec.entries().size(), 2u);
+    EXPECT_TRUE(child<QLabel>(panel, "message")->text().isEmpty());
 }
 
 TEST_F(Coordinates, TheStepRepeatPointIsShownAndOfferedForTyping) {
@@ -126,19 +131,6 @@ TEST_F(Coordinates, TheStepRepeatPointIsShownAndOfferedForTyping) {
     EXPECT_EQ(child<QLineEdit>(panel, "typedX")->text(), "0.09843");
     deliver(PluginNames::GraphicView, PluginNames::Coordinate, 20003205, {{"X", "east"}});
     EXPECT_EQ(child<QLineEdit>(panel, "typedX")->text(), "0.09843");
-}
-
-// The panel listens to the view's cursor reports only while it lives.
-TEST_F(Coordinates, AClosedPanelNoLongerListens) {
-    QTpluginsManger4CAM::instance()->releaseInstance(PluginNames::Coordinate, &host);
-    loaded.erase(std::remove_if(loaded.begin(), loaded.end(),
-                                [](const auto& e) { return e.first == PluginNames::Coordinate; }),
-                 loaded.end());
-    delete panel;
-    testsupport::LogCapture log;
-    QTest::mouseMove(view, QPoint(70, 70));
-    QTest::mouseMove(view, QPoint(90, 70));
-    EXPECT_EQ(log.count(google::GLOG_ERROR), 0);
 }
 
 // ---- the overview --------------------------------------------------------------
@@ -205,12 +197,45 @@ TEST_F(Overview, AClickMovesTheViewsAreaThere) {
             EXPECT_NEAR(centre.x(), 20 * kMm, 1.0);  // the middle of the board
             EXPECT_NEAR(centre.y(), 10 * kMm, 1.0);
         }
-        if (c.xSign) EXPECT_EQ(centre.x() > 20 * kMm, c.xSign > 0);
-        if (c.ySign) EXPECT_EQ(centre.y() > 10 * kMm, c.ySign > 0);
+        if (c.xSign) {
+            EXPECT_EQ(centre.x() > 20 * kMm, c.xSign > 0);
+        }
+        if (c.ySign) {
+            EXPECT_EQ(centre.y() > 10 * kMm, c.ySign > 0);
+        }
         // The view went there and reported it back.
         EXPECT_NEAR(visible().center().x(), centre.x(), 0.01 * size.width());
         EXPECT_NEAR(visible().center().y(), centre.y(), 0.01 * size.height());
     }
+}
+
+// The picture: the board fits the widget with a 5% margin (44 x 24 mm into
+// 300 x 300 pixels); cells are shaded by how many features they hold, the
+// fullest at full strength, and the profile is outlined.
+TEST_F(Overview, ThePictureShadesCellsByDensityAndOutlinesTheProfile) {
+    for (int i = 0; i < 3; ++i) job->addPad("bot", 35 * kMm, 15 * kMm, "r100");
+    deliver(PluginNames::GraphicEditor, PluginNames::MiniMap, 20001637,
+            {{"JobName", QString::fromStdString(job->name())}, {"Step", ScopedJob::kStep}});
+    ASSERT_EQ(map->property("featureCount").toInt(), 6);
+    view->areazoom(0, 0, 1, 1);  // a frame too small to cover any pixel checked below
+    const double s = 300.0 / 44;
+    auto pixel = [&](double xMm, double yMm) {
+        const QImage image = map->grab().toImage();
+        return image.pixelColor(int(150 + (xMm - 20) * s), int(150 - (yMm - 10) * s));
+    };
+    const QColor background(20, 20, 28);
+    // Points inside the grid cells of the pads at (35, 15) and (5, 5).
+    EXPECT_EQ(pixel(35.3, 15.15), QColor(90, 170, 255));  // four features: the fullest cell
+    const QColor sparse = pixel(5.3, 5.15);                // one feature
+    EXPECT_NE(sparse, background);
+    EXPECT_LT(sparse.blue(), 255);
+    EXPECT_EQ(pixel(20, 15), background);  // inside the board, no feature
+    EXPECT_EQ(pixel(-1, 10), background);  // in the margin
+    const QImage image = map->grab().toImage();
+    bool edge = false;  // the left edge of the profile, within a pixel
+    for (int x = int(150 - 20 * s) - 1; x <= int(150 - 20 * s) + 1; ++x)
+        edge = edge || image.pixelColor(x, 150) == QColor(230, 230, 230);
+    EXPECT_TRUE(edge);
 }
 
 TEST_F(Overview, ADragMovesTheViewOnceWhereItEnds) {
@@ -227,6 +252,9 @@ TEST_F(Overview, MalformedReportsChangeNothing) {
     const QRectF before = visible();
     deliver(PluginNames::JobList, PluginNames::MiniMap, 10000601, {{"xmin", 1}, {"ymin", "low"}});
     deliver(PluginNames::GraphicView, PluginNames::MiniMap, 10000000, {{"x", 5}});
+    // Only the view's area report moves the frame, whoever else carries a box.
+    deliver(PluginNames::GraphicView, PluginNames::JobList, 10000602,
+            {{"xmin", 0}, {"ymin", 0}, {"xmax", 1}, {"ymax", 1}});
     EXPECT_EQ(visible(), before);
     deliver(PluginNames::JobList, PluginNames::MiniMap, 10000601,
             {{"xmin", 4 * kMm}, {"ymin", 3 * kMm}, {"xmax", 2 * kMm}, {"ymax", 1 * kMm}});

@@ -26,7 +26,7 @@ protected:
         loadView();
         editBar = load(PluginNames::ToolbarEdit);
         moveBar = load(PluginNames::ToolbarMove);
-        editBar->setGeometry(0, 0, 900, 40);
+        editBar->setGeometry(QRect(QPoint(0, 0), editBar->sizeHint()));
         moveBar->setGeometry(0, 50, 900, 40);
         showHost();
     }
@@ -122,16 +122,22 @@ TEST_F(Toolbars, ResettingTheViewReleasesEveryButton) {
 // The view switches the ruler off when asked twice, but only re-configures
 // the select tool: the buttons follow.
 TEST_F(Toolbars, ASecondClickReleasesOnlyWhereTheViewSwitchesOff) {
-    click(editBar, "measure");
-    click(editBar, "measure");
-    EXPECT_TRUE(pressedButtons().isEmpty());
-    EXPECT_EQ(toolType(), T::NORMAL_TOOL);
-
-    click(editBar, "selectArea");
-    click(editBar, "selectArea");
-    EXPECT_EQ(pressedButtons(), QStringList{"selectArea"});
-    EXPECT_EQ(toolType(), T::SELECT_TOOL);
-    EXPECT_EQ(selectMode(), 1);
+    for (const char* button : {"measure", "zoomArea"}) {
+        SCOPED_TRACE(button);
+        click(editBar, button);
+        click(editBar, button);
+        EXPECT_TRUE(pressedButtons().isEmpty());
+        EXPECT_EQ(toolType(), T::NORMAL_TOOL);
+    }
+    for (const ToolCase& c : kToolCases) {
+        if (c.toolType != T::SELECT_TOOL) continue;
+        SCOPED_TRACE(c.button);
+        click(editBar, c.button);
+        click(editBar, c.button);
+        EXPECT_EQ(pressedButtons(), QStringList{c.button});
+        EXPECT_EQ(toolType(), T::SELECT_TOOL);
+        EXPECT_EQ(selectMode(), c.selectMode);
+    }
 }
 
 TEST_F(Toolbars, SnapChoicesSetTheViewsSnapModeInOrder) {
@@ -146,6 +152,7 @@ TEST_F(Toolbars, SnapChoicesSetTheViewsSnapModeInOrder) {
                               {20001676, SNAP_PROFILE}};
     auto* snap = child<QComboBox>(editBar, "snapMode");
     ASSERT_TRUE(snap);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return snap->isVisible(); }, 1000));
     ASSERT_EQ(snap->currentIndex(), 0);
     for (const SnapCase& c : cases) {
         SCOPED_TRACE(c.code);
