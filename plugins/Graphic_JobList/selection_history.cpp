@@ -13,10 +13,6 @@ void SelectionHistory::record(const Where& w, const std::vector<std::string>& la
     if (m_steps.size() > kDepth) m_steps.pop_front();
 }
 
-void SelectionHistory::discardNewest() {
-    if (!m_steps.empty()) m_steps.pop_back();
-}
-
 // The record is dropped before it is applied: a record that cannot be
 // applied (the job changed under it) would otherwise fail on every withdraw.
 bool SelectionHistory::withdraw() {

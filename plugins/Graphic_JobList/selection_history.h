@@ -18,8 +18,6 @@ public:
 
     // Records the selection of `layers` (throws what the kernel throws).
     void record(const Where& w, const std::vector<std::string>& layers);
-    // Drops the newest record, when the request it was taken for failed.
-    void discardNewest();
     // Restores the newest record and drops it; false when there is none.
     bool withdraw();
     void clear() { m_steps.clear(); }
