@@ -339,6 +339,22 @@ TEST_F(EditBufferTest, OffsetBoxEdgesAreReadEachByItsKey) {
     }
 }
 
+// Without "dx" and "dy" the operator shows the offset with two boxes: the
+// same-layer tool opens, and a second request keeps it open.
+TEST_F(EditBufferTest, OffsetWithoutDisplacementOpensTheSameLayerTool) {
+    ScopedJob fresh{kJob, 1e7, 1e7, {"top"}};
+    fresh.addPad("top", 1e6, 1e6, "r100");
+    select("top", 0);
+    view->affected_layers = {};
+    view->changeTool(T::NORMAL_TOOL);
+    for (qint32 code : {20001402, 20001403}) {
+        send(code, {});
+        ASSERT_NE(view->currentTool(), nullptr);
+        EXPECT_EQ(view->currentTool()->getType(), T::MOVE_COPY_SAME_LAYER_TOOL) << code;
+    }
+    EXPECT_DOUBLE_EQ(featureAt("top", 0).xs, 1e6) << "nothing moves before the boxes are drawn";
+}
+
 TEST_F(EditBufferTest, DeleteLastEditAsksTheJobListByToolAndRotation) {
     struct Case {
         T::GRAPHIC_TOOL_TYPE tool;
