@@ -31,15 +31,26 @@ TOLVA_API_EXPORT int feature_count(const str& job, const str& step, const str& l
 TOLVA_API_EXPORT unsigned long long edit_serial(const str& job);
 
 // ---- generated jobs -----------------------------------------------------
+// The matrix of a generated job, all "board" rows, from the top of the stack:
+//   sst (silk_screen), smt (solder_mask),
+//   top, l2 ... l<n-1>, bottom (copper: signal_layers of them; "top" is the
+//     first row of type signal; inner planes are power_ground: l2 a GND
+//     plane, the last inner layer a power plane split into regions, further
+//     GND planes between pairs of inner signal layers),
+//   smb (solder_mask), ssb (silk_screen), drill (drill, the only one),
+//   rout (rout).
+// With one signal layer it is "top" alone, with two "top" and "bottom".
 struct generate_params {
-    int signal_layers = 6;         // each with traces, pads and copper pours with holes
-    long features = 100000;        // total over all layers
+    int signal_layers = 6;         // copper layers, 0 to 64
+    long features = 100000;        // total over all layers, met to within a few percent
     double width_nm = 300e6;       // profile size
     double height_nm = 200e6;
-    unsigned seed = 1;
+    unsigned seed = 1;             // the same seed gives the same board
 };
-// Builds a realistic board: signal layers, a drill layer, a rout layer along
-// the profile and a silk-screen layer with text; one step, with a profile.
+// Builds a realistic board: component footprints with their fan-out, buses
+// on the inner layers, planes and pours with clearances and thermal reliefs,
+// drills, masks, silk with reference designators, and a rout along the
+// profile, which has rounded corners; one step. Copper carries ".net".
 TOLVA_API_EXPORT void generate_job(const str& job, const str& step, const generate_params& params);
 
 // ---- persistence --------------------------------------------------------
