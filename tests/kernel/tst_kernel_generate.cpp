@@ -1,63 +1,331 @@
-// Generated boards.
+// Generated boards: the matrix an operator expects, a count near the one
+// asked for, the same board for the same seed, and copper that hangs
+// together (drills on pads, octilinear traces ending on vias of their net,
+// clearances and reliefs in the planes, nets on every copper feature).
 #include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <tuple>
 
 #include "kernel_test_util.h"
 
 using namespace TOLVA;
+namespace fs = std::filesystem;
 
 namespace {
 
-TEST(Generate, ExactFeatureCountsSpreadOverTheLayers) {
-    struct Case {
-        long features;
-        int signal;
-        long perSignal;  // features of each signal layer
-    };
-    const Case cases[] = {{100000, 6, 10000}, {12345, 6, 1234}, {7, 2, 1}, {0, 6, 0}};
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.features);
-        if (JOB::job_exists("g")) JOB::delete_job("g");
+using Features = std::vector<API::featureInfo>;
+using Key = std::pair<long long, long long>;
+
+Key at(double x, double y) { return {std::llround(x), std::llround(y)}; }
+
+Features layerFeatures(const std::string& job, const std::string& layer) {
+    Features out;
+    API::featureInfo f;
+    for (int i = 0; API::get_featureinfo_by_index(job, "pcb", layer, i, f); ++i) out.push_back(f);
+    return out;
+}
+
+std::string netOf(const API::featureInfo& f) {
+    auto it = f.attributes.find(".net");
+    return it == f.attributes.end() ? std::string() : it->second;
+}
+
+bool isCopper(const API::matrix_info& row) { return row.type == "signal" || row.type == "power_ground"; }
+
+// One generated job per parameter set, made once for all the tests that read it.
+const std::string& board(long features, int signalLayers = 6, unsigned seed = 1) {
+    static std::map<std::tuple<long, int, unsigned>, std::string> made;
+    std::string& name = made[{features, signalLayers, seed}];
+    if (name.empty()) {
+        name = "gen_" + std::to_string(features) + "_" + std::to_string(signalLayers) + "_" + std::to_string(seed);
+        if (JOB::job_exists(name)) JOB::delete_job(name);
         JOB::generate_params p;
-        p.features = c.features;
-        p.signal_layers = c.signal;
-        JOB::generate_job("g", "pcb", p);
-        auto m = API::get_matrix("g");
-        ASSERT_EQ(m.size(), size_t(c.signal + 4));
-        long total = 0;
-        for (const auto& row : m) {
-            int n = JOB::feature_count("g", "pcb", row.name);
-            total += n;
-            if (row.type == "signal") {
-                EXPECT_EQ(n, c.perSignal) << row.name;
-            }
+        p.features = features;
+        p.signal_layers = signalLayers;
+        p.seed = seed;
+        JOB::generate_job(name, "pcb", p);
+    }
+    return name;
+}
+
+long totalFeatures(const std::string& job) {
+    long total = 0;
+    for (const auto& row : API::get_matrix(job)) total += JOB::feature_count(job, "pcb", row.name);
+    return total;
+}
+
+TEST(Generate, MatrixRowsForEachStack) {
+    struct Case {
+        int signal;
+        std::vector<std::string> rows;  // name:type
+    };
+    const Case cases[] = {
+        {6, {"sst:silk_screen", "smt:solder_mask", "top:signal", "l2:power_ground", "l3:signal", "l4:signal",
+             "l5:power_ground", "bottom:signal", "smb:solder_mask", "ssb:silk_screen", "drill:drill", "rout:rout"}},
+        {4, {"sst:silk_screen", "smt:solder_mask", "top:signal", "l2:power_ground", "l3:power_ground",
+             "bottom:signal", "smb:solder_mask", "ssb:silk_screen", "drill:drill", "rout:rout"}},
+        {8, {"sst:silk_screen", "smt:solder_mask", "top:signal", "l2:power_ground", "l3:signal", "l4:signal",
+             "l5:power_ground", "l6:signal", "l7:power_ground", "bottom:signal", "smb:solder_mask",
+             "ssb:silk_screen", "drill:drill", "rout:rout"}},
+        {2, {"sst:silk_screen", "smt:solder_mask", "top:signal", "bottom:signal", "smb:solder_mask",
+             "ssb:silk_screen", "drill:drill", "rout:rout"}},
+        {1, {"sst:silk_screen", "smt:solder_mask", "top:signal", "smb:solder_mask", "ssb:silk_screen", "drill:drill",
+             "rout:rout"}},
+        {0, {"sst:silk_screen", "smt:solder_mask", "smb:solder_mask", "ssb:silk_screen", "drill:drill", "rout:rout"}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.signal);
+        const std::string& job = board(20000, c.signal);
+        std::vector<std::string> rows;
+        for (const auto& row : API::get_matrix(job)) {
+            EXPECT_EQ(row.context, "board") << row.name;
+            rows.push_back(row.name + ":" + row.type);
         }
-        EXPECT_EQ(total, c.features);
-        EXPECT_TRUE(API::has_profile("g", "pcb"));
-        EXPECT_EQ(API::profile_box("g", "pcb"), (API::reply_box{0, 0, 300000000, 200000000}));
+        EXPECT_EQ(rows, c.rows);
+        EXPECT_NEAR(double(totalFeatures(job)), 20000.0, 2000.0);
     }
 }
 
-TEST(Generate, TheBoardHoldsEveryKindAndStaysInsideTheProfile) {
-    if (JOB::job_exists("g2")) JOB::delete_job("g2");
+TEST(Generate, CountLandsNearTheTarget) {
+    struct Case {
+        long features;
+        int signal;
+        unsigned seed;
+    };
+    const Case cases[] = {{20000, 6, 1}, {20000, 6, 9}, {200000, 6, 1}, {200000, 2, 3}, {1000000, 6, 1}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::to_string(c.features) + " features, seed " + std::to_string(c.seed));
+        const std::string& job = board(c.features, c.signal, c.seed);
+        EXPECT_NEAR(double(totalFeatures(job)), double(c.features), 0.1 * c.features);
+        EXPECT_EQ(API::profile_box(job, "pcb"), (API::reply_box{0, 0, 300000000, 200000000}));
+    }
+    if (JOB::job_exists(board(1000000))) JOB::delete_job(board(1000000));
+}
+
+TEST(Generate, TheSameSeedGivesTheSameBoard) {
+    if (JOB::job_exists("again")) JOB::delete_job("again");
     JOB::generate_params p;
     p.features = 20000;
-    JOB::generate_job("g2", "pcb", p);
-    std::map<int, int> kinds;
-    int negative = 0;
-    for (const auto& f : kt::snapshot("g2")) {
-        ++kinds[f.type];
-        negative += f.polarity == API::POL_NEGATIVE;
-        EXPECT_GE(f.xs, 0);
-        EXPECT_LE(f.xs, p.width_nm);
+    JOB::generate_job("again", "pcb", p);
+    EXPECT_EQ(kt::snapshot("again"), kt::snapshot(board(20000)));
+    EXPECT_NE(kt::snapshot(board(20000, 6, 9)), kt::snapshot(board(20000)));
+}
+
+// Plated and via drills sit on a top pad wider than the hole; the tooling
+// holes have no copper but a clearance in the top pour.
+TEST(Generate, DrillsSitOnTopPads) {
+    const std::string& job = board(20000);
+    std::map<Key, double> pads, clearances;  // widest positive pad and negative pad at each centre
+    for (const auto& f : layerFeatures(job, "top")) {
+        if (f.type != API::FT_PAD) continue;
+        double& widest = (f.polarity == API::POL_POSITIVE ? pads : clearances)[at(f.xs, f.ys)];
+        widest = std::max(widest, f.xmax - f.xmin);
     }
-    for (int t : {API::FT_LINE, API::FT_PAD, API::FT_ARC, API::FT_SURFACE, API::FT_TEXT}) EXPECT_GT(kinds[t], 0) << t;
-    EXPECT_GT(negative, 0);
-    auto g = API::get_graphics("g2");
-    EXPECT_TRUE(std::any_of(g.begin(), g.end(), [](const API::graphic_info& i) { return i.kind == "rout"; }));
-    // Rout features carry the chain attributes.
-    API::featureInfo f;
-    ASSERT_TRUE(API::get_featureinfo_by_index("g2", "pcb", "rout", 0, f));
-    EXPECT_EQ(f.attributes.count(".rout_chain"), 1u);
+    std::map<std::string, int> kinds;
+    for (const auto& d : layerFeatures(job, "drill")) {
+        ASSERT_EQ(d.type, API::FT_PAD);
+        const std::string kind = d.attributes.count(".drill") ? d.attributes.at(".drill") : "";
+        ++kinds[kind];
+        const double hole = d.xmax - d.xmin;
+        const Key k = at(d.xs, d.ys);
+        if (kind == "non_plated") {
+            EXPECT_EQ(pads.count(k), 0u) << "copper in a tooling hole at " << d.xs << ", " << d.ys;
+            EXPECT_GT(clearances[k], hole) << "no clearance round the tooling hole at " << d.xs << ", " << d.ys;
+            continue;
+        }
+        ASSERT_TRUE(kind == "via" || kind == "plated") << "drill kind '" << kind << "'";
+        ASSERT_EQ(pads.count(k), 1u) << kind << " drill without a top pad at " << d.xs << ", " << d.ys;
+        EXPECT_GT(pads[k], hole) << kind << " drill wider than its pad at " << d.xs << ", " << d.ys;
+    }
+    EXPECT_GT(kinds["via"], 100);
+    EXPECT_GT(kinds["plated"], 4);
+    EXPECT_GE(kinds["non_plated"], 3);
+}
+
+// Every line of every copper layer runs at 0, 45, 90 or 135 degrees, and on
+// the inner routing layers each end meets a via of its own net or another
+// trace of it: a bus that joined the wrong pins, or missed a via by a
+// nanometre, shows here.
+TEST(Generate, TracesAreOctilinearAndEndOnTheirNet) {
+    const std::string& job = board(20000);
+    int lines = 0, diagonal = 0, innerEnds = 0;
+    for (const auto& row : API::get_matrix(job)) {
+        if (!isCopper(row)) continue;
+        const Features fs = layerFeatures(job, row.name);
+        // Via centres and line ends: how many of each net meet at each point.
+        std::map<Key, std::map<std::string, int>> ends;
+        for (const auto& f : fs)
+            if (f.polarity == API::POL_POSITIVE && (f.type == API::FT_PAD || f.type == API::FT_LINE)) {
+                ++ends[at(f.xs, f.ys)][netOf(f)];
+                if (f.type == API::FT_LINE) ++ends[at(f.xe, f.ye)][netOf(f)];
+            }
+        for (const auto& f : fs) {
+            if (f.type != API::FT_LINE) continue;
+            ++lines;
+            const long long dx = std::llround(f.xe - f.xs), dy = std::llround(f.ye - f.ys);
+            ASSERT_TRUE(dx == 0 || dy == 0 || std::llabs(dx) == std::llabs(dy))
+                << row.name << ": " << f.record;
+            diagonal += dx != 0 && dy != 0;
+            if (row.name == "top" || row.name == "bottom" || f.polarity != API::POL_POSITIVE) continue;
+            for (Key end : {at(f.xs, f.ys), at(f.xe, f.ye)}) {
+                ++innerEnds;
+                const auto& nets = ends[end];
+                EXPECT_TRUE(nets.size() == 1 && nets.begin()->second >= 2)
+                    << row.name << ": " << f.record << " ends alone or where " << nets.size() << " nets meet";
+            }
+        }
+    }
+    EXPECT_GT(lines, 1000);
+    EXPECT_GT(diagonal, 100);
+    EXPECT_GT(innerEnds, 200);
+}
+
+// Positive copper carries its net (fiducials excepted); what cuts the pours
+// carries none. GND, supplies and signals all appear.
+TEST(Generate, CopperCarriesNets) {
+    const std::string& job = board(20000);
+    std::set<std::string> names;
+    int fiducials = 0;
+    for (const auto& row : API::get_matrix(job)) {
+        if (!isCopper(row)) continue;
+        for (const auto& f : layerFeatures(job, row.name)) {
+            if (f.type == API::FT_TEXT) continue;
+            if (f.polarity == API::POL_NEGATIVE) {
+                EXPECT_EQ(netOf(f), "") << row.name << ": " << f.record;
+                continue;
+            }
+            if (f.attributes.count(".fiducial")) {
+                ++fiducials;
+                continue;
+            }
+            const std::string net = netOf(f);
+            ASSERT_FALSE(net.empty()) << row.name << ": " << f.record;
+            names.insert(net);
+            if (f.type == API::FT_SURFACE) {
+                EXPECT_TRUE(net == "GND" || net[0] == '+') << row.name << ": " << net;
+            }
+        }
+    }
+    EXPECT_GT(fiducials, 0);
+    EXPECT_TRUE(names.count("GND"));
+    EXPECT_TRUE(names.count("+3V3"));
+    EXPECT_TRUE(std::any_of(names.begin(), names.end(), [](const std::string& n) { return n.rfind("N$", 0) == 0; }));
+    EXPECT_GT(names.size(), 200u);
+}
+
+// In the GND plane every hole of another net has an antipad, every plated
+// GND hole a thermal relief of four negative arcs round it, and GND vias
+// join the plane solidly (nothing round them).
+TEST(Generate, PlanesClearForeignHolesAndRelieveGround) {
+    const std::string& job = board(20000);
+    std::map<Key, std::string> netAt;  // the top pad's net at each hole
+    for (const auto& f : layerFeatures(job, "top"))
+        if (f.type == API::FT_PAD && f.polarity == API::POL_POSITIVE) netAt[at(f.xs, f.ys)] = netOf(f);
+    std::map<Key, int> antipads, arcs;
+    bool plane = false;
+    for (const auto& f : layerFeatures(job, "l2")) {
+        if (f.type == API::FT_SURFACE) plane = plane || netOf(f) == "GND";
+        if (f.polarity != API::POL_NEGATIVE) continue;
+        if (f.type == API::FT_PAD) ++antipads[at(f.xs, f.ys)];
+        if (f.type == API::FT_ARC) ++arcs[at(f.xc, f.yc)];
+    }
+    EXPECT_TRUE(plane);
+    int reliefs = 0;
+    for (const auto& d : layerFeatures(job, "drill")) {
+        const std::string kind = d.attributes.at(".drill");
+        if (kind == "non_plated") continue;
+        const Key k = at(d.xs, d.ys);
+        const bool ground = netAt[k] == "GND";
+        EXPECT_EQ(antipads[k], ground ? 0 : 1) << kind << " of " << netAt[k] << " at " << d.xs << ", " << d.ys;
+        EXPECT_EQ(arcs[k], ground && kind == "plated" ? 4 : 0) << kind << " of " << netAt[k];
+        reliefs += arcs[k] == 4;
+    }
+    EXPECT_GT(reliefs, 4);
+}
+
+// Surface-mount pads have a slightly larger opening in the mask, vias are
+// tented; the silk names every component once.
+TEST(Generate, MaskOpeningsAndReferenceDesignators) {
+    const std::string& job = board(20000);
+    std::map<Key, double> openings;
+    for (const auto& f : layerFeatures(job, "smt")) openings[at(f.xs, f.ys)] = f.xmax - f.xmin;
+    int smd = 0;
+    for (const auto& f : layerFeatures(job, "top")) {
+        if (f.type != API::FT_PAD || !f.attributes.count(".smd")) continue;
+        ++smd;
+        const Key k = at(f.xs, f.ys);
+        ASSERT_EQ(openings.count(k), 1u) << f.record;
+        EXPECT_GT(openings[k], f.xmax - f.xmin) << f.record;
+        EXPECT_LT(openings[k], f.xmax - f.xmin + 200000) << f.record;
+    }
+    EXPECT_GT(smd, 500);
+    std::map<char, int> prefixes;
+    std::set<std::string> names;
+    const std::regex designator("([URCJ])[1-9][0-9]*");
+    for (const auto& f : layerFeatures(job, "sst")) {
+        std::smatch m;
+        if (f.type != API::FT_TEXT || !std::regex_match(f.text, m, designator)) continue;
+        ++prefixes[m[1].str()[0]];
+        EXPECT_TRUE(names.insert(f.text).second) << f.text << " twice";
+    }
+    for (char p : {'U', 'R', 'C', 'J'}) EXPECT_GT(prefixes[p], 0) << p;
+}
+
+// The rout is one closed chain of lines and arcs round the board, and the
+// profile (read back from the saved job) follows the same rounded corners.
+TEST(Generate, ProfileAndRoutShareTheRoundedOutline) {
+    const std::string& job = board(20000);
+    const Features rout = layerFeatures(job, "rout");
+    ASSERT_FALSE(rout.empty());
+    struct Circle {
+        double x, y, r;
+    };
+    std::vector<Circle> corners;
+    for (size_t i = 0; i < rout.size(); ++i) {
+        const auto& f = rout[i];
+        const auto& next = rout[(i + 1) % rout.size()];
+        EXPECT_EQ(at(f.xe, f.ye), at(next.xs, next.ys)) << "the chain breaks after " << f.record;
+        EXPECT_EQ(f.attributes.count(".rout_chain"), 1u);
+        if (f.type == API::FT_ARC) corners.push_back({f.xc, f.yc, std::hypot(f.xs - f.xc, f.ys - f.yc)});
+    }
+    ASSERT_EQ(corners.size(), 4u);
+
+    const fs::path dir = fs::temp_directory_path() / ("tolva_generate_" + std::to_string(::getpid()));
+    fs::remove_all(dir);
+    JOB::save_job(job, dir.string());
+    std::ifstream in(dir / "job.tolva");
+    std::string line;
+    std::vector<std::pair<double, double>> profile;
+    while (std::getline(in, line)) {
+        if (line.rfind("profile ", 0) != 0) continue;
+        std::istringstream words(line.substr(8));
+        size_t n = 0;
+        words >> n;
+        profile.resize(n);
+        for (auto& p : profile) words >> p.first >> p.second;
+    }
+    fs::remove_all(dir);
+    ASSERT_GT(profile.size(), 8u);
+    int rounded = 0;
+    for (const auto& p : profile) {
+        const bool edge = p.first == 0 || p.second == 0 || p.first == 300000000 || p.second == 200000000;
+        const bool onCorner = std::any_of(corners.begin(), corners.end(), [&](const Circle& c) {
+            return std::abs(std::hypot(p.first - c.x, p.second - c.y) - c.r) < 2;
+        });
+        EXPECT_TRUE(edge || onCorner) << p.first << ", " << p.second;
+        rounded += onCorner && !edge;
+    }
+    EXPECT_GE(rounded, 4);
 }
 
 TEST(Generate, BadParametersThrowAndLeaveNoJob) {
@@ -66,6 +334,9 @@ TEST(Generate, BadParametersThrowAndLeaveNoJob) {
     EXPECT_THROW(JOB::generate_job("bad", "pcb", p), API::KernelText);
     p.features = 10;
     p.width_nm = -5;
+    EXPECT_THROW(JOB::generate_job("bad", "pcb", p), API::KernelText);
+    p.width_nm = 300e6;
+    p.signal_layers = 65;
     EXPECT_THROW(JOB::generate_job("bad", "pcb", p), API::KernelText);
     EXPECT_FALSE(JOB::job_exists("bad"));
 }
