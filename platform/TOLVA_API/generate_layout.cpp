@@ -29,6 +29,7 @@ constexpr double kNominalCellUm = 34000;  // a cell that holds the larger packag
 constexpr double kCornerUm = 4000;        // least room between a package and its cell's edge
 constexpr double kGapUm = 500;            // between a package's keep-out and its corners
 constexpr double kStripUm = 9000;         // the connector strips along the long edges
+constexpr double kFanStepUm = 1500;       // between the pull-up resistors in a corner
 // Board-level sizes are micrometres on a board of 100 mm and more (Layout::B).
 constexpr double kMarginUm = 9500;        // board edge to the component grid
 constexpr double kCornerZoneUm = 22000;   // the corners with mounting holes, kept free of the fence
@@ -112,6 +113,7 @@ private:
     long pinRoom() const;
     void packageCorners(Module& m, const Box& cell, uint32_t power);
     void silkBox(Pt a, Pt b, bool bottom = false);
+    void label(bool bottom, const std::string& text, Pt centre, Coord height, bool vertical);
 
     // Routing between cells.
     void routeBuses();
@@ -314,13 +316,13 @@ Corner Layout::cornerOf(const Box& k, const Box& cell, int side) const {
 
 // The most pins (up to `most`) whose pull-ups fit in the corner. Pin j from
 // the corner end sits at vTop - j * pitch; its trace runs out to ua, climbs
-// diagonally to the resistor column u0 + j * 1.2 mm and up into the
+// diagonally to the resistor column u0 + j * kFanStepUm and up into the
 // resistor at y0. The columns step wider than the pins, so every trace
 // turns up beyond the one before it and none crosses another.
 Fan Layout::planFan(Coord pc, Coord halfPad, Coord vTop, Coord pitch, const Corner& c, int most) const {
     Fan fan;
     fan.ua = pc + halfPad + S(300);
-    const Coord step = S(1200);
+    const Coord step = S(kFanStepUm);
     fan.u0 = std::max(c.u0 + S(575), fan.ua + S(600));
     for (int k = most; k >= 2; --k) {
         if (fan.u0 + (k - 1) * step + S(775) > c.u1) continue;
@@ -335,17 +337,15 @@ Fan Layout::planFan(Coord pc, Coord halfPad, Coord vTop, Coord pitch, const Corn
 
 void Layout::drawFan(const Frame& f, const Fan& fan, Coord pc, Coord vTop, Coord pitch,
                      const std::vector<uint32_t>& nets, uint32_t power) {
-    const Board::Layers& l = m_b.layers();
     const PadGeom pad = rect(S(950), S(800)).in(f);
     for (int j = 0; j < fan.count; ++j) {
-        const Coord v = vTop - j * pitch, u = fan.u0 + j * S(1200);
+        const Coord v = vTop - j * pitch, u = fan.u0 + j * S(kFanStepUm);
         m_b.path(m_top, {f.at(pc, v), f.at(fan.ua, v), f.at(u, v + u - fan.ua), f.at(u, fan.y0)}, S(100), nets[j]);
         m_b.smdPad(false, f.at(u, fan.y0), pad, nets[j]);
         m_b.smdPad(false, f.at(u, fan.y0 + S(1600)), pad, power);
         m_b.trace(m_top, f.at(u, fan.y0 + S(1600)), f.at(u, fan.y0 + S(2750)), S(250), power);
         m_b.via(f.at(u, fan.y0 + S(2750)), ViaKind::Signal, power);
-        const Coord h = S(500);
-        m_b.text(l.silkTop, f.at(u + h / 2, fan.y0 + S(3200)), next("R", m_refR), h, f.side * 90 + 90, false);
+        label(false, next("R", m_refR), f.at(u, fan.y0 + S(4100)), S(500), !f.turned());
     }
 }
 
@@ -371,8 +371,7 @@ void Layout::capacitors(const Corner& c, Coord vFrom, uint32_t power, int corner
             m_b.trace(m_top, p2, gv, S(200), kGnd);
             m_b.via(pv, ViaKind::Signal, power);
             m_b.via(gv, ViaKind::Signal, kGnd);
-            m_b.text(m_b.layers().silkTop, f.at(u + S(900), v + S(1000)), next("C", m_refC), S(400), f.side * 90,
-                     false);
+            label(false, next("C", m_refC), f.at(u + S(1650), v + S(1200)), S(400), f.turned());
         }
 }
 
@@ -386,6 +385,16 @@ void Layout::packageCorners(Module& m, const Box& cell, uint32_t power) {
 
 // How many pins a package may have within the cell's share of the features.
 long Layout::pinRoom() const { return std::max(16L, m_cellBudget / (m_b.copperCount() + 7)); }
+
+// A name centred on a point, reading from the bottom or from the right (and
+// mirrored on the bottom side, so it reads from there).
+void Layout::label(bool bottom, const std::string& text, Pt centre, Coord h, bool vertical) {
+    const Coord length = Coord(text.size()) * h * 8 / 10;
+    const int layer = bottom ? m_b.layers().silkBottom : m_b.layers().silkTop;
+    Pt anchor = vertical ? Pt{centre.x + h / 2, centre.y + (bottom ? length : -length) / 2}
+                         : Pt{centre.x + (bottom ? length : -length) / 2, centre.y - h / 2};
+    m_b.text(layer, anchor, text, h, vertical ? 90 : 0, bottom);
+}
 
 void Layout::silkBox(Pt a, Pt b, bool bottom) {
     const int layer = bottom ? m_b.layers().silkBottom : m_b.layers().silkTop;
@@ -462,8 +471,7 @@ bool Layout::qfp(Module& m, const Box& cell) {
                 m_b.trace(m_bottom, p2, gv, S(200), kGnd);
                 m_b.via(pv, ViaKind::Signal, power);
                 m_b.via(gv, ViaKind::Signal, kGnd);
-                m_b.text(m_b.layers().silkBottom, f.at(uc + S(400), v - S(300)), next("C", m_refC), S(400),
-                         f.side * 90 + 90, true);
+                label(true, next("C", m_refC), f.at(uc + S(700), v), S(400), !f.turned());
             }
         }
     }
