@@ -112,7 +112,7 @@ private:
     void capacitors(const Corner& c, Coord vFrom, uint32_t power, int cornersLeft);
     long pinRoom() const;
     void packageCorners(Module& m, const Box& cell, uint32_t power);
-    void silkBox(Pt a, Pt b, bool bottom = false);
+    void silkBox(Pt a, Pt b);
     void label(bool bottom, const std::string& text, Pt centre, Coord height, bool vertical);
 
     // Routing between cells.
@@ -125,7 +125,6 @@ private:
     Board& m_b;
     const BoardSpec& m_spec;
     Rng m_rng;
-    long m_wanted;
     Coord m_w, m_h;
     double m_bs, m_s;  // nanometres per micrometre: board-level and footprint sizes
     Box m_grid;
@@ -140,7 +139,7 @@ private:
 };
 
 Layout::Layout(Board& board, const BoardSpec& spec, long cells, double share)
-    : m_b(board), m_spec(spec), m_rng(spec.seed), m_wanted(cells), m_w(spec.width), m_h(spec.height),
+    : m_b(board), m_spec(spec), m_rng(spec.seed), m_w(spec.width), m_h(spec.height),
       m_bs(boardScale(spec.width, spec.height)), m_s(m_bs) {
     const Coord margin = B(kMarginUm);
     m_grid = {margin, margin, m_w - margin, m_h - margin};
@@ -396,8 +395,8 @@ void Layout::label(bool bottom, const std::string& text, Pt centre, Coord h, boo
     m_b.text(layer, anchor, text, h, vertical ? 90 : 0, bottom);
 }
 
-void Layout::silkBox(Pt a, Pt b, bool bottom) {
-    const int layer = bottom ? m_b.layers().silkBottom : m_b.layers().silkTop;
+void Layout::silkBox(Pt a, Pt b) {
+    const int layer = m_b.layers().silkTop;
     const PadGeom pen = round(m_b.rules().silkPen);
     const Pt c{b.x, a.y}, d{a.x, b.y};
     m_b.line(layer, Board::kRunPositive, a, c, pen);
@@ -810,7 +809,6 @@ void Layout::connector(int column, bool south) {
 
 Drawn Layout::draw() {
     Drawn d;
-    d.cells = m_cols * m_rows;
     rout();
     if (m_spec.target < kFullBoard) {
         d.fixed = m_b.count();

@@ -29,7 +29,6 @@ struct Drawn {
     long modules = 0;     // the component cells, their buses and connectors
     long fixed = 0;       // outline, holes, marks, pours
     long fence = 0;       // the via fence, which takes what the target leaves
-    int cells = 0;        // cells of the component grid
 };
 
 // Draws a board with `cells` component cells on a fresh board, each cell

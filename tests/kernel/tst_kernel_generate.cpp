@@ -253,6 +253,101 @@ TEST(Generate, PlanesClearForeignHolesAndRelieveGround) {
     EXPECT_GT(reliefs, 4);
 }
 
+// Four GND lines of one width from a point, pointing four ways that cancel
+// out: a thermal relief's spokes (a trace from the pad is another width).
+bool hasSpokes(const std::map<std::string, std::vector<Key>>& lines) {
+    for (const auto& group : lines) {
+        long long sx = 0, sy = 0;
+        for (const Key& d : group.second) {
+            sx += d.first;
+            sy += d.second;
+        }
+        if (group.second.size() == 4 && sx == 0 && sy == 0) return true;
+    }
+    return false;
+}
+
+// In the top pour, a GND pad is cleared and bridged back by four GND spokes
+// from its centre; a pad of any other net is cleared and left alone.
+TEST(Generate, TopPourRelievesGroundPadsAndClearsTheRest) {
+    const std::string& job = board(20000);
+    std::map<Key, std::map<std::string, std::vector<Key>>> spokes;  // GND lines from each point, by symbol
+    std::map<Key, int> cleared;
+    std::vector<API::featureInfo> pads;
+    for (const auto& f : layerFeatures(job, "top")) {
+        if (f.type == API::FT_LINE && f.polarity == API::POL_POSITIVE && netOf(f) == "GND")
+            spokes[at(f.xs, f.ys)][f.symbol].push_back(at(f.xe - f.xs, f.ye - f.ys));
+        if (f.type == API::FT_PAD && f.polarity == API::POL_NEGATIVE) ++cleared[at(f.xs, f.ys)];
+        if (f.type == API::FT_PAD && f.attributes.count(".smd")) pads.push_back(f);
+    }
+    int relieved = 0, isolated = 0;
+    for (const auto& p : pads) {
+        const Key k = at(p.xs, p.ys);
+        if (!cleared[k]) continue;  // inside a package's cut-out: no pour round it
+        if (netOf(p) == "GND") {
+            EXPECT_TRUE(hasSpokes(spokes[k])) << p.record;
+            ++relieved;
+        } else {
+            EXPECT_TRUE(spokes[k].empty()) << netOf(p) << ": " << p.record;
+            ++isolated;
+        }
+    }
+    EXPECT_GT(relieved, 50);
+    EXPECT_GT(isolated, 50);
+}
+
+// A bus joins one component pin to one pin of the neighbouring component
+// or connector: each net routed on an inner layer has exactly two component
+// pads (those with a mask opening) on the top.
+TEST(Generate, BusNetsJoinTwoPins) {
+    const std::string& job = board(20000);
+    std::set<std::string> bused;
+    for (const char* layer : {"l3", "l4"})
+        for (const auto& f : layerFeatures(job, layer))
+            if (f.type == API::FT_LINE) bused.insert(netOf(f));
+    std::set<Key> openings;
+    for (const auto& f : layerFeatures(job, "smt")) openings.insert(at(f.xs, f.ys));
+    std::map<std::string, int> pins;
+    for (const auto& f : layerFeatures(job, "top"))
+        if (f.type == API::FT_PAD && openings.count(at(f.xs, f.ys)) && bused.count(netOf(f))) ++pins[netOf(f)];
+    ASSERT_GT(bused.size(), 20u);
+    for (const std::string& net : bused) EXPECT_EQ(pins[net], 2) << net;
+}
+
+// Small counts and small boards still give a job: nothing for no features,
+// the outline at least for a few, and everything inside the profile.
+TEST(Generate, SmallCountsAndSmallBoards) {
+    struct Case {
+        long features;
+        double width, height;
+        int signal;
+        long atMost;  // features
+    };
+    const Case cases[] = {{0, 300e6, 200e6, 6, 0}, {7, 300e6, 200e6, 2, 8}, {1999, 300e6, 200e6, 6, 2200},
+                          {5000, 1e6, 1e6, 4, 5500}, {20000, 20e6, 15e6, 8, 22000}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::to_string(c.features) + " features on " + std::to_string(c.width));
+        if (JOB::job_exists("small")) JOB::delete_job("small");
+        JOB::generate_params p;
+        p.features = c.features;
+        p.width_nm = c.width;
+        p.height_nm = c.height;
+        p.signal_layers = c.signal;
+        JOB::generate_job("small", "pcb", p);
+        EXPECT_TRUE(API::has_profile("small", "pcb"));
+        EXPECT_LE(totalFeatures("small"), c.atMost);
+        if (c.features > 0) {
+            EXPECT_GT(totalFeatures("small"), 0);
+        }
+        for (const auto& f : kt::snapshot("small")) {
+            ASSERT_GE(f.xmin, -1000000) << f.layer << ": " << f.record;  // the rout bit's half width at most
+            ASSERT_LE(f.xmax, c.width + 1000000) << f.layer << ": " << f.record;
+            ASSERT_GE(f.xs, 0) << f.layer << ": " << f.record;
+            ASSERT_LE(f.ys, c.height) << f.layer << ": " << f.record;
+        }
+    }
+}
+
 // Surface-mount pads have a slightly larger opening in the mask, vias are
 // tented; the silk names every component once.
 TEST(Generate, MaskOpeningsAndReferenceDesignators) {
