@@ -25,7 +25,7 @@ namespace KERNEL {
 namespace {
 
 constexpr int kMaxSignalLayers = 64;
-constexpr int kMaxPasses = 5;
+constexpr int kMaxPasses = 6;
 // Within this share of the target a drawn board is taken as it is.
 constexpr double kTolerance = 0.03;
 // The share the component cells aim at: the fence fills up the rest.
@@ -33,6 +33,8 @@ constexpr double kCellShare = 0.985;
 // At first a cell may bring three times its part of the target: only a
 // board of one cell needs the packages smaller than the cell allows.
 constexpr double kFirstShare = 3;
+// Up to this many cells the count is tuned by the cells' share too.
+constexpr long kFewCells = 16;
 
 struct Row {
     std::string name, type;
@@ -86,35 +88,35 @@ std::unique_ptr<gen::Board> drawToTarget(const gen::Board::Layers& layers, const
                                          int signalLayers) {
     double cells = static_cast<double>(cellsFor(spec.target, signalLayers));
     double share = kFirstShare;
-    long lastCells = 0, lastModules = 0;
+    long below = 0, above = 0;  // cell counts that gave too few and too many features
     std::unique_ptr<gen::Board> best;
     double bestMiss = 0;
     for (int pass = 0; pass < kMaxPasses; ++pass) {
         const long n = std::max(1L, std::lround(cells));
         auto board = std::make_unique<gen::Board>(layers);
         const gen::Drawn drawn = gen::drawBoard(*board, spec, n, share);
-        const double miss = std::abs(double(board->count()) / double(spec.target) - 1);
+        const long total = board->count();
+        const double miss = std::abs(double(total) / double(spec.target) - 1);
         if (!best || miss < bestMiss) {
             best = std::move(board);
             bestMiss = miss;
         }
         if (bestMiss <= kTolerance || drawn.modules == 0) break;
-        // The next cell count: along the line through the last two passes
-        // when there are two, else in proportion; below one cell the cell's
-        // share shrinks instead.
+        (total < spec.target ? below : above) = n;
+        // In proportion until the target is bracketed, then half way: the
+        // count does not always grow with the cells (fewer cells get larger
+        // footprints), so a straight line through two passes can run off.
         const double wanted = kCellShare * double(spec.target) - double(drawn.fixed);
-        double next = n * wanted / double(drawn.modules);
-        if (lastCells > 0 && lastCells != n && lastModules != drawn.modules)
-            next = n + (wanted - double(drawn.modules)) * double(n - lastCells) / double(drawn.modules - lastModules);
+        double next = below && above ? 0.5 * double(below + above) : n * wanted / double(drawn.modules);
         next = std::max(0.5 * n, std::min(2.0 * n, next));
-        lastCells = n;
-        lastModules = drawn.modules;
-        if (next < 1) {
-            share *= next;
-            next = 1;
-            lastCells = 0;
-        } else if (std::lround(next) == n) {
-            break;
+        if (std::lround(next) == n || next < 1) {
+            // A cell more or less is too coarse (or there is just one): the
+            // cells' share of the features moves instead, which on a board
+            // of few cells decides the package sizes.
+            if (n > kFewCells) break;
+            share *= std::max(0.25, std::min(4.0, wanted / double(drawn.modules)));
+            next = std::max(1.0, next);
+            below = above = 0;
         }
         cells = next;
     }

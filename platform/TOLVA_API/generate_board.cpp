@@ -414,8 +414,8 @@ void Board::pourSurfaces(const std::vector<Pt>& outline) {
         case Role::GroundPlane: surface(layer, {outline}, netCode(kGnd)); break;
         case Role::Outer: {
             std::vector<std::vector<Pt>> contours{outline};
-            for (const Box& hole : m_pours.holes)
-                if (i == 0 && !hole.empty()) contours.push_back(octagon(hole));
+            for (const Box& hole : m_pours.cutouts)
+                if (i == 0) contours.push_back(octagon(hole));
             surface(layer, contours, netCode(kGnd));
             break;
         }

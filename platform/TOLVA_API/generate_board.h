@@ -145,7 +145,8 @@ public:
         Box area;
         Coord gridX = 0, gridY = 0, cellW = 1, cellH = 1;
         int cols = 0, rows = 0;
-        std::vector<Box> holes;  // per cell, row-major; empty: no cut-out
+        std::vector<Box> holes;    // per cell, row-major; empty: no cut-out
+        std::vector<Box> cutouts;  // each cut-out once (a package may hold several cells)
         std::vector<Coord> splits;       // region boundaries, ascending
         std::vector<uint32_t> regionNet; // splits.size() + 1 nets
         Coord splitGap = 0;

@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <set>
 #include <string>
 
 #include "geometry.h"
@@ -30,6 +31,8 @@ constexpr double kCornerUm = 4000;        // least room between a package and it
 constexpr double kGapUm = 500;            // between a package's keep-out and its corners
 constexpr double kStripUm = 9000;         // the connector strips along the long edges
 constexpr double kFanStepUm = 1500;       // between the pull-up resistors in a corner
+constexpr long kCellsForDouble = 24;      // fewer cells than this: no package over two by two
+constexpr int kMostBalls = 41;            // balls along a side of the largest BGA
 // Board-level sizes are micrometres on a board of 100 mm and more (Layout::B).
 constexpr double kMarginUm = 9500;        // board edge to the component grid
 constexpr double kCornerZoneUm = 22000;   // the corners with mounting holes, kept free of the fence
@@ -84,7 +87,14 @@ private:
         const Coord x = m_grid.x0 + c * m_cw + (m_cw - w) / 2, y = m_grid.y0 + r * m_ch + (m_ch - h) / 2;
         return {x, y, x + w, y + h};
     }
-    Module& module(int c, int r) { return m_modules[static_cast<size_t>(r * m_cols + c)]; }
+    // The same, for a package that takes two cells by two from (c, r).
+    Box doubleCellBox(int c, int r) const {
+        const Coord w = std::min(2 * m_cw, S(2 * kNominalCellUm)), h = std::min(2 * m_ch, S(2 * kNominalCellUm));
+        const Coord x = m_grid.x0 + c * m_cw + (2 * m_cw - w) / 2, y = m_grid.y0 + r * m_ch + (2 * m_ch - h) / 2;
+        return {x, y, x + w, y + h};
+    }
+    // The module that holds cell (c, r).
+    Module& module(int c, int r) { return m_modules[static_cast<size_t>(m_owner[static_cast<size_t>(r * m_cols + c)])]; }
     std::string next(const char* prefix, int& counter) { return prefix + std::to_string(++counter); }
 
     void planGrid(long cells, double share);
@@ -132,7 +142,8 @@ private:
     int m_cols = 0, m_rows = 0;
     long m_cells = 0;
     long m_cellBudget = 0, m_cellStart = 0;  // features a cell may bring, and the count before it
-    std::vector<Module> m_modules;
+    std::vector<Module> m_modules;  // per cell; a double cell's module sits at its first cell
+    std::vector<int> m_owner;       // per cell: the index of the module holding it
     std::vector<int> m_horizontal, m_vertical;  // copper layers of the buses
     int m_top = -1, m_bottom = -1;
     int m_refU = 0, m_refR = 0, m_refC = 0, m_refJ = 0;
@@ -165,6 +176,7 @@ void Layout::planGrid(long cells, double share) {
     m_ch = (m_grid.y1 - m_grid.y0) / m_rows;
     m_s = std::min(1000.0, static_cast<double>(std::min(m_cw, m_ch)) / kNominalCellUm);
     m_modules.assign(static_cast<size_t>(m_cols * m_rows), Module());
+    for (int i = 0; i < m_cols * m_rows; ++i) m_owner.push_back(i);
 }
 
 void Layout::setRules() {
@@ -290,9 +302,12 @@ Pt Layout::placeCentre(const Box& cell, Coord halfW, Coord halfH) {
 
 void Layout::claim(Module& m, const Box& cell, const Box& keepout) {
     m.keepout = keepout;
-    const size_t index = static_cast<size_t>(&m - m_modules.data());
-    Box hole = grow(keepout, S(kGapUm / 2));
-    m_b.pours().holes[index] = cell.contains(hole) ? hole : keepout;
+    const int index = static_cast<int>(&m - m_modules.data());
+    const Box hole = cell.contains(grow(keepout, S(kGapUm / 2))) ? grow(keepout, S(kGapUm / 2)) : keepout;
+    Board::Pours& pours = m_b.pours();
+    for (size_t i = 0; i < m_owner.size(); ++i)
+        if (m_owner[i] == index) pours.holes[i] = hole;
+    pours.cutouts.push_back(hole);
 }
 
 Corner Layout::cornerOf(const Box& k, const Box& cell, int side) const {
@@ -493,7 +508,7 @@ bool Layout::bga(Module& m, const Box& cell) {
     const double viaUm = pitchUm < 1000 ? 400 : 450;
     const double overhead = hpUm + 750 + 600 + viaUm / 2 + 400;
     const double roomUm = double(std::min(cell.x1 - cell.x0, cell.y1 - cell.y0)) / m_s - 2 * (kCornerUm + kGapUm);
-    const int most = std::min({31, static_cast<int>((roomUm / 2 - overhead) / hpUm) + 1,
+    const int most = std::min({kMostBalls, static_cast<int>((roomUm / 2 - overhead) / hpUm) + 1,
                                static_cast<int>(std::sqrt(double(pinRoom())))});
     if (most < 8) return false;
     const int n = m_rng.between(std::max(8, most * 3 / 4), most);
@@ -683,14 +698,30 @@ bool Layout::resistorArray(Module& m, const Box& cell) {
 }
 
 void Layout::placeCells() {
+    const long all = long(m_cols) * m_rows;
+    // The cells the count leaves over stay empty, spread over the grid.
+    auto populated = [&](int c, int r) {
+        const long i = r * m_cols + c;
+        return (i + 1) * m_cells / all != i * m_cells / all && m_owner[static_cast<size_t>(i)] == i;
+    };
+    const long budget = m_cellBudget;
     for (int r = 0; r < m_rows; ++r)
         for (int c = 0; c < m_cols; ++c) {
-            // The cells the count leaves over stay empty, spread over the grid.
-            const long i = r * m_cols + c, all = long(m_cols) * m_rows;
-            if ((i + 1) * m_cells / all == i * m_cells / all) continue;
-            Module& m = module(c, r);
-            const Box cell = cellBox(c, r);
+            if (!populated(c, r)) continue;
+            const int i = r * m_cols + c;
+            Module& m = m_modules[static_cast<size_t>(i)];
             m_cellStart = m_b.count();
+            // Now and then, on a board of many cells, a large package over two cells by two.
+            if (m_cells >= kCellsForDouble && c + 1 < m_cols && r + 1 < m_rows && populated(c + 1, r) && populated(c, r + 1) &&
+                populated(c + 1, r + 1) && m_rng.chance(0.08)) {
+                for (int k : {i + 1, i + m_cols, i + m_cols + 1}) m_owner[static_cast<size_t>(k)] = i;
+                m_cellBudget = 4 * budget;
+                const Box cell = doubleCellBox(c, r);
+                if (!(m_rng.chance(0.7) ? bga(m, cell) : qfp(m, cell))) resistorArray(m, cell);
+                m_cellBudget = budget;
+                continue;
+            }
+            const Box cell = cellBox(c, r);
             const double kind = m_rng.unit();
             bool placed = kind < 0.35   ? qfp(m, cell)
                           : kind < 0.6  ? bga(m, cell)
@@ -702,11 +733,19 @@ void Layout::placeCells() {
 
 // ---- routing between cells ----------------------------------------------------------
 
+// Between every two neighbouring modules once. A double cell meets two
+// neighbours on a side; they face different parts of its port.
 void Layout::routeBuses() {
+    std::set<std::pair<const Module*, const Module*>> done;
+    auto join = [&](Module& a, Module& b, bool vertical) {
+        if (&a == &b || !done.insert({&a, &b}).second) return;
+        if (vertical) bus(a.ports[kNorth], b.ports[kSouth], true, m_vertical);
+        else bus(a.ports[kEast], b.ports[kWest], false, m_horizontal);
+    };
     for (int r = 0; r < m_rows; ++r)
         for (int c = 0; c < m_cols; ++c) {
-            if (c + 1 < m_cols) bus(module(c, r).ports[kEast], module(c + 1, r).ports[kWest], false, m_horizontal);
-            if (r + 1 < m_rows) bus(module(c, r).ports[kNorth], module(c, r + 1).ports[kSouth], true, m_vertical);
+            if (c + 1 < m_cols) join(module(c, r), module(c + 1, r), false);
+            if (r + 1 < m_rows) join(module(c, r), module(c, r + 1), true);
         }
 }
 
