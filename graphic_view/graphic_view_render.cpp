@@ -177,8 +177,11 @@ void ViewWidget::refresh() {
         return;
     }
     if (!m_composition) return;
-    // Wrapped, not copied: the pixmap conversion is the only copy.
-    const QImage image(m_composition.get(), w, h, w * 4, QImage::Format_RGBA8888);
+    // Wrapped, not copied: the pixmap conversion is the only copy. The
+    // composition is opaque (the canvas background carries full alpha), so it
+    // is handed over as RGBX: the conversion is then a byte swizzle instead
+    // of a premultiplication of every pixel.
+    const QImage image(m_composition.get(), w, h, w * 4, QImage::Format_RGBX8888);
     m_pixmap = QPixmap::fromImage(image);
     setAutoFillBackground(true);
     QPalette pal = palette();

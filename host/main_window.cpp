@@ -131,9 +131,18 @@ struct ShortcutActions {
         try {
             QStringList layers = w.m_affected;
             if (!layers.contains(w.m_workLayer)) layers.prepend(w.m_workLayer);
+            // Journalled like every selection, so that a recovered session
+            // acts on the same features.
+            const bool journal = TOLVA::DB::get_SaveFlag();
             for (const QString& layer : layers) {
-                if (select) TOLVA::API::select_features(job, step, layer.toStdString());
-                else TOLVA::API::clear_selected_features(job, step, layer.toStdString());
+                const str name = layer.toStdString();
+                if (select) {
+                    if (journal) TOLVA::DB::select_all_features_db_save(job, step, name);
+                    TOLVA::API::select_features(job, step, name);
+                } else {
+                    if (journal) TOLVA::DB::clear_selected_features_db_save(job, step, name);
+                    TOLVA::API::clear_selected_features(job, step, name);
+                }
             }
         } catch (...) {
             LOG(ERROR) << "selection of the work layer failed: " << describeFailure(std::current_exception()).toStdString();
@@ -151,6 +160,8 @@ const std::vector<MainWindow::Shortcut>& MainWindow::shortcuts() {
         {QKeySequence::Copy, QStringLiteral("Copy the selection to the edit buffer"), [](MainWindow& w) { S::buffer(w, 2); }},
         {QKeySequence::Cut, QStringLiteral("Cut the selection to the edit buffer"), [](MainWindow& w) { S::buffer(w, 0); }},
         {QKeySequence::Paste, QStringLiteral("Paste the edit buffer (click to place)"), [](MainWindow& w) { S::mode(w, 20001417); }},
+        {QKeySequence::Delete, QStringLiteral("Delete the selection of the work and affected layers"),
+         [](MainWindow& w) { w.sendTo(PluginNames::JobList, 20000403, {{QStringLiteral("Selection"), true}}); }},
         {QKeySequence(Qt::Key_Escape), QStringLiteral("Back to the normal tool"), [](MainWindow& w) { S::mode(w, 20000241); }},
         {QKeySequence(Qt::Key_F2), QStringLiteral("Select features"), [](MainWindow& w) { S::mode(w, 20000202); }},
         {QKeySequence(Qt::Key_F3), QStringLiteral("Select by area"), [](MainWindow& w) { S::mode(w, 20000203); }},

@@ -132,6 +132,10 @@ TOLVA_API_EXPORT void copy_specified_features(const str& job, const str& step,
                                               const str_list& layers,
                                               const std::map<str, std::vector<featureInfo>>& features,
                                               int dx, int dy);
+// Deletes the selected features of each layer; the others keep their order
+// (their indices close up). One undo step puts them back, selected as they were.
+TOLVA_API_EXPORT void delete_selected_features(const str& job, const str& step,
+                                               const str_list& layers);
 // Undoes the last edit of the job; false when there is nothing to undo. The
 // job is left exactly as it was before the edit: features, matrix, symbols
 // registered for the edit, attribute sets it interned, and the selection
@@ -213,6 +217,8 @@ TOLVA_API_EXPORT void move_same_layer_db_save(const str& job, const str& step,
 TOLVA_API_EXPORT void multi_copy_features_in_samelayer_db_save(
     const str& job, const str& step, const str_list& layers,
     const std::vector<API::point>& offsets);
+TOLVA_API_EXPORT void delete_selected_features_db_save(const str& job, const str& step,
+                                                       const str_list& layers);
 TOLVA_API_EXPORT void move_specified_features_db_save(
     const str& job, const str& step, const str_list& layers,
     const std::map<str, std::vector<API::featureInfo>>& features, int dx, int dy);

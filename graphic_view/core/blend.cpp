@@ -175,8 +175,17 @@ void profileOverlayScalar(unsigned char* dst, const unsigned char* src, std::siz
 }
 
 void profileOverlay(unsigned char* dst, const unsigned char* src, std::size_t bytes) {
-    // Branch-free so that the compiler vectorises it.
-    for (std::size_t i = 0; i < bytes; ++i) dst[i] |= static_cast<unsigned char>(-(src[i] != 0));
+    // Sixteen bytes a step: compilers leave the byte loop scalar at -O2, and
+    // this pass runs over the whole window on every redraw.
+    std::size_t i = 0;
+    const __m128i zero = _mm_setzero_si128();
+    for (; i + 16 <= bytes; i += 16) {
+        const __m128i s = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + i));
+        const __m128i d = _mm_loadu_si128(reinterpret_cast<const __m128i*>(dst + i));
+        const __m128i lit = _mm_andnot_si128(_mm_cmpeq_epi8(s, zero), _mm_set1_epi8(-1));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i), _mm_or_si128(d, lit));
+    }
+    profileOverlayScalar(dst + i, src + i, bytes - i);
 }
 
 }  // namespace GRAPHIC

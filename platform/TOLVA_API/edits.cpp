@@ -195,6 +195,54 @@ void copyLayers(Job& job, size_t step, const std::vector<std::pair<size_t, std::
     if (!u.appended.empty()) pushUndo(job, std::move(u));
 }
 
+// Takes the features `ids` (increasing) out of a layer; the others keep
+// their order and close up. The index is rebuilt at the next query.
+RemovedFeatures removeFeatures(LayerData& d, size_t step, size_t layer, const std::vector<uint32_t>& ids) {
+    RemovedFeatures r{step, layer, ids, {}};
+    r.records.reserve(ids.size());
+    std::vector<Feature> kept;
+    kept.reserve(d.features.size() - ids.size());
+    size_t next = 0;
+    for (uint32_t i = 0; i < d.features.size(); ++i) {
+        Feature f = d.features[i];
+        f.flags &= static_cast<uint8_t>(~kInOverlay);
+        if (next < ids.size() && ids[next] == i) {
+            r.records.push_back(f);
+            ++next;
+        } else {
+            kept.push_back(f);
+        }
+    }
+    d.features = std::move(kept);
+    d.index.invalidate();
+    return r;
+}
+
+// The reverse of removeFeatures: every record goes back to the id it had.
+void restoreFeatures(Job& job, const RemovedFeatures& r) {
+    LayerData& d = job.steps[r.step].layers[r.layer];
+    std::vector<Feature> merged;
+    merged.reserve(d.features.size() + r.records.size());
+    size_t next = 0, kept = 0;
+    for (uint32_t i = 0; i < d.features.size() + r.records.size(); ++i) {
+        if (next < r.ids.size() && r.ids[next] == i) merged.push_back(r.records[next++]);
+        else merged.push_back(d.features[kept++]);
+    }
+    for (Feature& f : merged) f.flags &= static_cast<uint8_t>(~kInOverlay);
+    d.features = std::move(merged);
+    d.index.invalidate();
+}
+
+void removeLayersSelection(Job& job, size_t step, const std::vector<std::pair<size_t, std::vector<uint32_t>>>& sets) {
+    reserveUndo(job);
+    UndoRecord u = beginUndo(job, UndoRecord::Removed);
+    for (auto& s : sets) {
+        if (s.second.empty()) continue;
+        u.removed.push_back(removeFeatures(job.steps[step].layers[s.first], step, s.first, s.second));
+    }
+    if (!u.removed.empty()) pushUndo(job, std::move(u));
+}
+
 std::vector<std::pair<size_t, std::vector<uint32_t>>> selectedSets(Job& job, size_t step,
                                                                    const API::str_list& layers) {
     std::vector<std::pair<size_t, std::vector<uint32_t>>> sets;
@@ -401,6 +449,13 @@ void copy_specified_features(const str& job, const str& step, const str_list& la
     copyLayers(j, s, specifiedSets(j, s, layers, features), {point{dx, dy}});
 }
 
+void delete_selected_features(const str& job, const str& step, const str_list& layers) {
+    KERNEL_LOCK;
+    Job& j = findJob(job);
+    size_t s = findStepIndex(j, step);
+    removeLayersSelection(j, s, selectedSets(j, s, layers));
+}
+
 bool undo_last_edit(const str& job) {
     KERNEL_LOCK;
     Job& j = findJob(job);
@@ -421,6 +476,9 @@ bool undo_last_edit(const str& job) {
         break;
     case UndoRecord::Moved:
         for (const MovedFeatures& m : u.moved) applyMove(j, m.step, m.layer, m.ids, -u.dx, -u.dy);
+        break;
+    case UndoRecord::Removed:
+        for (auto it = u.removed.rbegin(); it != u.removed.rend(); ++it) restoreFeatures(j, *it);
         break;
     case UndoRecord::LayerCreated: {
         long l = layerPositionById(j, u.layer);

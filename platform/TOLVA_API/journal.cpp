@@ -229,6 +229,7 @@ const std::map<std::string, Parser>& parsers() {
         {"AddFeatures", parser<S, S, SL, std::map<S, SL>, std::vector<attr_map>>(AddFeatures)},
         {"copy_features_in_samelayer", parser<S, S, SL, int, int>(copy_features_in_samelayer)},
         {"move_same_layer", parser<S, S, SL, int, int>(move_same_layer)},
+        {"delete_selected_features", parser<S, S, SL>(delete_selected_features)},
         {"multi_copy_features_in_samelayer", parser<S, S, SL, std::vector<point>>(multi_copy_features_in_samelayer)},
         {"move_specified_features",
          parser<S, S, SL, std::map<S, std::vector<featureInfo>>, int, int>(move_specified_features)},
@@ -367,6 +368,10 @@ void multi_copy_features_in_samelayer_db_save(const str& job, const str& step,
                                               const std::vector<point>& offsets) {
     KERNEL_LOCK;
     appendLine(job, "multi_copy_features_in_samelayer", job, step, layers, offsets);
+}
+void delete_selected_features_db_save(const str& job, const str& step, const str_list& layers) {
+    KERNEL_LOCK;
+    appendLine(job, "delete_selected_features", job, step, layers);
 }
 void move_specified_features_db_save(const str& job, const str& step, const str_list& layers,
                                      const std::map<str, std::vector<featureInfo>>& features,

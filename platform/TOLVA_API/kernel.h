@@ -167,10 +167,19 @@ struct SelectionSnapshot {
     size_t features = 0;          // how many features the layer held
     std::vector<uint64_t> bits;   // bit i: feature i was selected
 };
+// The features a deletion took out of one layer, by the ids they had, in
+// increasing order. The surface and text tables keep their entries (the
+// records point into them), so putting the records back is all an undo needs.
+struct RemovedFeatures {
+    size_t step = 0, layer = 0;
+    std::vector<uint32_t> ids;
+    std::vector<Feature> records;
+};
 struct UndoRecord {
-    enum Kind { Appended, Moved, LayerCreated, MatrixChanged } kind = Appended;
+    enum Kind { Appended, Moved, LayerCreated, MatrixChanged, Removed } kind = Appended;
     std::vector<LayerSizes> appended;      // Appended: sizes before the edit
     std::vector<MovedFeatures> moved;      // Moved: by (dx, dy)
+    std::vector<RemovedFeatures> removed;  // Removed
     int32_t dx = 0, dy = 0;
     uint64_t layer = 0;                    // LayerCreated, MatrixChanged: the layer's id
     API::matrix_info oldRow;               // MatrixChanged

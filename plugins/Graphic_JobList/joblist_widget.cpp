@@ -109,7 +109,9 @@ bool knownUnselectMode(const QVariantMap& data) {
 bool isHighlight(qint32 code) { return code == 20000414 || code == 20000415 || code == 20000416 || code == 20004403; }
 bool isWithdraw(qint32 code) { return code >= 10000513 && code <= kSelectToolWithdraw; }
 bool isHoleRequest(qint32 code) { return code == 10000507 || code == 10000508 || code == 10000605; }
-bool isDelete(qint32 code) { return code == 20000403 || code == 20000404; }
+constexpr qint32 kDeleteBox = 20000403;
+constexpr qint32 kDeleteDoubleClick = 20000404;
+bool isDelete(qint32 code) { return code == kDeleteBox || code == kDeleteDoubleClick; }
 }  // namespace
 
 JobListWidget::JobListWidget(QWidget* host)
@@ -167,7 +169,7 @@ void JobListWidget::receive(const PluginMetaData& msg) {
     else if (code == 20001701) takeReferenceAnswer(msg);
     else if (code == 20001630) LOG(INFO) << "JOBLIST: request relayed by the view from " << msg.sender.toStdString();
     else if (isHoleRequest(code)) LOG(INFO) << "JOBLIST: hole request " << code << " (" << text(msg.data) << ")";
-    else if (isDelete(code)) LOG(ERROR) << "JOBLIST: delete request " << code << " ignored: the kernel cannot delete features";
+    else if (isDelete(code)) deleteFeatures(msg);
     else LOG(INFO) << "JOBLIST: code " << code << " from " << msg.sender.toStdString() << " ignored";
 }
 
@@ -275,6 +277,31 @@ void JobListWidget::withdraw(qint32 code) {
         LOG(INFO) << "JOBLIST: no selection step to withdraw";
         return;
     }
+    askRedraw();
+    countAllSelected();
+}
+
+// The delete tool's box (20000403) takes what it meets, its double click
+// (20000404) the topmost feature; a 20000403 with "Selection" set and no box
+// (the Delete key) takes the selection. All on the work and affected layers,
+// as one undo step. Deleting renumbers the features, so the recorded
+// selection steps cannot be withdrawn afterwards.
+void JobListWidget::deleteFeatures(const PluginMetaData& msg) {
+    if (!jobOpen(msg)) return;
+    const bool selection = msg.msgType == kDeleteBox && msg.data.value(QStringLiteral("Selection")).toBool();
+    RequestInput in;
+    if (!selection && !readInput(msg, false, in)) return;
+    const Scope s = scope(Reach::Scope);
+    if (s.layers.empty()) {
+        LOG(WARNING) << "JOBLIST: delete request ignored: no layer to act on";
+        return;
+    }
+    guarded("deleting features", [&] {
+        if (msg.msgType == kDeleteDoubleClick) pickTopmost(s, toReplyBox(in.box));
+        else if (!selection) pickInBox(s, in.box);
+        kernel::deleteSelected(m_where, s.layers);
+    });
+    m_history.clear();
     askRedraw();
     countAllSelected();
 }

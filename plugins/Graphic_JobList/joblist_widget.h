@@ -66,6 +66,7 @@ private:
     bool handleHighlight(const PluginMetaData& msg);
     bool readInput(const PluginMetaData& msg, bool points, RequestInput& in) const;
     void withdraw(qint32 code);
+    void deleteFeatures(const PluginMetaData& msg);
     void relayStepBox(const PluginMetaData& msg);
     void takeReferenceAnswer(const PluginMetaData& msg);
     bool jobOpen(const PluginMetaData& msg) const;

@@ -53,6 +53,11 @@ bool featureAt(const Where& w, const std::string& layer, int index, API::feature
     return API::get_featureinfo_by_index(w.job, w.step, layer, index, out);
 }
 
+void deleteSelected(const Where& w, const std::vector<std::string>& layers) {
+    if (journalling()) DB::delete_selected_features_db_save(w.job, w.step, layers);
+    API::delete_selected_features(w.job, w.step, layers);
+}
+
 }  // namespace kernel
 }  // namespace JOBLIST
 }  // namespace TOLVA

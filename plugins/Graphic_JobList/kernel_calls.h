@@ -28,6 +28,8 @@ void selectAll(const Where& w, const std::string& layer);
 std::vector<API::featureInfo> selected(const Where& w, const std::string& layer);
 std::vector<API::featureInfo> inBox(const Where& w, const std::string& layer, const API::reply_box& box);
 bool featureAt(const Where& w, const std::string& layer, int index, API::featureInfo& out);
+// Deletes the selected features of the layers (one undo step).
+void deleteSelected(const Where& w, const std::vector<std::string>& layers);
 
 }  // namespace kernel
 }  // namespace JOBLIST

@@ -159,6 +159,18 @@ void polygonSelect(const Scope& s, const std::vector<API::point>& polygon) {
     for (const std::string& layer : s.layers) kernel::selectInPolygon(s.where, layer, polygon, {}, 0, !s.add);
 }
 
+void pickInBox(const Scope& s, const QRectF& box) {
+    const std::vector<API::point> polygon = boxPolygon(box);
+    for (const std::string& layer : s.layers) kernel::selectInPolygon(s.where, layer, polygon, {}, 0, true);
+}
+
+void pickTopmost(const Scope& s, const API::reply_box& box) {
+    Hit hit;
+    const bool found = topmostHit(s.where, s.layers, box, hit);
+    clearLayers(s.where, s.layers);
+    if (found) kernel::selectById(s.where, hit.layer, hit.info.index);
+}
+
 void polygonUnselect(const Scope& s, const std::vector<API::point>& polygon) {
     for (const std::string& layer : s.layers) kernel::selectInPolygon(s.where, layer, polygon, {}, 1, false);
 }

@@ -65,6 +65,12 @@ void netRequest(const Scope& s, const API::reply_box& box, NetReach reach, const
 // The chain of the line or arc under the box, selected or unselected.
 void polylineRequest(const Scope& s, const API::reply_box& box, int operation);
 
+// The delete tool's picks: what a later deletion takes, in place of the
+// selection of the scope's layers. A box picks everything it meets; a double
+// click the topmost feature alone (whatever its selection was).
+void pickInBox(const Scope& s, const QRectF& box);
+void pickTopmost(const Scope& s, const API::reply_box& box);
+
 void reverseSelection(const Where& w, const std::string& layer);
 void clearLayers(const Where& w, const std::vector<std::string>& layers);
 

@@ -163,6 +163,30 @@ TEST_F(Workstation, CopyPasteAtAnOffsetThenUndo) {
     ASSERT_TRUE(QTest::qWaitFor([&] { return JOB::feature_count(kJob, kStep, "top") == before; }, 3000));
 }
 
+TEST_F(Workstation, DeleteTakesTheSelectedPadOffTheBoardAndUndoBringsItBack) {
+    const QRgb padColour = shownAt(kPads[2]);
+    key(Qt::Key_F2);
+    click(kPads[2]);
+    waitSelected("top", 1);
+    key(Qt::Key_Delete);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return JOB::feature_count(kJob, kStep, "top") == 3; }, 3000));
+    for (int i = 0; i < 3; ++i) {
+        API::featureInfo left;
+        ASSERT_TRUE(API::get_featureinfo_by_index(kJob, kStep, "top", i, left));
+        EXPECT_NE(left.xs, kPads[2].x() * 1e6) << "the deleted pad is still at index " << i;
+    }
+    ASSERT_TRUE(QTest::qWaitFor([&] { return shownAt(kPads[2]) == qRgb(0, 0, 0); }, 2000));
+    EXPECT_TRUE(m_window->session().hasUnsavedEdits());
+    key(Qt::Key_Escape);
+    key(Qt::Key_Z, Qt::ControlModifier);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return JOB::feature_count(kJob, kStep, "top") == 4; }, 3000));
+    API::featureInfo back;
+    ASSERT_TRUE(API::get_featureinfo_by_index(kJob, kStep, "top", 2, back));
+    EXPECT_EQ(back.xs, kPads[2].x() * 1e6) << "the pad comes back at its index";
+    ASSERT_TRUE(QTest::qWaitFor([&] { return shownAt(kPads[2]) != qRgb(0, 0, 0); }, 2000));
+    EXPECT_NE(padColour, qRgb(0, 0, 0));
+}
+
 TEST_F(Workstation, HidingALayerInThePanelTakesItsColourOffTheView) {
     const QRgb drillColour = shownAt(kHole);
     ASSERT_NE(drillColour, qRgb(0, 0, 0));

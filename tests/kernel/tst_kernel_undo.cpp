@@ -186,6 +186,8 @@ const std::vector<EditKind>& editKinds() {
         {"copy_specified_features (copy and paste)",
          [] { API::copy_specified_features(kJob, kStep, {"top"}, {{"top", {feature("top", 6), feature("top", 0), feature("top", 4)}}}, 0, -30000); },
          1},
+        {"delete_selected_features (pads and the text of top, the drill)",
+         [] { API::delete_selected_features(kJob, kStep, {"top", "drill"}); }, 1},
         {"create_new_layer", [] { ASSERT_TRUE(API::create_new_layer(kJob, kStep, "extra", 0)); }, 1},
         {"change_matrix",
          [] {
@@ -252,6 +254,8 @@ TEST_F(Undo, AMixedSequenceIsUndoneOneLevelAtATime) {
                              {{{".y", "1"}}, {{".x", "2"}}});
         },
         [] { API::copy_specified_features(kJob, kStep, {"renamed", "top"}, {{"renamed", {feature("renamed", 2)}}, {"top", {feature("top", 7)}}}, 100, 0); },
+        [] { API::select_feature_by_id(kJob, kStep, "renamed", 1); },
+        [] { API::delete_selected_features(kJob, kStep, {"renamed", "top"}); },
         // The rout compensation, call by call.
         [] { ASSERT_TRUE(API::create_new_layer(kJob, kStep, "top+1", 1)); },
         [] {
@@ -278,7 +282,7 @@ TEST_F(Undo, AMixedSequenceIsUndoneOneLevelAtATime) {
             levels.push_back(now);
         }
     }
-    ASSERT_EQ(levels.size(), 16u);  // fifteen edits
+    ASSERT_EQ(levels.size(), 17u);  // sixteen edits
     for (size_t level = levels.size() - 1; level > 0; --level) {
         SCOPED_TRACE("undoing edit " + std::to_string(level));
         ASSERT_TRUE(API::undo_last_edit(kJob));
@@ -443,6 +447,44 @@ TEST_F(Undo, TheSpatialIndexFollowsUndoneAdds) {
     }
 }
 
+// A deletion closes the indices up: each survivor is found at its new index
+// by a query of its own box, the deleted ones nowhere; an undo puts every
+// feature back at the index it had, and the queries follow again.
+TEST_F(Undo, TheSpatialIndexFollowsDeletionsAndTheirUndo) {
+    const int pen = kt::symbol(kJob, "bot", "r1");
+    std::vector<std::string> pads;
+    for (int k = 0; k < 6000; ++k) pads.push_back(API::GreatePadString(9e7 + k * 1e4, 9e7, pen, 1, 0, 0, 1));
+    API::AddFeatures(kJob, kStep, {"bot"}, {{"bot", pads}}, {});  // indices 2 .. 6001
+    auto at = [](int k) {
+        const int x = 90000000 + k * 10000;
+        std::vector<API::featureInfo> list;
+        API::get_features_in_box(kJob, kStep, "bot", {x - 100, 89999900, x + 100, 90000100}, list);
+        std::vector<int> out;
+        for (const API::featureInfo& f : list) out.push_back(f.index);
+        return out;
+    };
+    ASSERT_EQ(at(10), std::vector<int>{12});  // builds the index
+    API::clear_selected_features(kJob, kStep, "bot");
+    for (int k = 0; k < 6000; k += 2) API::select_feature_by_id(kJob, kStep, "bot", 2 + k);
+    API::select_feature_by_id(kJob, kStep, "bot", 0);
+    API::delete_selected_features(kJob, kStep, {"bot"});
+    EXPECT_EQ(JOB::feature_count(kJob, kStep, "bot"), 2 + 6000 - 3001);
+    EXPECT_TRUE(at(10).empty());
+    EXPECT_EQ(at(11), std::vector<int>{13 - 7});  // index 0 and six of pads 0..10 went
+    EXPECT_EQ(at(5999), std::vector<int>{6001 - 3001});
+    API::featureInfo first;
+    ASSERT_TRUE(API::get_featureinfo_by_index(kJob, kStep, "bot", 0, first));
+    EXPECT_EQ(first.xs, 3000) << "the negative pad at index 1 moved up to 0";
+    ASSERT_TRUE(API::undo_last_edit(kJob));
+    EXPECT_EQ(at(10), std::vector<int>{12});
+    EXPECT_EQ(at(11), std::vector<int>{13});
+    std::vector<API::featureInfo> selected;
+    API::get_selected_feature_info(kJob, kStep, "bot", selected);
+    ASSERT_EQ(selected.size(), 3001u) << "the deleted features come back selected";
+    EXPECT_EQ(selected.front().index, 0);
+    EXPECT_EQ(selected.back().index, 2 + 5998);
+}
+
 // The journal of a session with undos, replayed on the saved starting job
 // loaded afresh, gives the same saved job and selection.
 TEST_F(Undo, AJournalWithUndosReplaysToTheSameJob) {
@@ -498,6 +540,12 @@ TEST_F(Undo, AJournalWithUndosReplaysToTheSameJob) {
     const std::map<std::string, std::vector<API::featureInfo>> copy = {{"drill", {feature("drill", 0)}}};
     DB::copy_specified_features_db_save(kJob, kStep, {"drill"}, copy, 0, 500);
     API::copy_specified_features(kJob, kStep, {"drill"}, copy, 0, 500);
+    DB::delete_selected_features_db_save(kJob, kStep, {"top"});
+    API::delete_selected_features(kJob, kStep, {"top"});
+    selectId("top", 1);
+    DB::delete_selected_features_db_save(kJob, kStep, {"top"});
+    API::delete_selected_features(kJob, kStep, {"top"});
+    API::undo_last_edit(kJob);  // the second deletion
     const std::vector<std::string> recs = {API::GreatePadString(0, 0, 0, 0, 0, 0, 1), "L broken"};
     DB::AddFeatures_db_save(kJob, kStep, {"bot"}, {{"bot", recs}}, {{{"a", "b"}}});
     EXPECT_THROW(API::AddFeatures(kJob, kStep, {"bot"}, {{"bot", recs}}, {{{"a", "b"}}}), API::KernelText);

@@ -240,6 +240,48 @@ TEST_F(JobListSelection, WithdrawRestoresThePreviousSelection) {
     EXPECT_TRUE(log.contains("nothing to withdraw"));
 }
 
+// The delete requests on the work and affected layers: a box takes what it
+// meets, a double click the topmost feature, "Selection" the selection; each
+// is one undo step, and the selection steps recorded before cannot be
+// withdrawn any more (their indices are gone).
+TEST_F(JobListSelection, DeleteRequestsTakeFeaturesAsOneUndoStepEach) {
+    using TOLVA::JOB::feature_count;
+    markAffected("drill");
+    click(7e6, 10e6);  // L1, a selection step to withdraw
+    QRectF aroundP1(QPointF(3e6, 3e6), QSizeF(2e6, 2e6));
+    int before = redraws();
+    toJobList(20000403, {}, &aroundP1);
+    EXPECT_EQ(redraws(), before + 1);
+    EXPECT_EQ(feature_count(kJob, kStep, "top"), 6);
+    EXPECT_EQ(feature_count(kJob, kStep, "drill"), 0) << "the affected drill layer loses its hole";
+    EXPECT_EQ(feature_count(kJob, kStep, "l2"), 2) << "a layer outside the scope keeps its features";
+    TOLVA::API::featureInfo first;
+    ASSERT_TRUE(TOLVA::API::get_featureinfo_by_index(kJob, kStep, "top", 0, first));
+    EXPECT_EQ(first.xs, 16e6) << "P2 is now the first feature";
+    testsupport::LogCapture log;
+    view->delete_last_edit();
+    EXPECT_TRUE(log.contains("no selection step to withdraw"));
+
+    QRectF onP4(QPointF(15.9e6, 9.9e6), QSizeF(0.2e6, 0.2e6));
+    toJobList(20000404, {}, &onP4);
+    EXPECT_EQ(feature_count(kJob, kStep, "top"), 5) << "only the topmost of the two pads there";
+    ASSERT_TRUE(TOLVA::API::get_featureinfo_by_index(kJob, kStep, "top", 4, first));
+    EXPECT_EQ(first.symbol, "r500") << "the larger pad below stays";
+
+    click(7e6, 10e6);
+    toJobList(20000403, {{"Selection", true}});
+    EXPECT_EQ(feature_count(kJob, kStep, "top"), 4);
+    EXPECT_TRUE(selectedOn("top").empty());
+
+    for (int expected : {5, 6}) {
+        ASSERT_TRUE(TOLVA::API::undo_last_edit(kJob));
+        EXPECT_EQ(feature_count(kJob, kStep, "top"), expected);
+    }
+    ASSERT_TRUE(TOLVA::API::undo_last_edit(kJob));
+    EXPECT_EQ(feature_count(kJob, kStep, "top"), 7);
+    EXPECT_EQ(feature_count(kJob, kStep, "drill"), 1);
+}
+
 TEST_F(JobListSelection, HighlightNamesTheLayerUnderTheClick) {
     selectMode(20000227);
     click(12e6, 2e6);  // only l2 has a feature there, and l2 is hidden
@@ -264,11 +306,13 @@ TEST_F(JobListSelection, MalformedRequestsChangeNothing) {
     toJobList(20001640, {{"type", "feature"}}, &box);               // no mode
     toJobList(20001640, {{"type", 20000203}}, &box);                // not an unselect mode
     toJobList(20000223);                                            // no points
-    toJobList(20000403, {}, &box);                                  // no delete in the kernel
+    toJobList(20000403);                                            // a delete box without its box
+    toJobList(20000404, {{"Selection", true}});                     // only the box request takes the selection
     toJobList(55555555);
     EXPECT_EQ(selectedOn("top"), Indexes{P1});
     EXPECT_EQ(redraws(), before);
-    EXPECT_GE(log.count(google::GLOG_ERROR), 6);
+    EXPECT_GE(log.count(google::GLOG_ERROR), 7);
+    EXPECT_EQ(TOLVA::JOB::feature_count(kJob, kStep, "top"), 7) << "nothing was deleted";
     bindJob("", "");
     toJobList(20000203, {{"is_single_select", false}}, &box);
     toJobList(20001639);

@@ -122,3 +122,20 @@ TEST(Blend, ProfileOverlaySetsEveryPaintedByte) {
     EXPECT_EQ(dst, (std::vector<unsigned char>{10, 255, 30, 255, 50, 60, 70, 80}));
     EXPECT_EQ(dst, ref);
 }
+
+// Long enough for the wide steps and a tail after them: every byte of the
+// profile's colour lights its byte in the picture, and no other byte changes.
+TEST(Blend, ProfileOverlayWideStepsMatchScalar) {
+    std::vector<unsigned char> dst(16 * 5 + 7), src(dst.size());
+    for (std::size_t i = 0; i < dst.size(); ++i) {
+        dst[i] = static_cast<unsigned char>(i * 37 % 251);
+        src[i] = (i % 3 == 0 || i == dst.size() - 1) ? static_cast<unsigned char>(1 + i % 200) : 0;
+    }
+    std::vector<unsigned char> ref = dst;
+    profileOverlay(dst.data(), src.data(), dst.size());
+    profileOverlayScalar(ref.data(), src.data(), ref.size());
+    EXPECT_EQ(dst, ref);
+    EXPECT_EQ(dst.back(), 255);
+    EXPECT_EQ(dst[1], ref[1]);
+    EXPECT_EQ(dst[1], 37);
+}
