@@ -500,6 +500,10 @@ private:
     void resizeComposition(int w, int h);
     void resizeFirstTime(int w, int h);
     void resizeLater(int w, int h);
+    // The kernel canvas at the widget's new size; a size the kernel refuses
+    // caps the widget at the size it had, so that the window keeps showing
+    // the last good picture instead of asking again on every redraw.
+    void initCanvasOrKeepSize(int w, int h);
     void draw_popview_image(Widget_PopView* pop);
     void paintKernelOverlays(QPainter& painter);
     void paintPopViewMarks(QPainter& painter);

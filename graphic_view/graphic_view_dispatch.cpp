@@ -46,6 +46,10 @@ struct ViewRoutes {
         v.takeAttributeFilter(m);
         v.doSignalBoxSelect(m);
     }
+    // The tool bar's "Zoom Area" answers the context menu's request with the
+    // same code, so that the view opens the rubber-band zoom tool the way
+    // every other tool is opened (a second request toggles it off).
+    static void zoomArea(V& v, const M& m) { v.openToolFromRequest(m, Graphic_ViewTool::ZOOMIN_TOOL, nullptr, 0); }
     static void measure(V& v, const M& m) {
         v.doMeasureSelect(m);
         v.unselect_clip_area(m);
@@ -76,6 +80,7 @@ RouteTable<MessageHandler> ViewWidget::messageRoutes() {
         {20000059, 20000059, No, "get_archor_signal", [](V& v, const M& m) { v.get_archor_signal(m); }},
         {20000061, 20000064, Yes, "doSignalBoxSelect", [](V& v, const M& m) { R::filterSelect(v, m); }},
         {20000065, 20000065, No, "zoomIn_search_feature", [](V& v, const M& m) { v.zoomIn_search_feature(m); }},
+        {20000201, 20000201, Yes, "zoom area", [](V& v, const M& m) { R::zoomArea(v, m); }},
         {20000202, 20000205, Yes, "doSignalBoxSelect", [](V& v, const M& m) { v.doSignalBoxSelect(m); }},
         {20000206, 20000206, Yes, "diSignalBoxDelete", [](V& v, const M& m) { v.diSignalBoxDelete(m); }},
         {20000207, 20000210, Yes, "doMoveAndCopySelect", [](V& v, const M& m) { v.doMoveAndCopySelect(m); }},

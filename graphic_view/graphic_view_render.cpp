@@ -224,16 +224,25 @@ void ViewWidget::resizeFirstTime(int w, int h) {
     const double dx = (static_cast<double>(box.xmax) - box.xmin) * kProfileMargin;
     const double dy = (static_cast<double>(box.ymax) - box.ymin) * kProfileMargin;
     box = {truncToInt(box.xmin - dx), truncToInt(box.ymin - dy), truncToInt(box.xmax + dx), truncToInt(box.ymax + dy)};
-    API::init_canvas(w, h);
+    initCanvasOrKeepSize(w, h);
     resizeComposition(w, h);
     zoom2fit(box);
+}
+
+void ViewWidget::initCanvasOrKeepSize(int w, int h) {
+    try {
+        API::init_canvas(w, h);
+    } catch (...) {
+        if (!m_compositionSize.isEmpty()) setMaximumSize(m_compositionSize);
+        throw;
+    }
 }
 
 void ViewWidget::resizeLater(int w, int h) {
     int cw = 0, ch = 0;
     kernelCanvasSize(cw, ch);
     if (cw == w && ch == h) return;
-    API::init_canvas(w, h);
+    initCanvasOrKeepSize(w, h);
     resizeComposition(w, h);
     // An empty widget or canvas has no area to carry over: keep the scale
     // and the centre, and redraw once there is something to show.

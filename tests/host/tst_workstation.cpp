@@ -187,6 +187,25 @@ TEST_F(Workstation, DeleteTakesTheSelectedPadOffTheBoardAndUndoBringsItBack) {
     EXPECT_NE(padColour, qRgb(0, 0, 0));
 }
 
+// F4 opens the zoom tool; the box dragged becomes the view (the longer
+// side of the window fitted, the box centred).
+TEST_F(Workstation, ZoomAreaShowsTheDraggedBox) {
+    key(Qt::Key_F4);
+    ASSERT_EQ(m_view->currentTool()->getType(), GRAPHIC::Graphic_ViewTool::ZOOMIN_TOOL);
+    const QPoint from = pixelOf({4, 4}), to = pixelOf({8, 6});
+    QTest::mousePress(m_view, Qt::LeftButton, Qt::NoModifier, from);
+    QTest::mouseMove(m_view, to);
+    QTest::mouseRelease(m_view, Qt::LeftButton, Qt::NoModifier, to);
+    const QPointF corner = m_view->toBoard(QPoint(0, 0)) / 1e6;
+    const QPointF far = m_view->toBoard(QPoint(m_view->width(), m_view->height())) / 1e6;
+    const QRectF shown = QRectF(corner, far).normalized();
+    // To within the pixel the drag was rounded to.
+    EXPECT_TRUE(shown.contains(QRectF(4.05, 4.05, 3.9, 1.9))) << shown.x() << " " << shown.y() << " " << shown.width();
+    EXPECT_NEAR(shown.width(), 4, 0.05) << "the box's width fills the window";
+    EXPECT_NEAR(shown.center().x(), 6, 0.1);
+    EXPECT_NEAR(shown.center().y(), 5, 0.1);
+}
+
 TEST_F(Workstation, HidingALayerInThePanelTakesItsColourOffTheView) {
     const QRgb drillColour = shownAt(kHole);
     ASSERT_NE(drillColour, qRgb(0, 0, 0));

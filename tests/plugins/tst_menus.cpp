@@ -376,6 +376,12 @@ TEST_F(Menus, PanelsListWhatTheViewForwardsToThem) {
          {"20001688", "copy offset", "Copy_xoffset=-3, Copy_yoffset=4.5"}},
         {actions, [&] { view->forwardFilterAttributePointInfo(".smd"); },
          {"20000060", "filter attribute type", "AttributeType=.smd"}},
+        {actions,
+         [&] {
+             deliver(PluginNames::JobList, PluginNames::GraphicView, 58,
+                     {{"RefJobName", "ref"}, {"RefStepName", "pcb"}, {"RefLayerList", QStringList{"top", "gtl"}}});
+         },
+         {"20001702", "reference layers", "JobName=ref, LayerName=top,gtl, StepName=pcb"}},
         {actions, [&] { deliver(PluginNames::GraphicView, PluginNames::MenuBarActions, 20001630); },
          {"20001630", "unexpected", ""}},
     };
@@ -389,7 +395,9 @@ TEST_F(Menus, PanelsListWhatTheViewForwardsToThem) {
         EXPECT_EQ(log->rowText(before), c.row);
     }
     // The job announcement every plug-in hears is not listed.
-    for (QWidget* panel : {dfm, step, actions}) EXPECT_EQ(child<MessageLog>(panel, "messageLog")->topLevelItemCount(), 2);
+    EXPECT_EQ(child<MessageLog>(dfm, "messageLog")->topLevelItemCount(), 2);
+    EXPECT_EQ(child<MessageLog>(step, "messageLog")->topLevelItemCount(), 2);
+    EXPECT_EQ(child<MessageLog>(actions, "messageLog")->topLevelItemCount(), 3);
     EXPECT_EQ(dfm->property("tolvaDockArea").toString(), "bottom");
 }
 

@@ -61,6 +61,7 @@ const ToolCase kToolCases[] = {
     {"selectPolygon", 20000223, T::SELECT_TOOL, 3}, {"selectNet", 20000224, T::SELECT_TOOL, 4},
     {"selectPolyline", 20000242, T::SELECT_TOOL, 5}, {"selectLayerNet", 20000244, T::SELECT_TOOL, 7},
     {"selectBoardNet", 20000245, T::SELECT_TOOL, 8}, {"measure", 20000230, T::RULER_TOOL, -1},
+    {"zoomArea", 20000201, T::ZOOMIN_TOOL, -1},
 };
 
 TEST_F(Toolbars, EachButtonAsksTheViewForItsToolAndStaysAloneInPressed) {
@@ -93,6 +94,7 @@ const MenuCase kMenuCases[] = {
     {&ViewWidget::on_select_board_net, "selectBoardNet", 20000245, 20000245, T::SELECT_TOOL},
     // The view reads 20000247 as a contour answer: the ruler is asked with its own code.
     {&ViewWidget::on_Measure, "measure", 20000247, 20000230, T::RULER_TOOL},
+    {&ViewWidget::on_zoom_area, "zoomArea", 20000201, 20000201, T::ZOOMIN_TOOL},
 };
 
 TEST_F(Toolbars, TheViewsMenuPressesTheButtonAndTheToolOpens) {

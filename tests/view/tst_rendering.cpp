@@ -178,6 +178,36 @@ TEST_F(Rendering, GrowingTheWidgetKeepsTheBoardAreaInView) {
     EXPECT_GE(after.maxY, before.maxY - 1);
 }
 
+// A size the kernel refuses is reported once; the view stays at the size it
+// had, and its picture with it, however often the window asks again.
+TEST_F(Rendering, ARefusedSizeKeepsTheLastGoodSizeAndIsReportedOnce) {
+    job.addPad("top", 1e7, 1e7, "r2000");
+    host.resize(kSize, kSize);
+    host.show();
+    QApplication::processEvents();
+    redraw();
+    const int painted = nonBackgroundPixels();
+    ASSERT_GT(painted, 0);
+    prompts.clear();
+    view->resize(100000, 100000);
+    QApplication::processEvents();
+    ASSERT_EQ(prompts.requests().size(), 1u);
+    EXPECT_TRUE(prompts.texts().join(' ').contains(QStringLiteral("too large"))) << prompts.texts().join(' ').toStdString();
+    EXPECT_EQ(view->size(), QSize(kSize, kSize));
+    view->resize(50000, 70000);
+    redraw();
+    QApplication::processEvents();
+    EXPECT_EQ(prompts.requests().size(), 1u) << "asked again";
+    int w = 0, h = 0;
+    TOLVA::API::get_Canvas_Size(w, h);
+    EXPECT_EQ(QSize(w, h), QSize(kSize, kSize));
+    EXPECT_EQ(view->compositionSize(), QSize(kSize, kSize));
+    EXPECT_EQ(nonBackgroundPixels(), painted);
+    view->resize(kSize / 2, kSize);
+    QApplication::processEvents();
+    EXPECT_EQ(view->compositionSize(), QSize(kSize / 2, kSize)) << "a smaller size is still taken";
+}
+
 TEST_F(Rendering, CanvasOfAnotherSizeIsNeverWrapped) {
     TOLVA::API::init_canvas(37, 11);
     view->refresh();
