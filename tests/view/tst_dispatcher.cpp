@@ -260,6 +260,7 @@ TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
         {"draw_use_symbol", opensTool<DrawSymbolTool>()},
         {"doSignalBoxSelect", opensTool<SelectTool>()},
         {"diSignalBoxDelete", opensTool<DeleteTool>()},
+        {"zoom area", opensTool<ZoomInTool>()},
         {"doMoveAndCopySelect", opensTool<MoveAndCopy>()},
         {"doLineEditSelect", opensTool<LineEditTool>()},
         {"doPullFeatureSelect", opensTool<PullTool>()},
