@@ -443,7 +443,7 @@ TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
     };
     // The operations still to be built name themselves in the log (checked below).
     for (const std::string& name : notYet) probes[name] = {nullptr, [](ViewWidget&, qint32) {}};
-    const std::set<std::string> opensATool = {"draw_use_symbol",  "doSignalBoxSelect", "diSignalBoxDelete",
+    const std::set<std::string> opensATool = {"draw_use_symbol",  "doSignalBoxSelect", "diSignalBoxDelete", "zoom area",
                                               "doMoveAndCopySelect", "doLineEditSelect", "doPullFeatureSelect",
                                               "doOpenPopView", "doMeasureSelect", "do_mark"};
 
