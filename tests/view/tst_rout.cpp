@@ -317,6 +317,23 @@ TEST_F(Rout, NotchNarrowerThanTheToolIsCutOutOfThePath) {
     EXPECT_EQ(view->delete_interection_feature(joined), 0) << "nothing left to cut";
 }
 
+// A sharp outside corner would put the meeting of the shifted pieces far out
+// (about 40 here): beyond four times the offset the path goes round the
+// corner with a straight piece instead, and stays near the outline.
+TEST_F(Rout, SharpOutsideCornerIsBridgedInsteadOfMitred) {
+    const std::vector<QPointF> corners{{1000, 1000}, {1100, 1000}, {1000, 1010}};
+    const Path path = view->get_merged_chains_info(polygon(corners, 1, 4));
+    EXPECT_TRUE(closedPath(path));
+    int bridges = 0;
+    for (const Entry& piece : path) {
+        bridges += piece.index < 0;
+        double nearest = 1e9;
+        for (const QPointF& c : corners) nearest = std::min(nearest, std::hypot(piece.start.x() - c.x(), piece.start.y() - c.y()));
+        EXPECT_LE(nearest, 4 * 2 + 1e-9) << "piece starting at " << text(piece.start);
+    }
+    EXPECT_EQ(bridges, 1) << "only the corner at (1100, 1000) is that sharp";
+}
+
 TEST_F(Rout, DeleteIntersectionCutsTheLoopAroundABackwardPiece) {
     // A joined path whose third piece runs against its feature; the first
     // and the fourth cross at (5, 0), and the loop they close goes.
