@@ -17,6 +17,9 @@ namespace GRAPHIC {
 class EditingTool : public DefaultTool {
     Q_OBJECT
 public:
+    // Whether the tool's next gesture moves or copies the selection.
+    enum Mode { NoMode = -1, MoveMode = 0, CopyMode = 1 };
+
     EditingTool(ViewWidget* view, GRAPHIC_TOOL_TYPE type, const char* logPrefix, const char* initLine);
 
     void midButtonPress(QMouseEvent* event) override;

@@ -18,7 +18,6 @@ namespace GRAPHIC {
 class MoveAndCopy : public EditingTool {
     Q_OBJECT
 public:
-    enum Mode { NoMode = -1, MoveMode = 0, CopyMode = 1 };
     static constexpr qint32 kMoveCode = 20000207;
     static constexpr qint32 kCopyCode = 20000208;
     static constexpr qint32 kMoveByOffsetCode = 20000209;

@@ -14,7 +14,6 @@ namespace GRAPHIC {
 class MoveAndCopysamelayer : public EditingTool {
     Q_OBJECT
 public:
-    enum Mode { NoMode = -1, MoveMode = 0, CopyMode = 1 };
     static constexpr qint32 kMoveCode = 20001402;
     static constexpr qint32 kCopyCode = 20001403;
 

@@ -330,11 +330,8 @@ void MainWindow::updateSelectionCount() {
     if (m_session.isOpen()) {
         try {
             const str job = m_session.job().toStdString(), step = m_step.toStdString();
-            for (const TOLVA::API::matrix_info& row : TOLVA::API::get_matrix(job)) {
-                std::vector<TOLVA::API::featureInfo> list;
-                TOLVA::API::get_selected_feature_info(job, step, row.name, list);
-                count += int(list.size());
-            }
+            for (const TOLVA::API::matrix_info& row : TOLVA::API::get_matrix(job))
+                count += TOLVA::JOB::selected_count(job, step, row.name);
         } catch (...) {
             LOG(WARNING) << "selection count: " << describeFailure(std::current_exception()).toStdString();
         }

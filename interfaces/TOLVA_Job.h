@@ -26,6 +26,9 @@ TOLVA_API_EXPORT void add_layer_note(const str& job, const str& step, const str&
                                      double y, const str& text);
 // Number of features of a layer in a step.
 TOLVA_API_EXPORT int feature_count(const str& job, const str& step, const str& layer);
+// Number of selected features of a layer in a step (a count, without the
+// records that get_selected_feature_info builds).
+TOLVA_API_EXPORT int selected_count(const str& job, const str& step, const str& layer);
 // Grows with every edit and every undo of the job (never with a selection):
 // a host keeps the value it saved at and asks before losing work when it differs.
 TOLVA_API_EXPORT unsigned long long edit_serial(const str& job);

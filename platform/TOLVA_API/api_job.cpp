@@ -163,6 +163,14 @@ int feature_count(const str& job, const str& step, const str& layer) {
     return static_cast<int>(s.layers[findLayerIndex(j, layer)].features.size());
 }
 
+int selected_count(const str& job, const str& step, const str& layer) {
+    KERNEL_LOCK;
+    Job& j = findJob(job);
+    Step& s = findStep(j, step);
+    const std::vector<Feature>& features = s.layers[findLayerIndex(j, layer)].features;
+    return static_cast<int>(std::count_if(features.begin(), features.end(), [](const Feature& f) { return f.selected(); }));
+}
+
 unsigned long long edit_serial(const str& job) {
     KERNEL_LOCK;
     return findJob(job).editSerial;

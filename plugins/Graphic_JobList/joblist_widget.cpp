@@ -376,7 +376,8 @@ void JobListWidget::countSelected(const std::vector<std::string>& layers) {
     for (const std::string& layer : layers) {
         const int row = m_model.indexOf(QString::fromStdString(layer));
         int count = 0;
-        if (guarded("counting the selected features", [&] { count = int(kernel::selected(m_where, layer).size()); }))
+        if (guarded("counting the selected features",
+                    [&] { count = JOB::selected_count(m_where.job, m_where.step, layer); }))
             m_model.setSelectedCount(row, count);
     }
     m_panel->sync(m_model);

@@ -138,8 +138,10 @@ TEST_F(Selection, UnselectAndClearAndSingleFeatures) {
     API::get_selected_feature_info(kJob, "pcb", "a", sel);
     ASSERT_EQ(sel.size(), 2u);
     EXPECT_EQ(sel[1].index, 2);
+    EXPECT_EQ(JOB::selected_count(kJob, "pcb", "a"), 2);
     API::clear_selected_features(kJob, "pcb", "a");
     EXPECT_FALSE(API::is_selected(kJob, "pcb", "a"));
+    EXPECT_EQ(JOB::selected_count(kJob, "pcb", "a"), 0);
     API::select_feature_by_id(kJob, "pcb", "a", 2);
     EXPECT_TRUE(API::is_selected(kJob, "pcb", "a"));
     API::unselect_features(kJob, "pcb", "a");

@@ -286,11 +286,15 @@ TEST_F(JobListSelection, HighlightNamesTheLayerUnderTheClick) {
     selectMode(20000227);
     click(12e6, 2e6);  // only l2 has a feature there, and l2 is hidden
     EXPECT_TRUE(toView(57).empty());
+    int before = redraws();
     click(4e6, 4e6);
     ASSERT_EQ(toView(57).size(), 1u);
     EXPECT_EQ(toView(57)[0].data.value("highlight_layer").toString(), QStringLiteral("top"));
+    EXPECT_EQ(redraws(), before + 1) << "the view is asked to show the highlight";
+    before = redraws();
     click(4e6, 4e6, Qt::MiddleButton);
     ASSERT_EQ(toView(57).size(), 2u);
+    EXPECT_EQ(redraws(), before + 1);
     EXPECT_EQ(toView(57)[1].data.value("highlight_layer").toString(), QString());
 }
 

@@ -5,6 +5,7 @@
 #include <QComboBox>
 #include <QDoubleSpinBox>
 #include <QLabel>
+#include <QToolBar>
 
 #include "ViewTool/MoveAndCopy.h"
 #include "ViewTool/SelectTool.h"
@@ -269,6 +270,11 @@ TEST_F(Toolbars, TheFilterReportNamesPickKindLayerAndCounts) {
                           {20000064, "Pick unselect on top: 3 selected, 1 dropped"}};
     auto* report = child<QLabel>(moveBar, "filterReport");
     ASSERT_TRUE(report);
+    auto* bar = qobject_cast<QToolBar*>(moveBar);
+    ASSERT_TRUE(bar);
+    bool onTheBar = false;
+    for (QAction* a : bar->actions()) onTheBar = onTheBar || bar->widgetForAction(a) == report;
+    EXPECT_TRUE(onTheBar) << "the report sits on the tool bar";
     for (const Case& c : cases) {
         deliver(PluginNames::GraphicView, PluginNames::ToolbarMove, c.code,
                 {{"LayerName", "top"}, {"count", 3}, {"dropped", 1}});
