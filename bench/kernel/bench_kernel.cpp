@@ -213,8 +213,9 @@ void BM_MoveSelected(benchmark::State& st) {
 }
 BENCHMARK(BM_MoveSelected)->Unit(benchmark::kMillisecond);
 
-// Undoing a move of 10,000 selected features of the 100,000 of a layer (the
-// view's Ctrl+Z after a drag). Only the undo is timed; the move before each
+// Undoing a move of 10,000 selected features (every tenth of the first
+// 100,000) of the generated board's top layer (the view's Ctrl+Z after a
+// drag). Only the undo is timed; the move before each
 // one is not. Counters: undo_ms, the mean undo; memcpy_ms, one memcpy of the
 // layer's feature records (40 bytes each, KERNEL::Feature) measured in the
 // same run; x_memcpy, their ratio.
