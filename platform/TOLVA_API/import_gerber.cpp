@@ -1,0 +1,1018 @@
+// Gerber (RS-274X) reader: apertures and macros, draws, arcs, regions,
+// polarity and aperture transformations, step and repeat, X2 attributes.
+//
+// Macro and polygon flashes become surfaces (the exposure-off parts negative
+// surfaces after them), regions one surface per contour (contours of one
+// region are united, which separate surfaces give under the even-odd fill).
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <cstdlib>
+#include <map>
+#include <stdexcept>
+
+#include "import_internal.h"
+
+namespace TOLVA {
+namespace IMPORT {
+namespace DETAIL {
+
+namespace {
+
+using Loop = std::vector<API::lPoint>;
+
+constexpr double kMaxNm = 1.0e9;
+constexpr size_t kMaxFeatures = 20000000;
+
+// A fault found below the command level; the caller adds file and line.
+struct Fault {
+    std::string what;
+};
+[[noreturn]] void fault(const std::string& what) { throw Fault{what}; }
+
+// ---- commands ---------------------------------------------------------------
+struct Command {
+    std::vector<std::string> blocks;  // one for a word command, one or more inside '%'
+    int line = 1;
+    bool extended = false;
+};
+
+bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+
+// Comments and attribute values may hold UTF-8; anything else is plain ASCII.
+bool freeText(const std::string& block) {
+    return block.compare(0, 3, "G04") == 0 || (block.size() > 1 && block[0] == 'T');
+}
+
+void checkBytes(const std::string& block) {
+    const bool free = freeText(block);
+    for (unsigned char c : block)
+        if (c < 0x20 || c == 0x7f || (c >= 0x80 && !free)) {
+            char hex[8];
+            std::snprintf(hex, sizeof hex, "0x%02x", c);
+            fault(std::string("unexpected byte ") + hex);
+        }
+}
+
+// Splits the text into commands; blanks and line breaks between and inside
+// words carry no meaning.
+std::vector<Command> splitCommands(const std::string& text, const std::string& file) {
+    std::vector<Command> out;
+    int line = 1;
+    size_t i = 0;
+    const size_t n = text.size();
+    auto takeBlock = [&](size_t from, size_t to, int startLine) {
+        std::string block;
+        for (size_t k = from; k < to; ++k)
+            if (!isBlank(text[k])) block += text[k];
+        try {
+            checkBytes(block);
+        } catch (const Fault& f) {
+            fileError(file, startLine, f.what);
+        }
+        return block;
+    };
+    auto countLines = [&](size_t from, size_t to) {
+        for (size_t k = from; k < to; ++k)
+            if (text[k] == '\n') ++line;
+    };
+    while (i < n) {
+        const char c = text[i];
+        if (isBlank(c)) {
+            if (c == '\n') ++line;
+            ++i;
+            continue;
+        }
+        Command cmd;
+        cmd.line = line;
+        if (c == '%') {
+            const size_t close = text.find('%', i + 1);
+            if (close == std::string::npos) fileError(file, line, "truncated: '%' command not closed");
+            cmd.extended = true;
+            size_t from = i + 1;
+            while (from < close) {
+                const size_t star = text.find('*', from);
+                if (star == std::string::npos || star > close) {
+                    const std::string rest = takeBlock(from, close, line);
+                    if (!rest.empty()) fileError(file, line, "'" + rest + "' lacks its closing '*'");
+                    break;
+                }
+                cmd.blocks.push_back(takeBlock(from, star, line));
+                from = star + 1;
+            }
+            if (cmd.blocks.empty()) fileError(file, line, "empty '%' command");
+            countLines(i, close);
+            i = close + 1;
+        } else {
+            const size_t star = text.find('*', i);
+            if (star == std::string::npos) {
+                const std::string rest = takeBlock(i, n, line);
+                fileError(file, line, "truncated: '" + rest.substr(0, 40) + "' lacks its closing '*'");
+            }
+            cmd.blocks.push_back(takeBlock(i, star, line));
+            countLines(i, star);
+            i = star + 1;
+        }
+        out.push_back(std::move(cmd));
+    }
+    return out;
+}
+
+// ---- numbers and expressions ------------------------------------------------
+double number(const std::string& s) {
+    if (s.empty()) fault("missing number");
+    char* end = nullptr;
+    const double v = std::strtod(s.c_str(), &end);
+    if (end != s.c_str() + s.size() || !std::isfinite(v)) fault("malformed number '" + s + "'");
+    return v;
+}
+
+std::vector<std::string> split(const std::string& s, char sep) {
+    std::vector<std::string> out;
+    size_t from = 0;
+    for (;;) {
+        const size_t at = s.find(sep, from);
+        out.push_back(s.substr(from, at == std::string::npos ? std::string::npos : at - from));
+        if (at == std::string::npos) return out;
+        from = at + 1;
+    }
+}
+
+// Macro arithmetic: + - x / with parentheses, unary signs, $n variables.
+class Expression {
+public:
+    Expression(const std::string& s, const std::map<int, double>& vars) : s_(s), vars_(vars) {}
+    double value() {
+        const double v = sum();
+        if (pos_ != s_.size()) fault("unexpected '" + s_.substr(pos_) + "' in expression '" + s_ + "'");
+        return v;
+    }
+
+private:
+    double sum() {
+        double v = product();
+        while (pos_ < s_.size() && (s_[pos_] == '+' || s_[pos_] == '-')) {
+            const char op = s_[pos_++];
+            const double r = product();
+            v = op == '+' ? v + r : v - r;
+        }
+        return v;
+    }
+    double product() {
+        double v = unary();
+        while (pos_ < s_.size() && (s_[pos_] == 'x' || s_[pos_] == 'X' || s_[pos_] == '/')) {
+            const char op = s_[pos_++];
+            const double r = unary();
+            if (op == '/' && r == 0) fault("division by zero in expression '" + s_ + "'");
+            v = op == '/' ? v / r : v * r;
+        }
+        return v;
+    }
+    double unary() {
+        if (++depth_ > 64) fault("expression nested too deeply");
+        double v;
+        if (pos_ < s_.size() && (s_[pos_] == '-' || s_[pos_] == '+')) {
+            const bool minus = s_[pos_++] == '-';
+            v = minus ? -unary() : unary();
+        } else {
+            v = primary();
+        }
+        --depth_;
+        return v;
+    }
+    double primary() {
+        if (pos_ >= s_.size()) fault("expression '" + s_ + "' ends early");
+        if (s_[pos_] == '(') {
+            ++pos_;
+            const double v = sum();
+            if (pos_ >= s_.size() || s_[pos_] != ')') fault("missing ')' in expression '" + s_ + "'");
+            ++pos_;
+            return v;
+        }
+        if (s_[pos_] == '$') {
+            const size_t from = ++pos_;
+            while (pos_ < s_.size() && std::isdigit(static_cast<unsigned char>(s_[pos_]))) ++pos_;
+            if (pos_ == from) fault("malformed variable in expression '" + s_ + "'");
+            auto it = vars_.find(std::atoi(s_.substr(from, pos_ - from).c_str()));
+            return it == vars_.end() ? 0.0 : it->second;  // unset variables read as zero
+        }
+        const size_t from = pos_;
+        while (pos_ < s_.size() && (std::isdigit(static_cast<unsigned char>(s_[pos_])) || s_[pos_] == '.')) ++pos_;
+        return number(s_.substr(from, pos_ - from));
+    }
+
+    const std::string& s_;
+    const std::map<int, double>& vars_;
+    size_t pos_ = 0;
+    int depth_ = 0;
+};
+
+// ---- geometry helpers -------------------------------------------------------
+API::lPoint rotated(API::lPoint p, double degrees) {
+    if (degrees == 0) return p;
+    const double a = degrees * M_PI / 180.0;
+    const double c = std::cos(a), s = std::sin(a);
+    return {p.x * c - p.y * s, p.x * s + p.y * c};
+}
+
+Loop circleLoop(double cx, double cy, double r) {
+    const int n = circleSegments(r);
+    Loop out;
+    for (int k = 0; k < n; ++k)
+        out.push_back({cx + r * std::cos(2 * M_PI * k / n), cy + r * std::sin(2 * M_PI * k / n)});
+    return out;
+}
+
+Loop rectLoop(double xmin, double ymin, double xmax, double ymax) {
+    return {{xmin, ymin}, {xmax, ymin}, {xmax, ymax}, {xmin, ymax}};
+}
+
+Loop polygonLoop(double cx, double cy, double diameter, int vertices, double degrees) {
+    Loop out;
+    for (int k = 0; k < vertices; ++k) {
+        const double a = degrees * M_PI / 180.0 + 2 * M_PI * k / vertices;
+        out.push_back({cx + diameter / 2 * std::cos(a), cy + diameter / 2 * std::sin(a)});
+    }
+    return out;
+}
+
+// One quarter of a thermal: the ring between ri and ro outside the cross of
+// half-width g, in the quadrant (sx, sy).
+Loop thermalQuarter(double ri, double ro, double g, double sx, double sy) {
+    Loop q;
+    if (g >= ro) return q;
+    const double a0 = std::asin(g / ro), a1 = M_PI / 2 - a0;
+    const int n = std::max(2, circleSegments(ro) / 4);
+    for (int k = 0; k <= n; ++k) {
+        const double a = a0 + (a1 - a0) * k / n;
+        q.push_back({ro * std::cos(a), ro * std::sin(a)});
+    }
+    if (g < ri) {
+        const double b0 = std::asin(g / ri), b1 = M_PI / 2 - b0;
+        for (int k = n; k >= 0; --k) {
+            const double a = b0 + (b1 - b0) * k / n;
+            q.push_back({ri * std::cos(a), ri * std::sin(a)});
+        }
+    } else {
+        q.push_back({g, g});
+    }
+    for (API::lPoint& p : q) p = {p.x * sx, p.y * sy};
+    if (sx * sy < 0) std::reverse(q.begin(), q.end());
+    return q;
+}
+
+// A flattened aperture part: contours filled even-odd, exposed or not.
+struct Part {
+    bool on = true;
+    std::vector<Loop> contours;
+};
+
+// ---- apertures --------------------------------------------------------------
+struct Aperture {
+    char kind = 'C';  // C R O P, or M for a macro
+    std::vector<double> params;  // nm, except counts and angles
+    std::string macro;
+    std::vector<double> macroArgs;  // file units, as the macro's variables
+    double unit = 1e6;              // nm per file unit when defined
+    API::attr_map attrs;            // aperture attributes at definition
+};
+
+struct Macro {
+    std::vector<std::string> blocks;
+};
+
+// The flattened primitives of a macro flash, in nm about the flash point.
+std::vector<Part> flattenMacro(const Macro& m, const std::vector<double>& args, double unit,
+                               std::vector<std::string>& warnings) {
+    std::map<int, double> vars;
+    for (size_t i = 0; i < args.size(); ++i) vars[static_cast<int>(i) + 1] = args[i];
+    std::vector<Part> parts;
+    for (const std::string& block : m.blocks) {
+        if (block.empty() || block[0] == '0') continue;  // comment
+        if (block[0] == '$') {
+            const size_t eq = block.find('=');
+            if (eq == std::string::npos) fault("malformed macro variable '" + block + "'");
+            const int var = std::atoi(block.substr(1, eq - 1).c_str());
+            vars[var] = Expression(block.substr(eq + 1), vars).value();
+            continue;
+        }
+        std::vector<std::string> fields = split(block, ',');
+        const int code = std::atoi(fields[0].c_str());
+        std::vector<double> v;
+        for (size_t i = 1; i < fields.size(); ++i) v.push_back(Expression(fields[i], vars).value());
+        auto need = [&](size_t count) {
+            if (v.size() < count) fault("macro primitive '" + block + "' has too few parameters");
+        };
+        auto at = [&](size_t i) { return i < v.size() ? v[i] : 0.0; };
+        const double u = unit;
+        Part p;
+        double rotation = 0;
+        switch (code) {
+        case 1:
+            need(4);
+            p.on = v[0] != 0;
+            p.contours.push_back(circleLoop(v[2] * u, v[3] * u, std::fabs(v[1]) * u / 2));
+            rotation = at(4);
+            break;
+        case 2:
+        case 20: {
+            need(7);
+            p.on = v[0] != 0;
+            const double w = v[1] * u / 2, sx = v[2] * u, sy = v[3] * u, ex = v[4] * u, ey = v[5] * u;
+            const double len = std::hypot(ex - sx, ey - sy);
+            if (len == 0) continue;
+            const double nx = -(ey - sy) / len * w, ny = (ex - sx) / len * w;
+            p.contours.push_back({{sx - nx, sy - ny}, {ex - nx, ey - ny}, {ex + nx, ey + ny}, {sx + nx, sy + ny}});
+            rotation = v[6];
+            break;
+        }
+        case 21:
+            need(6);
+            p.on = v[0] != 0;
+            p.contours.push_back(rectLoop((v[3] - v[1] / 2) * u, (v[4] - v[2] / 2) * u,
+                                          (v[3] + v[1] / 2) * u, (v[4] + v[2] / 2) * u));
+            rotation = v[5];
+            break;
+        case 22:
+            need(6);
+            warnings.push_back("deprecated macro primitive 22 (lower-left line)");
+            p.on = v[0] != 0;
+            p.contours.push_back(rectLoop(v[3] * u, v[4] * u, (v[3] + v[1]) * u, (v[4] + v[2]) * u));
+            rotation = v[5];
+            break;
+        case 4: {
+            need(2);
+            p.on = v[0] != 0;
+            const double count = v[1];
+            if (count < 1 || count > 100000 || v.size() < 2 + 2 * (static_cast<size_t>(count) + 1))
+                fault("macro outline '" + block.substr(0, 40) + "' has a wrong vertex count");
+            const size_t points = static_cast<size_t>(count) + 1;
+            Loop loop;
+            for (size_t k = 0; k < points; ++k) loop.push_back({v[2 + 2 * k] * u, v[3 + 2 * k] * u});
+            if (loop.size() > 1 && loop.front().x == loop.back().x && loop.front().y == loop.back().y)
+                loop.pop_back();
+            p.contours.push_back(std::move(loop));
+            rotation = at(2 + 2 * points);
+            break;
+        }
+        case 5: {
+            need(5);
+            p.on = v[0] != 0;
+            const int n = static_cast<int>(v[1]);
+            if (n < 3 || n > 12) fault("macro polygon with " + std::to_string(n) + " vertices (3 to 12)");
+            p.contours.push_back(polygonLoop(v[2] * u, v[3] * u, v[4] * u, n, 0));
+            rotation = at(5);
+            break;
+        }
+        case 6: {
+            need(8);
+            warnings.push_back("deprecated macro primitive 6 (moire)");
+            const double cx = v[0] * u, cy = v[1] * u, thick = v[3] * u, gap = v[4] * u;
+            const int rings = static_cast<int>(std::min(v[5], 1000.0));
+            for (int k = 0; k < rings; ++k) {
+                const double ro = v[2] * u / 2 - k * (thick + gap);
+                if (ro <= 0) break;
+                Part ring;
+                ring.contours.push_back(circleLoop(cx, cy, ro));
+                if (ro - thick > 0) ring.contours.push_back(circleLoop(cx, cy, ro - thick));
+                parts.push_back(std::move(ring));
+            }
+            const double t = v[6] * u / 2, l = v[7] * u / 2;
+            p.contours.push_back(rectLoop(cx - l, cy - t, cx + l, cy + t));
+            parts.push_back(p);
+            p.contours = {rectLoop(cx - t, cy - l, cx + t, cy + l)};
+            rotation = at(8);
+            for (Part& q : parts)
+                for (Loop& loop : q.contours)
+                    for (API::lPoint& pt : loop) pt = rotated(pt, rotation);
+            break;
+        }
+        case 7: {
+            need(5);
+            const double cx = v[0] * u, cy = v[1] * u, ro = v[2] * u / 2, ri = v[3] * u / 2, g = v[4] * u / 2;
+            if (ri >= ro) fault("macro thermal with an inner diameter not below the outer");
+            rotation = at(5);
+            const double signs[4][2] = {{1, 1}, {-1, 1}, {-1, -1}, {1, -1}};
+            for (const auto& s : signs) {
+                Loop q = thermalQuarter(ri, ro, g, s[0], s[1]);
+                if (q.empty()) continue;
+                for (API::lPoint& pt : q) pt = rotated({pt.x + cx, pt.y + cy}, rotation);
+                parts.push_back(Part{true, {std::move(q)}});
+            }
+            continue;
+        }
+        default:
+            fault("unknown macro primitive " + std::to_string(code));
+        }
+        for (Loop& loop : p.contours)
+            for (API::lPoint& pt : loop) pt = rotated(pt, rotation);
+        parts.push_back(std::move(p));
+    }
+    return parts;
+}
+
+// ---- the reader ---------------------------------------------------------------
+struct Transform {  // LM, LR, LS
+    bool mirrorX = false, mirrorY = false;
+    double rotation = 0, scale = 1;
+    bool identity() const { return !mirrorX && !mirrorY && rotation == 0 && scale == 1; }
+    API::lPoint apply(API::lPoint p) const {
+        if (mirrorX) p.x = -p.x;
+        if (mirrorY) p.y = -p.y;
+        p = rotated(p, rotation);
+        return {p.x * scale, p.y * scale};
+    }
+};
+
+struct StepRepeat {
+    bool open = false;
+    size_t first = 0;
+    int nx = 1, ny = 1;
+    double dx = 0, dy = 0;
+};
+
+class GerberReader {
+public:
+    GerberReader(const std::string& text, const std::string& file) : text_(text), file_(file) {
+        out_.report.file = file;
+    }
+
+    ParsedFile run() {
+        std::vector<Command> commands = splitCommands(text_, file_);
+        bool ended = false;
+        for (const Command& c : commands) {
+            line_ = c.line;
+            try {
+                if (c.extended) extended(c.blocks);
+                else ended = word(c.blocks.front());
+            } catch (const Fault& f) {
+                fileError(file_, line_, f.what);
+            } catch (const std::exception& e) {
+                fileError(file_, line_, e.what());
+            }
+            if (ended) break;
+        }
+        if (!ended) fileError(file_, line_, "truncated: the file ends without M02");
+        try {
+            closeStepRepeat();
+        } catch (const Fault& f) {
+            fileError(file_, line_, f.what);
+        }
+        finishImage();
+        return std::move(out_);
+    }
+
+private:
+    void warn(const std::string& what) {
+        if (out_.report.warnings.size() < 200)
+            out_.report.warnings.push_back("line " + std::to_string(line_) + ": " + what);
+    }
+    void warnOnce(const std::string& what) {
+        if (warned_.insert({what, true}).second) warn(what);
+    }
+
+    // ---- extended commands
+    void extended(const std::vector<std::string>& blocks) {
+        const std::string& b = blocks.front();
+        const std::string code = b.substr(0, 2);
+        const std::string arg = b.size() > 2 ? b.substr(2) : std::string();
+        if (code == "FS") formatSpec(arg);
+        else if (code == "MO") {
+            if (arg == "MM") unit_ = 1e6;
+            else if (arg == "IN") unit_ = 25.4e6;
+            else fault("unknown unit '" + arg + "'");
+            unitSet_ = true;
+        } else if (code == "AD") defineAperture(arg);
+        else if (code == "AM") {
+            if (arg.empty()) fault("aperture macro without a name");
+            macros_[arg].blocks.assign(blocks.begin() + 1, blocks.end());
+        } else if (code == "LP") {
+            if (arg == "D") dark_ = true;
+            else if (arg == "C") dark_ = false;
+            else fault("unknown polarity '" + arg + "'");
+        } else if (code == "LM") {
+            if (arg != "N" && arg != "X" && arg != "Y" && arg != "XY") fault("unknown mirroring '" + arg + "'");
+            transform_.mirrorX = arg.find('X') != std::string::npos;
+            transform_.mirrorY = arg.find('Y') != std::string::npos;
+        } else if (code == "LR") transform_.rotation = number(arg);
+        else if (code == "LS") {
+            transform_.scale = number(arg);
+            if (transform_.scale <= 0) fault("scale must be positive");
+        } else if (code == "SR") stepRepeat(arg);
+        else if (code == "TF") fileAttribute(arg);
+        else if (code == "TA") setAttribute(apertureAttrs_, arg);
+        else if (code == "TO") setAttribute(objectAttrs_, arg);
+        else if (code == "TD") deleteAttribute(arg);
+        else if (code == "IP") {
+            if (arg == "NEG") {
+                negativeImage_ = true;
+                warn("negative image (IPNEG): polarities inverted, no background added");
+            } else if (arg != "POS") fault("unknown image polarity '" + arg + "'");
+        } else if (code == "OF") axisPair(arg, offset_[0], offset_[1], 0.0, true);
+        else if (code == "SF") axisPair(arg, imageScale_[0], imageScale_[1], 1.0, false);
+        else if (code == "MI") {
+            double a = 0, b = 0;
+            axisPair(arg, a, b, 0.0, false);
+            imageMirror_[0] = a != 0;
+            imageMirror_[1] = b != 0;
+        } else if (code == "IN" || code == "LN") {
+            // names only
+        } else if (code == "AB") {
+            fault("block apertures (AB) are not supported");
+        } else {
+            warn("ignored command '%" + b.substr(0, 20) + "'");
+        }
+    }
+
+    void formatSpec(const std::string& arg) {
+        // [L|T][A|I]X<i><d>Y<i><d>
+        size_t p = 0;
+        omitTrailing_ = false;
+        if (p < arg.size() && (arg[p] == 'L' || arg[p] == 'T')) omitTrailing_ = arg[p++] == 'T';
+        if (p < arg.size() && (arg[p] == 'A' || arg[p] == 'I')) incremental_ = arg[p++] == 'I';
+        const size_t x = arg.find('X', p), y = arg.find('Y', p);
+        if (x == std::string::npos || y == std::string::npos || x + 3 > arg.size() || y + 3 > arg.size())
+            fault("malformed format statement 'FS" + arg + "'");
+        auto digit = [&](size_t at) {
+            if (!std::isdigit(static_cast<unsigned char>(arg[at]))) fault("malformed format statement 'FS" + arg + "'");
+            return arg[at] - '0';
+        };
+        intDigits_ = digit(x + 1);
+        decDigits_ = digit(x + 2);
+        if (digit(y + 1) != intDigits_ || digit(y + 2) != decDigits_) warn("X and Y formats differ; X's is used");
+        if (decDigits_ == 0 && intDigits_ == 0) fault("format with no digits");
+        formatSet_ = true;
+    }
+
+    void axisPair(const std::string& arg, double& a, double& b, double dflt, bool length) {
+        a = b = dflt;
+        const size_t pa = arg.find('A'), pb = arg.find('B');
+        auto read = [&](size_t at, size_t end) { return number(arg.substr(at + 1, end == std::string::npos ? std::string::npos : end - at - 1)); };
+        if (pa != std::string::npos) a = read(pa, pb > pa ? pb : std::string::npos);
+        if (pb != std::string::npos) b = read(pb, pa > pb ? pa : std::string::npos);
+        if (length) {
+            a *= unit_;
+            b *= unit_;
+        }
+    }
+
+    void defineAperture(const std::string& arg) {
+        if (arg.size() < 3 || arg[0] != 'D') fault("malformed aperture definition 'AD" + arg + "'");
+        size_t p = 1;
+        while (p < arg.size() && std::isdigit(static_cast<unsigned char>(arg[p]))) ++p;
+        if (p == 1) fault("malformed aperture definition 'AD" + arg + "'");
+        const int d = std::atoi(arg.substr(1, p - 1).c_str());
+        if (d < 10) fault("aperture number D" + std::to_string(d) + " below 10");
+        const size_t comma = arg.find(',', p);
+        const std::string name = arg.substr(p, comma == std::string::npos ? std::string::npos : comma - p);
+        std::vector<double> params;
+        if (comma != std::string::npos)
+            for (const std::string& s : split(arg.substr(comma + 1), 'X')) params.push_back(number(s));
+        Aperture a;
+        a.unit = unit_;
+        a.attrs = apertureAttrs_;
+        if (name == "C" || name == "R" || name == "O" || name == "P") {
+            a.kind = name[0];
+            const size_t needed = a.kind == 'C' ? 1 : 2;
+            if (params.size() < needed) fault("aperture D" + std::to_string(d) + " lacks its size");
+            for (size_t i = 0; i < params.size(); ++i) {
+                const bool count = a.kind == 'P' && (i == 1 || i == 2);  // vertices, rotation
+                if (!count && params[i] < 0) fault("aperture D" + std::to_string(d) + " with a negative size");
+                a.params.push_back(count ? params[i] : params[i] * unit_);
+            }
+            if (a.kind == 'P' && (params[1] < 3 || params[1] > 12))
+                fault("polygon aperture D" + std::to_string(d) + " needs 3 to 12 vertices");
+        } else {
+            if (!macros_.count(name)) fault("aperture D" + std::to_string(d) + " uses unknown macro '" + name + "'");
+            a.kind = 'M';
+            a.macro = name;
+            a.macroArgs = params;
+        }
+        apertures_[d] = std::move(a);
+    }
+
+    void stepRepeat(const std::string& arg) {
+        closeStepRepeat();
+        if (arg.empty()) return;
+        StepRepeat sr;
+        sr.open = true;
+        sr.first = out_.features.size();
+        const size_t x = arg.find('X'), y = arg.find('Y'), i = arg.find('I'), j = arg.find('J');
+        if (x == std::string::npos || y == std::string::npos || i == std::string::npos || j == std::string::npos)
+            fault("malformed step and repeat 'SR" + arg + "'");
+        sr.nx = static_cast<int>(number(arg.substr(x + 1, y - x - 1)));
+        sr.ny = static_cast<int>(number(arg.substr(y + 1, i - y - 1)));
+        sr.dx = number(arg.substr(i + 1, j - i - 1)) * unit_;
+        sr.dy = number(arg.substr(j + 1)) * unit_;
+        if (sr.nx < 1 || sr.ny < 1 || static_cast<double>(sr.nx) * sr.ny > 1e6)
+            fault("step and repeat counts out of range");
+        sr_ = sr;
+    }
+
+    void closeStepRepeat() {
+        if (!sr_.open) return;
+        sr_.open = false;
+        std::vector<Feat> block(out_.features.begin() + sr_.first, out_.features.end());
+        if (block.size() * static_cast<size_t>(sr_.nx) * sr_.ny > kMaxFeatures) fault("step and repeat makes too many features");
+        out_.features.resize(sr_.first);
+        for (int j = 0; j < sr_.ny; ++j)
+            for (int i = 0; i < sr_.nx; ++i)
+                for (Feat f : block) {
+                    shift(f, i * sr_.dx, j * sr_.dy);
+                    out_.features.push_back(std::move(f));
+                }
+    }
+
+    static void shift(Feat& f, double dx, double dy) {
+        f.x1 += dx, f.y1 += dy, f.x2 += dx, f.y2 += dy, f.xc += dx, f.yc += dy;
+        for (API::lPoint& p : f.points) p = {p.x + dx, p.y + dy};
+    }
+
+    static std::pair<std::string, std::string> attribute(const std::string& arg) {
+        const size_t comma = arg.find(',');
+        if (comma == std::string::npos) return {arg, std::string()};
+        return {arg.substr(0, comma), arg.substr(comma + 1)};
+    }
+    void fileAttribute(const std::string& arg) {
+        auto kv = attribute(arg);
+        if (kv.first.empty()) fault("file attribute without a name");
+        out_.report.file_attributes[kv.first] = kv.second;
+        if (kv.first == ".FileFunction") out_.fileFunction = kv.second;
+    }
+    void setAttribute(API::attr_map& dict, const std::string& arg) {
+        auto kv = attribute(arg);
+        if (kv.first.empty()) fault("attribute without a name");
+        dict[kv.first] = kv.second;
+    }
+    void deleteAttribute(const std::string& arg) {
+        if (arg.empty()) {
+            apertureAttrs_.clear();
+            objectAttrs_.clear();
+        } else {
+            apertureAttrs_.erase(arg);
+            objectAttrs_.erase(arg);
+        }
+    }
+
+    // ---- word commands; true at the end of the file
+    bool word(const std::string& b) {
+        if (b.compare(0, 3, "G04") == 0 || (b.compare(0, 2, "G4") == 0 && (b.size() == 2 || !std::isdigit(static_cast<unsigned char>(b[2])))))
+            return false;  // comment
+        bool hasX = false, hasY = false, hasI = false, hasJ = false;
+        double x = 0, y = 0, i = 0, j = 0;
+        int d = -1;
+        size_t p = 0;
+        while (p < b.size()) {
+            const char letter = b[p++];
+            const size_t from = p;
+            if (letter == 'G' || letter == 'D' || letter == 'M') {
+                while (p < b.size() && std::isdigit(static_cast<unsigned char>(b[p]))) ++p;
+                if (p == from) fault("malformed command '" + b + "'");
+                const int n = std::atoi(b.substr(from, p - from).c_str());
+                if (letter == 'G') gCode(n);
+                else if (letter == 'D') d = n;
+                else if (n == 2 || n == 0 || n == 1) return n == 2 || n == 0;
+                else fault("unknown command M" + std::to_string(n));
+            } else if (letter == 'X' || letter == 'Y' || letter == 'I' || letter == 'J') {
+                while (p < b.size() && (std::isdigit(static_cast<unsigned char>(b[p])) || b[p] == '-' || b[p] == '+' || b[p] == '.')) ++p;
+                const double v = coordinate(b.substr(from, p - from));
+                if (letter == 'X') hasX = true, x = v;
+                if (letter == 'Y') hasY = true, y = v;
+                if (letter == 'I') hasI = true, i = v;
+                if (letter == 'J') hasJ = true, j = v;
+            } else {
+                fault("unexpected '" + std::string(1, letter) + "' in command '" + b + "'");
+            }
+        }
+        (void)hasI, (void)hasJ;
+        if (d >= 10) {
+            if (!apertures_.count(d)) fault("unknown D code D" + std::to_string(d));
+            aperture_ = d;
+            return false;
+        }
+        const bool hasCoord = hasX || hasY || hasI || hasJ;
+        if (d < 0) {
+            if (!hasCoord) return false;
+            if (lastOperation_ < 0) fault("coordinates without an operation in '" + b + "'");
+            warnOnce("coordinates without D01/D02/D03 repeat the previous operation");
+            d = lastOperation_;
+        }
+        if (d == 0 || d > 3) fault("unknown D code D" + std::to_string(d));
+        lastOperation_ = d;
+        double nx = incremental_ ? curX_ + (hasX ? x : 0) : (hasX ? x : curX_);
+        double ny = incremental_ ? curY_ + (hasY ? y : 0) : (hasY ? y : curY_);
+        if (std::fabs(nx) > kMaxNm || std::fabs(ny) > kMaxNm) fault("coordinate out of range in '" + b + "'");
+        if (d == 1) interpolate(nx, ny, i, j);
+        else if (d == 2) move(nx, ny);
+        else flash(nx, ny);
+        curX_ = nx;
+        curY_ = ny;
+        return false;
+    }
+
+    void gCode(int n) {
+        switch (n) {
+        case 1: case 2: case 3: interpolation_ = n; break;
+        case 36:
+            if (region_) fault("G36 inside a region");
+            region_ = true;
+            contour_.clear();
+            break;
+        case 37:
+            if (!region_) fault("G37 outside a region");
+            closeContour();
+            region_ = false;
+            break;
+        case 74: multiQuadrant_ = false; break;
+        case 75: multiQuadrant_ = true; break;
+        case 70: unit_ = 25.4e6; unitSet_ = true; break;
+        case 71: unit_ = 1e6; unitSet_ = true; break;
+        case 90: incremental_ = false; break;
+        case 91: incremental_ = true; break;
+        case 54: case 55: break;
+        default: fault("unknown command G" + std::to_string(n));
+        }
+    }
+
+    double coordinate(const std::string& s) {
+        if (s.empty()) fault("coordinate without digits");
+        if (!formatSet_) fault("coordinate data before the format statement (FS)");
+        if (!unitSet_) {
+            warnOnce("no unit (MO) before the first coordinate: inches assumed");
+            unitSet_ = true;
+        }
+        if (s.find('.') != std::string::npos) return number(s) * unit_;
+        size_t p = 0;
+        const bool minus = s[0] == '-';
+        if (s[0] == '-' || s[0] == '+') ++p;
+        std::string digits = s.substr(p);
+        if (digits.empty() || digits.find_first_not_of("0123456789") != std::string::npos)
+            fault("malformed coordinate '" + s + "'");
+        const size_t total = static_cast<size_t>(intDigits_ + decDigits_);
+        if (digits.size() > total) fault("coordinate '" + s + "' has more digits than the format allows");
+        if (omitTrailing_) digits.append(total - digits.size(), '0');
+        const double v = std::strtod(digits.c_str(), nullptr) / std::pow(10.0, decDigits_);
+        return (minus ? -v : v) * unit_;
+    }
+
+    // ---- operations
+    const Aperture& current() {
+        if (aperture_ < 0) fault("draw or flash before any aperture is selected");
+        return apertures_.at(aperture_);
+    }
+
+    API::attr_map featureAttrs(const API::attr_map* aperture) const {
+        API::attr_map a;
+        auto set = [&](const char* from, const char* to) {
+            auto it = objectAttrs_.find(from);
+            if (it != objectAttrs_.end()) a[to] = it->second;
+        };
+        set(".N", ".net");
+        set(".C", ".comp");
+        auto pin = objectAttrs_.find(".P");
+        if (pin != objectAttrs_.end()) {
+            const std::vector<std::string> f = split(pin->second, ',');
+            if (!a.count(".comp")) a[".comp"] = f[0];
+            a[".pin"] = f.size() > 1 ? f[1] : f[0];
+        }
+        const API::attr_map& ap = aperture ? *aperture : apertureAttrs_;
+        auto fn = ap.find(".AperFunction");
+        if (fn != ap.end()) a[".aper_function"] = fn->second;
+        return a;
+    }
+
+    void push(Feat f) {
+        if (out_.features.size() >= kMaxFeatures) fault("too many features");
+        out_.features.push_back(std::move(f));
+    }
+
+    void move(double x, double y) {
+        if (region_) {
+            closeContour();
+            contour_ = {{x, y}};
+        }
+    }
+
+    // The centre of a single-quadrant arc: the sign combination of I and J
+    // whose arc spans at most a quarter turn, the radii agreeing best.
+    bool singleQuadrantCentre(double sx, double sy, double ex, double ey, double i, double j,
+                              bool cw, double& cx, double& cy) const {
+        double best = -1;
+        const double si[2] = {1, -1};
+        for (double a : si)
+            for (double b : si) {
+                const double px = sx + a * std::fabs(i), py = sy + b * std::fabs(j);
+                double sweep = std::atan2(ey - py, ex - px) - std::atan2(sy - py, sx - px);
+                if (cw) sweep = -sweep;
+                while (sweep < -1e-9) sweep += 2 * M_PI;
+                if (sweep > M_PI / 2 + 1e-3) continue;
+                const double err = std::fabs(std::hypot(sx - px, sy - py) - std::hypot(ex - px, ey - py));
+                if (best < 0 || err < best) best = err, cx = px, cy = py;
+            }
+        return best >= 0;
+    }
+
+    void interpolate(double x, double y, double i, double j) {
+        const bool arc = interpolation_ == 2 || interpolation_ == 3;
+        const bool cw = interpolation_ == 2;
+        double cx = 0, cy = 0;
+        bool full = false;
+        if (arc) {
+            if (multiQuadrant_) {
+                cx = curX_ + i, cy = curY_ + j;
+                full = x == curX_ && y == curY_;
+            } else if (!singleQuadrantCentre(curX_, curY_, x, y, i, j, cw, cx, cy)) {
+                fault("single-quadrant arc spans more than a quarter turn");
+            }
+            if (cx == curX_ && cy == curY_) fault("arc with its centre on its start point");
+        }
+        if (region_) {
+            if (contour_.empty()) contour_.push_back({curX_, curY_});
+            if (!arc) contour_.push_back({x, y});
+            else if (multiQuadrant_ || !(x == curX_ && y == curY_))
+                for (const API::lPoint& p : arcPoints(curX_, curY_, x, y, cx, cy, cw)) contour_.push_back(p);
+            if (contour_.size() > kMaxFeatures) fault("region contour too long");
+            return;
+        }
+        const Aperture& a = current();
+        Feat f;
+        f.dcode = aperture_;
+        f.positive = dark_;
+        f.attrs = featureAttrs(&a.attrs);
+        f.symbol = strokeSymbol(a);
+        if (f.symbol.empty()) return;
+        f.x1 = curX_, f.y1 = curY_, f.x2 = x, f.y2 = y;
+        if (arc && (full || !(x == curX_ && y == curY_))) {
+            f.kind = Feat::Arc;
+            f.xc = cx, f.yc = cy, f.cw = cw;
+        }
+        push(std::move(f));
+    }
+
+    std::string strokeSymbol(const Aperture& a) {
+        const double s = transform_.scale;
+        if (a.kind == 'C') return "r" + micrometres(a.params[0] * s);
+        if (a.kind == 'R' || a.kind == 'O') {
+            double w = a.params[0] * s, h = a.params[1] * s;
+            if (std::fmod(std::fabs(transform_.rotation), 180.0) == 90.0) std::swap(w, h);
+            else if (std::fmod(transform_.rotation, 180.0) != 0) warnOnce("rotated rectangular aperture drawn unrotated");
+            if (a.kind == 'R') return w == h ? "s" + micrometres(w) : "rect" + micrometres(w) + "x" + micrometres(h);
+            return w == h ? "r" + micrometres(w) : "oval" + micrometres(w) + "x" + micrometres(h);
+        }
+        if (a.kind == 'P') {
+            warnOnce("draw with a polygon aperture: drawn with its circumscribed circle");
+            return "r" + micrometres(a.params[0] * s);
+        }
+        warnOnce("draw with a macro aperture skipped");
+        return std::string();
+    }
+
+    void flash(double x, double y) {
+        if (region_) fault("flash (D03) inside a region");
+        const Aperture& a = current();
+        Feat f;
+        f.kind = Feat::Pad;
+        f.x1 = x, f.y1 = y;
+        f.positive = dark_;
+        f.attrs = featureAttrs(&a.attrs);
+        const double s = transform_.scale;
+        if (a.kind == 'C') {
+            const double hole = a.params.size() > 1 ? a.params[1] * s : 0;
+            const double d = a.params[0] * s;
+            if (a.params.size() > 2) warnOnce("rectangular hole in a circle aperture ignored");
+            if (hole > 0 && hole < d) f.symbol = "donut_r" + micrometres(d) + "x" + micrometres(hole);
+            else f.symbol = "r" + micrometres(d);
+            return push(std::move(f));
+        }
+        if (a.kind == 'R' || a.kind == 'O') {
+            if (a.params.size() > 2) warnOnce("hole in a rectangle or obround aperture ignored");
+            double w = a.params[0] * s, h = a.params[1] * s;
+            double rot = std::fmod(transform_.rotation, 360.0);
+            if (rot < 0) rot += 360;
+            if (std::fmod(rot, 90.0) == 0 && std::fmod(rot, 180.0) != 0) std::swap(w, h);
+            else if (std::fmod(rot, 180.0) != 0) {
+                if (a.kind == 'R' && rot != std::floor(rot)) return flashParts({Part{true, {rectLoop(-w / 2, -h / 2, w / 2, h / 2)}}}, x, y, true);
+                if (rot != std::floor(rot)) warnOnce("obround rotation rounded to whole degrees");
+                f.angle = static_cast<int>(std::lround(rot));
+            }
+            if (a.kind == 'R') f.symbol = w == h ? "s" + micrometres(w) : "rect" + micrometres(w) + "x" + micrometres(h);
+            else f.symbol = w == h ? "r" + micrometres(w) : "oval" + micrometres(w) + "x" + micrometres(h);
+            return push(std::move(f));
+        }
+        if (a.kind == 'P') {
+            if (a.params.size() > 3) warnOnce("hole in a polygon aperture ignored");
+            const double rot = a.params.size() > 2 ? a.params[2] : 0;
+            return flashParts({Part{true, {polygonLoop(0, 0, a.params[0], static_cast<int>(a.params[1]), rot)}}}, x, y, false);
+        }
+        std::vector<std::string> warnings;
+        std::vector<Part> parts = flattenMacro(macros_.at(a.macro), a.macroArgs, a.unit, warnings);
+        for (const std::string& w : warnings) warnOnce(w);
+        flashParts(parts, x, y, false);
+    }
+
+    // Surfaces for flattened aperture parts, transformed and placed at (x, y).
+    // Parts only rotated by the aperture transformation already carry the
+    // rest (mirror, scale) when `rotateOnly` is set.
+    void flashParts(const std::vector<Part>& parts, double x, double y, bool rotateOnly) {
+        Transform t = transform_;
+        if (rotateOnly) t.mirrorX = t.mirrorY = false, t.scale = 1;
+        for (const Part& part : parts) {
+            if (!part.on && !dark_) {
+                warnOnce("exposure-off parts of a clear flash ignored");
+                continue;
+            }
+            Feat f;
+            f.kind = Feat::Surface;
+            f.positive = part.on == dark_;
+            f.dcode = aperture_;
+            f.attrs = featureAttrs(&apertures_.at(aperture_).attrs);
+            for (const Loop& loop : part.contours) {
+                if (loop.size() < 3) continue;
+                for (const API::lPoint& p : loop) {
+                    const API::lPoint q = t.apply(p);
+                    f.points.push_back({q.x + x, q.y + y});
+                }
+                f.points.push_back(f.points[f.points.size() - loop.size()]);
+            }
+            if (!f.points.empty()) push(std::move(f));
+        }
+    }
+
+    void closeContour() {
+        if (contour_.size() > 1) {
+            const API::lPoint first = contour_.front(), last = contour_.back();
+            if (std::hypot(first.x - last.x, first.y - last.y) > 1.0) {
+                warnOnce("open region contour closed");
+                contour_.push_back(first);
+            } else {
+                contour_.back() = first;
+            }
+            if (contour_.size() >= 4) {
+                Feat f;
+                f.kind = Feat::Surface;
+                f.positive = dark_;
+                f.attrs = featureAttrs(nullptr);
+                f.points = contour_;
+                push(std::move(f));
+            } else {
+                warnOnce("region contour with fewer than three corners skipped");
+            }
+        }
+        contour_.clear();
+    }
+
+    // Deprecated image parameters, applied to the finished image.
+    void finishImage() {
+        const bool mirrored = imageMirror_[0] != imageMirror_[1];
+        for (Feat& f : out_.features) {
+            auto map = [&](double& px, double& py) {
+                if (imageMirror_[0]) px = -px;
+                if (imageMirror_[1]) py = -py;
+                px = px * imageScale_[0] + offset_[0];
+                py = py * imageScale_[1] + offset_[1];
+            };
+            map(f.x1, f.y1);
+            map(f.x2, f.y2);
+            map(f.xc, f.yc);
+            for (API::lPoint& p : f.points) map(p.x, p.y);
+            if (mirrored) f.cw = !f.cw;
+            if (negativeImage_) f.positive = !f.positive;
+        }
+    }
+
+    const std::string& text_;
+    std::string file_;
+    ParsedFile out_;
+    int line_ = 1;
+    std::map<std::string, bool> warned_;
+
+    bool formatSet_ = false, unitSet_ = false, omitTrailing_ = false, incremental_ = false;
+    int intDigits_ = 2, decDigits_ = 4;
+    double unit_ = 25.4e6;
+    std::map<int, Aperture> apertures_;
+    std::map<std::string, Macro> macros_;
+    int aperture_ = -1;
+    int interpolation_ = 1;
+    int lastOperation_ = -1;
+    bool multiQuadrant_ = false;
+    bool region_ = false;
+    Loop contour_;
+    bool dark_ = true;
+    Transform transform_;
+    StepRepeat sr_;
+    double curX_ = 0, curY_ = 0;
+    API::attr_map apertureAttrs_, objectAttrs_;
+    bool negativeImage_ = false;
+    double offset_[2] = {0, 0}, imageScale_[2] = {1, 1};
+    bool imageMirror_[2] = {false, false};
+};
+
+}  // namespace
+
+ParsedFile parseGerber(const std::string& text, const std::string& file) {
+    return GerberReader(text, file).run();
+}
+
+}  // namespace DETAIL
+}  // namespace IMPORT
+}  // namespace TOLVA

@@ -1,0 +1,59 @@
+#pragma once
+// Shared pieces of the Gerber and Excellon readers. Internal to the library.
+//
+// A reader turns the text into a ParsedFile (features in nanometres, symbol
+// names, attributes) without touching any job; commitParsed then registers
+// the symbols and adds every feature in one AddFeatures call.
+#include <string>
+#include <vector>
+
+#include "TOLVA_Import.h"
+
+namespace TOLVA {
+namespace IMPORT {
+namespace DETAIL {
+
+struct Feat {
+    enum Kind { Line, Pad, Arc, Surface } kind = Line;
+    double x1 = 0, y1 = 0, x2 = 0, y2 = 0, xc = 0, yc = 0;
+    bool cw = false;
+    std::string symbol;  // empty for surfaces
+    bool positive = true;
+    int angle = 0;
+    int mirror = 0;
+    int dcode = 0;
+    // Surface contours, each closed by repeating its first point.
+    std::vector<API::lPoint> points;
+    API::attr_map attrs;
+};
+
+struct ParsedFile {
+    std::vector<Feat> features;
+    import_report report;
+    std::string fileFunction;  // X2 .FileFunction, "" when absent
+};
+
+// Throws "<file>:<line>: <what>".
+[[noreturn]] void fileError(const std::string& file, int line, const std::string& what);
+
+// A size in nanometres as micrometres in a symbol name: "250", "12.5",
+// "0.001"; the nanometre is kept, sizes below it become one nanometre.
+std::string micrometres(double nm);
+
+// Points along an arc from (xs, ys) to (xe, ye) about (xc, yc), the start
+// excluded, the end included; a full circle when start and end coincide.
+std::vector<API::lPoint> arcPoints(double xs, double ys, double xe, double ye, double xc,
+                                   double yc, bool cw);
+// How many segments a full circle of that radius takes.
+int circleSegments(double radius);
+
+ParsedFile parseGerber(const std::string& text, const std::string& file);
+ParsedFile parseExcellon(const std::string& text, const std::string& file);
+
+// Creates the layer if missing (typed by `type`) and stores the features.
+void commitParsed(const std::string& job, const std::string& step, const std::string& layer,
+                  const std::string& type, ParsedFile& parsed);
+
+}  // namespace DETAIL
+}  // namespace IMPORT
+}  // namespace TOLVA

@@ -1,0 +1,361 @@
+// Layer typing, storing parsed files in a job, and whole-job imports.
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <cstdio>
+#include <set>
+
+#include "TOLVA_Job.h"
+#include "import_internal.h"
+
+namespace TOLVA {
+namespace IMPORT {
+namespace DETAIL {
+
+void fileError(const std::string& file, int line, const std::string& what) {
+    throw API::KernelText(file + ":" + std::to_string(line) + ": " + what);
+}
+
+std::string micrometres(double nm) {
+    long long n = std::llround(nm);
+    if (n < 1) n = 1;
+    std::string s = std::to_string(n / 1000);
+    long long frac = n % 1000;
+    if (frac) {
+        char buf[8];
+        std::snprintf(buf, sizeof buf, ".%03lld", frac);
+        std::string f = buf;
+        while (f.back() == '0') f.pop_back();
+        s += f;
+    }
+    return s;
+}
+
+int circleSegments(double radius) {
+    // Chord error at most about a micrometre, within sane bounds; a multiple
+    // of four so that the extreme points of the circle are vertices.
+    const double tolerance = 1000.0;
+    int n = 16;
+    if (radius > tolerance) n = static_cast<int>(std::ceil(M_PI / std::acos(1.0 - tolerance / radius)));
+    n = std::max(16, std::min(n, 360));
+    return (n + 3) / 4 * 4;
+}
+
+std::vector<API::lPoint> arcPoints(double xs, double ys, double xe, double ye, double xc,
+                                   double yc, bool cw) {
+    const double r = std::hypot(xs - xc, ys - yc);
+    const double a0 = std::atan2(ys - yc, xs - xc);
+    double a1 = std::atan2(ye - yc, xe - xc);
+    double sweep = a1 - a0;
+    const bool full = std::fabs(xs - xe) < 0.5 && std::fabs(ys - ye) < 0.5;
+    if (full) sweep = cw ? -2 * M_PI : 2 * M_PI;
+    else if (cw && sweep >= 0) sweep -= 2 * M_PI;
+    else if (!cw && sweep <= 0) sweep += 2 * M_PI;
+    const int steps = std::max(1, static_cast<int>(std::ceil(circleSegments(r) * std::fabs(sweep) / (2 * M_PI))));
+    std::vector<API::lPoint> out;
+    for (int i = 1; i < steps; ++i) {
+        const double a = a0 + sweep * i / steps;
+        out.push_back({xc + r * std::cos(a), yc + r * std::sin(a)});
+    }
+    out.push_back({full ? xs : xe, full ? ys : ye});
+    return out;
+}
+
+namespace {
+
+std::string record(const Feat& f, int symbol) {
+    const int pol = f.positive ? API::POL_POSITIVE : API::POL_NEGATIVE;
+    switch (f.kind) {
+    case Feat::Line: return API::GreateLineString(f.x1, f.y1, f.x2, f.y2, symbol, pol, f.dcode);
+    case Feat::Pad: return API::GreatePadString(f.x1, f.y1, symbol, pol, f.angle, f.mirror, 1);
+    case Feat::Arc:
+        return API::GreateArcString(f.x1, f.y1, f.x2, f.y2, f.xc, f.yc, symbol, pol, f.dcode, f.cw);
+    case Feat::Surface: break;
+    }
+    return API::GreateSurfaceString(f.points, pol, f.dcode, true);
+}
+
+bool hasLayer(const std::string& job, const std::string& layer) {
+    for (const API::matrix_info& row : API::get_matrix(job))
+        if (row.name == layer) return true;
+    return false;
+}
+
+std::string contextFor(const std::string& type) { return type == "document" ? "misc" : "board"; }
+
+}  // namespace
+
+void commitParsed(const std::string& job, const std::string& step, const std::string& layer,
+                  const std::string& type, ParsedFile& parsed) {
+    JOB::list_steps(job);  // throws for an unknown job before anything changes
+    bool created = false;
+    if (!hasLayer(job, layer)) {
+        JOB::add_layer(job, layer, contextFor(type), type, "positive");
+        created = true;
+    }
+    try {
+        std::vector<std::string> strings;
+        std::vector<API::attr_map> attrs;
+        strings.reserve(parsed.features.size());
+        for (const Feat& f : parsed.features) {
+            int symbol = -1;
+            if (f.kind != Feat::Surface) API::create_new_symbol(job, step, layer, f.symbol, symbol);
+            strings.push_back(record(f, symbol));
+            attrs.push_back(f.attrs);
+        }
+        if (!strings.empty()) API::AddFeatures(job, step, {layer}, {{layer, strings}}, attrs);
+    } catch (const API::KernelText& e) {
+        (void)created;  // an added layer stays empty: the kernel has no call to take a layer out
+        throw API::KernelText(parsed.report.file + ": " + e);
+    }
+    parsed.report.layer = layer;
+    parsed.report.features = static_cast<int>(parsed.features.size());
+    for (const API::matrix_info& row : API::get_matrix(job))
+        if (row.name == layer) parsed.report.type = row.type;
+}
+
+}  // namespace DETAIL
+
+using namespace DETAIL;
+
+namespace {
+
+std::string lower(std::string s) {
+    for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return s;
+}
+
+bool contains(const std::string& s, const char* what) { return s.find(what) != std::string::npos; }
+
+std::string extension(const std::string& file_name) {
+    std::string base = lower(file_name.substr(file_name.find_last_of("/\\") + 1));
+    size_t dot = base.rfind('.');
+    return dot == std::string::npos ? std::string() : base.substr(dot + 1);
+}
+
+bool guessFromFunction(const std::string& function, layer_guess& g) {
+    const std::string f = lower(function);
+    if (f.empty()) return false;
+    if (contains(f, "profile")) g = {"document", true};
+    else if (contains(f, "copper") || contains(f, "plane")) g.type = "signal";
+    else if (contains(f, "soldermask")) g.type = "solder_mask";
+    else if (contains(f, "legend")) g.type = "silk_screen";
+    else if (contains(f, "paste")) g.type = "solder_paste";
+    else if (contains(f, "plated") || contains(f, "drill")) g.type = contains(f, "rout") ? "rout" : "drill";
+    else g.type = "document";
+    return true;
+}
+
+layer_guess guessFromName(const std::string& file_name) {
+    const std::string ext = extension(file_name);
+    const std::string name = lower(file_name.substr(file_name.find_last_of("/\\") + 1));
+    static const std::map<std::string, std::string> byExtension = {
+        {"gtl", "signal"},       {"gbl", "signal"},       {"cmp", "signal"},
+        {"sol", "signal"},       {"gts", "solder_mask"},  {"gbs", "solder_mask"},
+        {"stc", "solder_mask"},  {"sts", "solder_mask"},  {"gto", "silk_screen"},
+        {"gbo", "silk_screen"},  {"plc", "silk_screen"},  {"pls", "silk_screen"},
+        {"gtp", "solder_paste"}, {"gbp", "solder_paste"}, {"crc", "solder_paste"},
+        {"crs", "solder_paste"}, {"drl", "drill"},        {"xln", "drill"},
+        {"exc", "drill"},        {"drd", "drill"},        {"rou", "rout"},
+        {"rout", "rout"}};
+    if (ext == "gko" || ext == "gm1" || ext == "gml" || ext == "gm" || contains(name, "outline") ||
+        contains(name, "edge_cuts") || contains(name, "edge.cuts") || contains(name, "profile"))
+        return {"document", true};
+    auto it = byExtension.find(ext);
+    if (it != byExtension.end()) return {it->second, false};
+    if (ext.size() >= 2 && ext[0] == 'g' && (std::isdigit(static_cast<unsigned char>(ext[1])) ||
+                                             (ext[1] == 'l' && ext.size() > 2)))
+        return {"signal", false};  // inner copper: .g1, .g2, .gl2 ...
+    if (contains(name, "rout") || contains(name, "mill")) return {"rout", false};
+    if (contains(name, "drill") || contains(name, "npth") || contains(name, "pth")) return {"drill", false};
+    if (contains(name, "mask")) return {"solder_mask", false};
+    if (contains(name, "silk") || contains(name, "legend")) return {"silk_screen", false};
+    if (contains(name, "paste")) return {"solder_paste", false};
+    if (contains(name, "copper") || contains(name, "_cu") || contains(name, "top") ||
+        contains(name, "bottom") || contains(name, "inner"))
+        return {"signal", false};
+    return {"document", false};
+}
+
+// Closed loops of the layer's lines and arcs chained end to end, and its
+// surfaces' first contours; the one enclosing the largest area.
+using Loop = std::vector<API::lPoint>;
+
+double area(const Loop& loop) {
+    double a = 0;
+    for (size_t i = 0, n = loop.size(); i < n; ++i)
+        a += loop[i].x * loop[(i + 1) % n].y - loop[(i + 1) % n].x * loop[i].y;
+    return std::fabs(a) / 2;
+}
+
+bool near(const API::lPoint& a, const API::lPoint& b) {
+    return std::hypot(a.x - b.x, a.y - b.y) <= 10000.0;  // 10 um: rounding of the file's format
+}
+
+std::vector<Loop> chainLoops(const std::vector<Feat>& features) {
+    std::vector<Loop> paths;  // each: its points in order
+    for (const Feat& f : features) {
+        if (f.kind == Feat::Line) paths.push_back({{f.x1, f.y1}, {f.x2, f.y2}});
+        if (f.kind == Feat::Arc) {
+            Loop p{{f.x1, f.y1}};
+            for (const API::lPoint& q : arcPoints(f.x1, f.y1, f.x2, f.y2, f.xc, f.yc, f.cw)) p.push_back(q);
+            paths.push_back(std::move(p));
+        }
+    }
+    std::vector<Loop> loops;
+    std::vector<bool> used(paths.size(), false);
+    for (size_t start = 0; start < paths.size(); ++start) {
+        if (used[start]) continue;
+        used[start] = true;
+        Loop loop = paths[start];
+        bool grown = true;
+        while (grown && !near(loop.front(), loop.back())) {
+            grown = false;
+            for (size_t i = 0; i < paths.size() && !grown; ++i) {
+                if (used[i]) continue;
+                Loop p = paths[i];
+                if (near(p.back(), loop.back())) std::reverse(p.begin(), p.end());
+                if (!near(p.front(), loop.back())) continue;
+                loop.insert(loop.end(), p.begin() + 1, p.end());
+                used[i] = grown = true;
+            }
+        }
+        if (loop.size() > 3 && near(loop.front(), loop.back())) {
+            loop.pop_back();
+            loops.push_back(std::move(loop));
+        }
+    }
+    for (const Feat& f : features) {
+        if (f.kind != Feat::Surface || f.points.empty()) continue;
+        Loop loop{f.points.front()};
+        for (size_t i = 1; i < f.points.size() && !(f.points[i].x == loop.front().x && f.points[i].y == loop.front().y); ++i)
+            loop.push_back(f.points[i]);
+        if (loop.size() >= 3) loops.push_back(std::move(loop));
+    }
+    return loops;
+}
+
+std::string uniqueLayerName(const std::string& wanted, std::set<std::string>& taken) {
+    std::string name = wanted.empty() ? "layer" : wanted;
+    for (int i = 2; taken.count(name); ++i) name = (wanted.empty() ? "layer" : wanted) + "_" + std::to_string(i);
+    taken.insert(name);
+    return name;
+}
+
+ParsedFile parseAny(const import_file& f) {
+    const std::string format = detect_format(f.text);
+    if (format == "gerber") return parseGerber(f.text, f.name);
+    if (format == "excellon") return parseExcellon(f.text, f.name);
+    throw API::KernelText(f.name + ": neither a Gerber nor an Excellon file");
+}
+
+}  // namespace
+
+std::string detect_format(const std::string& text) {
+    const std::string head = text.substr(0, 4096);
+    if (contains(head, "%FS") || contains(head, "%MO") || contains(head, "%AD") ||
+        contains(head, "%TF") || (contains(head, "G04") && contains(head, "*")))
+        return "gerber";
+    if (contains(head, "M48") || contains(head, "METRIC") || contains(head, "INCH") ||
+        contains(head, ";FILE_FORMAT"))
+        return "excellon";
+    // A header-less drill file: tool selections and hits, one per line.
+    bool tool = false, hit = false;
+    size_t pos = 0;
+    while (pos < head.size()) {
+        size_t end = head.find('\n', pos);
+        if (end == std::string::npos) end = head.size();
+        const std::string line = head.substr(pos, end - pos);
+        if (line.size() > 1 && line[0] == 'T' && std::isdigit(static_cast<unsigned char>(line[1]))) tool = true;
+        if (line.size() > 1 && (line[0] == 'X' || line[0] == 'Y') && !contains(line, "*")) hit = true;
+        pos = end + 1;
+    }
+    return tool && hit ? "excellon" : "";
+}
+
+layer_guess guess_layer(const std::string& file_name, const std::string& x2_file_function) {
+    layer_guess g;
+    if (guessFromFunction(x2_file_function, g)) return g;
+    return guessFromName(file_name);
+}
+
+std::string guess_layer_type(const std::string& file_name, const std::string& x2_file_function) {
+    return guess_layer(file_name, x2_file_function).type;
+}
+
+std::string layer_name_for(const std::string& file_name) {
+    std::string base = file_name.substr(file_name.find_last_of("/\\") + 1);
+    size_t dot = base.rfind('.');
+    if (dot != std::string::npos && dot > 0) base.erase(dot);
+    for (char& c : base)
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = '_';
+    return lower(base);
+}
+
+namespace {
+
+import_report importInto(const std::string& job, const std::string& step, const std::string& layer,
+                         ParsedFile parsed, const char* format) {
+    parsed.report.format = format;
+    const layer_guess g = guess_layer(parsed.report.file, parsed.fileFunction);
+    parsed.report.outline = g.outline;
+    commitParsed(job, step, layer, g.type, parsed);
+    return parsed.report;
+}
+
+void requireFormat(const std::string& text, const std::string& file, const char* wanted) {
+    const std::string format = detect_format(text);
+    if (format.empty()) throw API::KernelText(file + ": neither a Gerber nor an Excellon file");
+    if (format != wanted) throw API::KernelText(file + ": a " + format + " file, not " + wanted);
+}
+
+}  // namespace
+
+import_report import_gerber(const std::string& job, const std::string& step, const std::string& layer,
+                            const std::string& text, const std::string& file_name) {
+    requireFormat(text, file_name, "gerber");
+    return importInto(job, step, layer, parseGerber(text, file_name), "gerber");
+}
+
+import_report import_excellon(const std::string& job, const std::string& step, const std::string& layer,
+                              const std::string& text, const std::string& file_name) {
+    requireFormat(text, file_name, "excellon");
+    return importInto(job, step, layer, parseExcellon(text, file_name), "excellon");
+}
+
+std::vector<import_report> import_job(const std::string& job, const std::vector<import_file>& files) {
+    if (JOB::job_exists(job)) throw API::KernelText("job '" + job + "' exists already");
+    std::vector<ParsedFile> parsed;
+    for (const import_file& f : files) parsed.push_back(parseAny(f));
+    JOB::create_job(job);
+    std::vector<import_report> reports;
+    try {
+        JOB::create_step(job, "pcb");
+        std::set<std::string> taken;
+        const ParsedFile* outline = nullptr;
+        size_t outlineReport = 0;
+        for (size_t i = 0; i < files.size(); ++i) {
+            const std::string format = detect_format(files[i].text);
+            const std::string layer = uniqueLayerName(layer_name_for(files[i].name), taken);
+            reports.push_back(importInto(job, "pcb", layer, parsed[i], format == "gerber" ? "gerber" : "excellon"));
+            if (reports.back().outline && !outline) {
+                outline = &parsed[i];
+                outlineReport = i;
+            }
+        }
+        if (outline) {
+            std::vector<Loop> loops = chainLoops(outline->features);
+            auto best = std::max_element(loops.begin(), loops.end(),
+                                         [](const Loop& a, const Loop& b) { return area(a) < area(b); });
+            if (best != loops.end()) JOB::set_profile(job, "pcb", *best);
+            else reports[outlineReport].warnings.push_back("the outline layer holds no closed outline: no profile set");
+        }
+    } catch (...) {
+        JOB::delete_job(job);
+        throw;
+    }
+    return reports;
+}
+
+}  // namespace IMPORT
+}  // namespace TOLVA
