@@ -1,0 +1,327 @@
+// Gerber import: coordinate formats, apertures, arcs, regions, polarity,
+// step and repeat, macros, transformations, attributes and rejected files.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "TOLVA_Import.h"
+#include "kernel_test_util.h"
+
+using namespace TOLVA;
+
+namespace {
+
+const char* const kJob = "import";
+const char* const kLayer = "art";
+
+// A millimetre file with coordinates in micrometres (3.3 digits).
+std::string mm33(const std::string& body) { return "%FSLAX33Y33*%\n%MOMM*%\n" + body + "\nM02*\n"; }
+
+class GerberImport : public ::testing::Test {
+protected:
+    void SetUp() override { kt::freshJob(kJob, {}); }
+
+    IMPORT::import_report load(const std::string& text) {
+        return IMPORT::import_gerber(kJob, "pcb", kLayer, text, "t.gbr");
+    }
+    std::vector<API::featureInfo> features() {
+        std::vector<API::featureInfo> out;
+        API::featureInfo f;
+        for (int i = 0; API::get_featureinfo_by_index(kJob, "pcb", kLayer, i, f); ++i) out.push_back(f);
+        return out;
+    }
+    API::featureInfo last() {
+        std::vector<API::featureInfo> all = features();
+        EXPECT_FALSE(all.empty());
+        return all.empty() ? API::featureInfo{} : all.back();
+    }
+};
+
+void expectBox(const API::featureInfo& f, double xmin, double ymin, double xmax, double ymax) {
+    EXPECT_NEAR(f.xmin, xmin, 2) << "xmin";
+    EXPECT_NEAR(f.ymin, ymin, 2) << "ymin";
+    EXPECT_NEAR(f.xmax, xmax, 2) << "xmax";
+    EXPECT_NEAR(f.ymax, ymax, 2) << "ymax";
+}
+
+TEST_F(GerberImport, CoordinateFormatsAndUnits) {
+    struct Case {
+        const char* name;
+        const char* header;
+        const char* body;
+        double x, y;  // nm, of the last pad
+    };
+    const Case cases[] = {
+        {"leading zeros omitted", "%FSLAX24Y24*%%MOMM*%", "X12345Y-500D03*", 1234500, -50000},
+        {"trailing zeros omitted", "%FSTAX24Y24*%%MOMM*%", "X12Y5D03*", 12e6, 50e6},
+        {"inch 3.6", "%FSLAX36Y36*%%MOIN*%", "X1000000Y-250000D03*", 25.4e6, -6.35e6},
+        {"G70 inch", "%FSLAX24Y24*%G70*", "X10000Y5000D03*", 25.4e6, 12.7e6},
+        {"G71 mm", "%FSLAX24Y24*%G71*", "X10000Y5000D03*", 1e6, 0.5e6},
+        {"incremental", "%FSLIX24Y24*%%MOMM*%", "X10000Y10000D03*X10000Y-5000D03*", 2e6, 0.5e6},
+        {"modal coordinates", "%FSLAX24Y24*%%MOMM*%", "X10000Y20000D03*X30000D03*", 3e6, 2e6},
+        {"decimal point", "%FSLAX24Y24*%%MOMM*%", "X1.5Y-2.25D03*", 1.5e6, -2.25e6},
+        {"image offset", "%FSLAX24Y24*%%MOMM*%%OFA1B2*%", "X0Y0D03*", 1e6, 2e6},
+        {"image mirror", "%FSLAX24Y24*%%MOMM*%%MIA1B0*%", "X10000Y10000D03*", -1e6, 1e6},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        kt::freshJob(kJob, {});
+        load(std::string(c.header) + "\n%ADD10C,0.1*%\nD10*\n" + c.body + "\nM02*\n");
+        API::featureInfo f = last();
+        EXPECT_EQ(f.type, API::FT_PAD);
+        EXPECT_DOUBLE_EQ(f.xs, c.x);
+        EXPECT_DOUBLE_EQ(f.ys, c.y);
+    }
+}
+
+TEST_F(GerberImport, AperturesBecomeSymbols) {
+    struct Case {
+        const char* prefix;  // definition and transformations
+        const char* op;
+        int type;
+        const char* symbol;
+        int angle;
+    };
+    const Case cases[] = {
+        {"%ADD10C,0.25*%", "D03", API::FT_PAD, "r250", 0},
+        {"%ADD10C,0.0125*%", "D03", API::FT_PAD, "r12.5", 0},
+        {"%ADD10C,0.5X0.3*%", "D03", API::FT_PAD, "donut_r500x300", 0},
+        {"%ADD10R,0.2X0.1*%", "D03", API::FT_PAD, "rect200x100", 0},
+        {"%ADD10R,0.1X0.1*%", "D03", API::FT_PAD, "s100", 0},
+        {"%ADD10O,0.3X0.15*%", "D03", API::FT_PAD, "oval300x150", 0},
+        {"%ADD10O,0.2X0.2*%", "D03", API::FT_PAD, "r200", 0},
+        {"%ADD10C,0.25*%", "D01", API::FT_LINE, "r250", 0},
+        {"%ADD10R,0.2X0.1*%", "D01", API::FT_LINE, "rect200x100", 0},
+        {"%ADD10R,0.2X0.1*%%LR90*%", "D03", API::FT_PAD, "rect100x200", 0},
+        {"%ADD10R,0.2X0.1*%%LR30*%", "D03", API::FT_PAD, "rect200x100", 30},
+        {"%ADD10C,0.1*%%LS2.5*%", "D03", API::FT_PAD, "r250", 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.prefix) + " " + c.op);
+        kt::freshJob(kJob, {});
+        load(mm33(std::string(c.prefix) + "\nD10*\nX1000Y2000" + c.op + "*"));
+        API::featureInfo f = last();
+        EXPECT_EQ(f.type, c.type);
+        EXPECT_EQ(f.symbol, c.symbol);
+        EXPECT_EQ(f.angle, c.angle);
+        EXPECT_EQ(f.polarity, API::POL_POSITIVE);
+        EXPECT_EQ(f.type == API::FT_LINE ? f.xe : f.xs, 1e6);
+        EXPECT_EQ(f.type == API::FT_LINE ? f.ye : f.ys, 2e6);
+    }
+}
+
+TEST_F(GerberImport, ArcsInEveryQuadrantBothQuadrantModes) {
+    // Quarter circles of radius 1 mm about (2, 3) mm, each quadrant, both
+    // directions; single-quadrant offsets are unsigned.
+    const double cx = 2000, cy = 3000;  // um
+    int cases = 0;
+    for (int mode : {74, 75})
+        for (int q = 0; q < 4; ++q)
+            for (bool cw : {false, true}) {
+                const double a0 = q * M_PI / 2, a1 = (q + 1) * M_PI / 2;
+                const double sx = cx + 1000 * std::cos(cw ? a1 : a0), sy = cy + 1000 * std::sin(cw ? a1 : a0);
+                const double ex = cx + 1000 * std::cos(cw ? a0 : a1), ey = cy + 1000 * std::sin(cw ? a0 : a1);
+                double i = cx - sx, j = cy - sy;
+                if (mode == 74) i = std::fabs(i), j = std::fabs(j);
+                char body[200];
+                std::snprintf(body, sizeof body, "G%d*%%ADD10C,0.1*%%D10*X%.0fY%.0fD02*G%s*X%.0fY%.0fI%.0fJ%.0fD01*",
+                              mode, sx, sy, cw ? "02" : "03", ex, ey, i, j);
+                SCOPED_TRACE(body);
+                kt::freshJob(kJob, {});
+                load(mm33(body));
+                API::featureInfo f = last();
+                EXPECT_EQ(f.type, API::FT_ARC);
+                EXPECT_NEAR(f.xc, cx * 1000, 1);
+                EXPECT_NEAR(f.yc, cy * 1000, 1);
+                EXPECT_NEAR(f.xs, sx * 1000, 1);
+                EXPECT_NEAR(f.ye, ey * 1000, 1);
+                EXPECT_EQ(f.direction, cw ? "CW" : "CCW");
+                ++cases;
+            }
+    EXPECT_EQ(cases, 16);
+}
+
+TEST_F(GerberImport, FullCircleInMultiQuadrantMode) {
+    load(mm33("G75*%ADD10C,0.2*%D10*X3000Y2000D02*G02*X3000Y2000I-1000J0D01*"));
+    API::featureInfo f = last();
+    EXPECT_EQ(f.type, API::FT_ARC);
+    EXPECT_EQ(f.xs, f.xe);
+    EXPECT_EQ(f.ys, f.ye);
+    EXPECT_EQ(f.xc, 2e6);
+    expectBox(f, 0.9e6, 0.9e6, 3.1e6, 3.1e6);  // the whole circle with the pen
+}
+
+TEST_F(GerberImport, RegionContoursBecomeSurfaces) {
+    load(mm33("G36*X0Y0D02*G01*X1000Y0D01*X1000Y1000D01*X0Y1000D01*X0Y0D01*"
+              "X2000Y0D02*X4000Y0D01*X4000Y500D01*X2000Y500D01*X2000Y0D01*G37*"
+              "G75*G36*X6000Y0D02*G03*X6000Y0I1000J0D01*G37*"));
+    std::vector<API::featureInfo> all = features();
+    ASSERT_EQ(all.size(), 3u);
+    for (const API::featureInfo& f : all) EXPECT_EQ(f.type, API::FT_SURFACE);
+    expectBox(all[0], 0, 0, 1e6, 1e6);
+    expectBox(all[1], 2e6, 0, 4e6, 0.5e6);
+    expectBox(all[2], 6e6, -1e6, 8e6, 1e6);  // a circular region, flattened
+}
+
+TEST_F(GerberImport, ClearPolarityKeepsFileOrder) {
+    load(mm33("%ADD10C,1*%%ADD11C,0.5*%D10*X0Y0D03*%LPC*%D11*X0Y0D03*%LPD*%X5000Y0D03*"));
+    std::vector<API::featureInfo> all = features();
+    ASSERT_EQ(all.size(), 3u);
+    const int expected[] = {API::POL_POSITIVE, API::POL_NEGATIVE, API::POL_POSITIVE};
+    const char* symbols[] = {"r1000", "r500", "r500"};
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(all[i].polarity, expected[i]) << i;
+        EXPECT_EQ(all[i].symbol, symbols[i]) << i;
+    }
+    EXPECT_EQ(all[2].xs, 5e6);
+}
+
+TEST_F(GerberImport, StepAndRepeatCopiesKeepDarkThenClear) {
+    load(mm33("%ADD10C,1*%%ADD11C,0.5*%%SRX2Y2I5J3*%D10*X0Y0D03*%LPC*%D11*X0Y0D03*%SR*%%LPD*%D10*X9000Y9000D03*"));
+    std::vector<API::featureInfo> all = features();
+    ASSERT_EQ(all.size(), 9u);
+    const double xs[] = {0, 0, 5e6, 5e6, 0, 0, 5e6, 5e6};
+    const double ys[] = {0, 0, 0, 0, 3e6, 3e6, 3e6, 3e6};
+    for (int i = 0; i < 8; ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_EQ(all[i].xs, xs[i]);
+        EXPECT_EQ(all[i].ys, ys[i]);
+        EXPECT_EQ(all[i].polarity, i % 2 ? API::POL_NEGATIVE : API::POL_POSITIVE);
+    }
+    EXPECT_EQ(all[8].xs, 9e6);  // after the block: not repeated
+}
+
+TEST_F(GerberImport, MacroPrimitivesFlattenToSurfaces) {
+    struct Case {
+        const char* name;
+        const char* macro;  // the body after "%AMM*"
+        const char* args;
+        size_t surfaces;
+        int polarity;  // of the first surface
+        double xmin, ymin, xmax, ymax;  // mm, the first surface's box
+    };
+    const Case cases[] = {
+        {"circle", "1,1,$1,$2,0", "2X0.5", 1, API::POL_POSITIVE, -0.5, -1, 1.5, 1},
+        {"vector line", "20,1,0.2,0,0,1,0,0", "", 1, API::POL_POSITIVE, 0, -0.1, 1, 0.1},
+        {"vector line rotated", "20,1,0.2,0,0,1,0,90", "", 1, API::POL_POSITIVE, -0.1, 0, 0.1, 1},
+        {"centre line rotated about the origin", "21,1,1,0.5,1,0,90", "", 1, API::POL_POSITIVE, -0.25, 0.5, 0.25, 1.5},
+        {"lower-left line", "22,1,1,0.5,1,2,0", "", 1, API::POL_POSITIVE, 1, 2, 2, 2.5},
+        {"outline", "4,1,3,0,0,1,0,1,1,0,0,0", "", 1, API::POL_POSITIVE, 0, 0, 1, 1},
+        {"polygon", "5,1,4,0,0,2,0", "", 1, API::POL_POSITIVE, -1, -1, 1, 1},
+        {"polygon rotated", "5,1,4,0,0,2,45", "", 1, API::POL_POSITIVE, -M_SQRT1_2, -M_SQRT1_2, M_SQRT1_2, M_SQRT1_2},
+        {"thermal: four quarters", "7,0,0,2,1,0.2,0", "", 4, API::POL_POSITIVE, 0.1, 0.1, std::sqrt(0.99), std::sqrt(0.99)},
+        {"exposure off after on", "1,1,2,0,0*1,0,1,0,0", "", 2, API::POL_POSITIVE, -1, -1, 1, 1},
+        {"variables and arithmetic", "$3=$1x2+-$2*21,1,$3,(1+1)/4,0,-$2,0", "0.5X0.25", 1, API::POL_POSITIVE,
+         -0.375, -0.5, 0.375, 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        kt::freshJob(kJob, {});
+        const std::string ad = std::string("%ADD10M") + (*c.args ? "," : "") + c.args + "*%";
+        load(mm33(std::string("%AMM*") + c.macro + "*%" + ad + "D10*X0Y0D03*"));
+        std::vector<API::featureInfo> all = features();
+        ASSERT_EQ(all.size(), c.surfaces);
+        EXPECT_EQ(all[0].type, API::FT_SURFACE);
+        EXPECT_EQ(all[0].polarity, c.polarity);
+        expectBox(all[0], c.xmin * 1e6, c.ymin * 1e6, c.xmax * 1e6, c.ymax * 1e6);
+    }
+    // Exposure off is a negative surface after the positive one.
+    kt::freshJob(kJob, {});
+    load(mm33("%AMM*1,1,2,0,0*1,0,1,0,0*%%ADD10M*%D10*X1000Y0D03*"));
+    std::vector<API::featureInfo> all = features();
+    ASSERT_EQ(all.size(), 2u);
+    EXPECT_EQ(all[1].polarity, API::POL_NEGATIVE);
+    expectBox(all[1], 0.5e6, -0.5e6, 1.5e6, 0.5e6);
+}
+
+TEST_F(GerberImport, PolygonApertureFlashIsASurface) {
+    load(mm33("%ADD10P,1X4*%D10*X1000Y1000D03*"));
+    API::featureInfo f = last();
+    EXPECT_EQ(f.type, API::FT_SURFACE);
+    expectBox(f, 0.5e6, 0.5e6, 1.5e6, 1.5e6);
+}
+
+TEST_F(GerberImport, X2AttributesReachTheFeatures) {
+    IMPORT::import_report r = load(mm33(
+        "%TF.FileFunction,Copper,L1,Top*%%TA.AperFunction,SMDPad,CuDef*%%ADD10C,0.2*%%TD.AperFunction*%"
+        "%ADD11C,0.3*%%TO.N,GND*%%TO.P,U1,7*%D10*X0Y0D03*%TD*%D11*X1000Y0D03*"));
+    EXPECT_EQ(r.file_attributes[".FileFunction"], "Copper,L1,Top");
+    EXPECT_EQ(r.type, "signal");
+    EXPECT_EQ(r.features, 2);
+    std::vector<API::featureInfo> all = features();
+    ASSERT_EQ(all.size(), 2u);
+    const API::attr_map first{{".net", "GND"}, {".comp", "U1"}, {".pin", "7"}, {".aper_function", "SMDPad,CuDef"}};
+    EXPECT_EQ(all[0].attributes, first);
+    EXPECT_TRUE(all[1].attributes.empty());
+}
+
+TEST_F(GerberImport, OneFileIsOneUndoStepAppendedToTheLayer) {
+    load(mm33("%ADD10C,0.1*%D10*X0Y0D03*"));
+    load(mm33("%ADD10C,0.1*%D10*X0Y0D03*X1000Y0D03*"));
+    EXPECT_EQ(JOB::feature_count(kJob, "pcb", kLayer), 3);
+    ASSERT_TRUE(API::undo_last_edit(kJob));
+    EXPECT_EQ(JOB::feature_count(kJob, "pcb", kLayer), 1);
+}
+
+TEST_F(GerberImport, MalformedFilesThrowWithFileAndLineAndChangeNothing) {
+    struct Case {
+        const char* name;
+        std::string text;
+        const char* message;  // part of the text thrown
+    };
+    const Case cases[] = {
+        {"unterminated word", "%FSLAX33Y33*%\n%MOMM*%\n%ADD10C,1*%\nD10*\nX100Y100D03", "t.gbr:5: truncated"},
+        {"no end of file", "%FSLAX33Y33*%\n%MOMM*%\n%ADD10C,1*%\nD10*\nX100Y100D03*\n", "without M02"},
+        {"unclosed extended command", "%FSLAX33Y33*%\n%MOMM*\n", "t.gbr:2: truncated"},
+        {"garbage bytes", "%FSLAX33Y33*%\n%MOMM*%\n%ADD10C,1*%\nD10*\nX1\x01\x02Y1D03*\nM02*\n", "t.gbr:5: unexpected byte 0x01"},
+        {"unknown D code", "%FSLAX33Y33*%\n%MOMM*%\nD99*\nM02*\n", "t.gbr:3: unknown D code D99"},
+        {"flash before an aperture", "%FSLAX33Y33*%\n%MOMM*%\nX0Y0D03*\nM02*\n", "t.gbr:3: "},
+        {"coordinates before FS", "%MOMM*%\n%ADD10C,1*%\nD10*\nX0Y0D03*\nM02*\n", "t.gbr:4: coordinate data before"},
+        {"unknown macro primitive", "%FSLAX33Y33*%\n%MOMM*%\n%AMQ*9,1*%\n%ADD10Q*%\nD10*\nX0Y0D03*\nM02*\n",
+         "t.gbr:6: unknown macro primitive 9"},
+        {"unbalanced expression", "%FSLAX33Y33*%\n%MOMM*%\n%AMQ*1,1,(1+2,0,0*%\n%ADD10Q*%\nD10*\nX0Y0D03*\nM02*\n",
+         "t.gbr:6: missing ')'"},
+        {"too many digits", "%FSLAX23Y23*%\n%MOMM*%\n%ADD10C,1*%\nD10*\nX1234567Y0D03*\nM02*\n", "t.gbr:5: "},
+        {"not a Gerber file", "hello world\n", "neither a Gerber nor an Excellon"},
+        {"an Excellon file", "M48\nMETRIC\nT1C0.3\n%\nT1\nX1.0Y1.0\nM30\n", "not gerber"},
+    };
+    load(mm33("%ADD10C,0.1*%D10*X0Y0D03*"));
+    const unsigned long long serial = JOB::edit_serial(kJob);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        try {
+            load(c.text);
+            ADD_FAILURE() << "no error";
+        } catch (const API::KernelText& e) {
+            EXPECT_NE(e.find("t.gbr"), std::string::npos) << e;
+            EXPECT_NE(e.find(c.message), std::string::npos) << e;
+        }
+        EXPECT_EQ(JOB::feature_count(kJob, "pcb", kLayer), 1);
+        EXPECT_EQ(JOB::edit_serial(kJob), serial);
+    }
+}
+
+TEST_F(GerberImport, GarbageNeverHangsOrCrashes) {
+    // Every prefix of a valid file, and the file with bytes flipped: each
+    // either loads or throws a text.
+    const std::string good = mm33("%AMM*1,1,$1,0,0*%%ADD10M,1*%%ADD11C,0.1*%D10*X0Y0D03*D11*G75*G36*X0Y0D02*"
+                                  "G03*X0Y0I500J0D01*G37*%SRX2Y1I1J1*%X100Y100D03*%SR*%");
+    int loaded = 0, thrown = 0;
+    for (size_t cut = 0; cut <= good.size(); cut += 3) {
+        for (int flip = 0; flip < 2; ++flip) {
+            std::string text = good.substr(0, cut);
+            if (flip && !text.empty()) text[text.size() / 2] = static_cast<char>(text[text.size() / 2] ^ 0x5a);
+            try {
+                IMPORT::import_gerber(kJob, "pcb", kLayer, text, "t.gbr");
+                ++loaded;
+            } catch (const API::KernelText&) {
+                ++thrown;
+            }
+        }
+    }
+    EXPECT_GT(thrown, 0);
+    EXPECT_GE(loaded, 1);  // the whole file, at least
+    EXPECT_NO_THROW(IMPORT::import_gerber(kJob, "pcb", kLayer, good, "t.gbr"));
+}
+
+}  // namespace
