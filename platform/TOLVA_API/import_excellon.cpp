@@ -102,6 +102,13 @@ private:
             out_.report.warnings.push_back("line " + std::to_string(line_) + ": " + what);
     }
 
+    // Coordinates and motion codes belong to the body even when a header
+    // was never closed.
+    static bool startsBody(const std::string& s) {
+        return s[0] == 'X' || s[0] == 'Y' || startsWith(s, "G0") || startsWith(s, "G85") ||
+               (s[0] == 'T' && s.find('C') == std::string::npos);
+    }
+
     // True at the end of the program.
     bool handle(const std::string& s) {
         if (s.empty()) return false;
@@ -127,6 +134,10 @@ private:
             metric_ = s == "M71";
             unitSet_ = true;
             return false;
+        }
+        if (header_ && startsBody(s)) {
+            warn("the header (M48) runs into the body without '%': closed here");
+            header_ = false;
         }
         if (s[0] == 'T' && s.size() > 1 && std::isdigit(static_cast<unsigned char>(s[1]))) {
             tool(s);

@@ -269,12 +269,13 @@ struct Part {
 
 // ---- apertures --------------------------------------------------------------
 struct Aperture {
-    char kind = 'C';  // C R O P, or M for a macro
+    char kind = 'C';  // C R O P, M for a macro, B for a block
     std::vector<double> params;  // nm, except counts and angles
     std::string macro;
     std::vector<double> macroArgs;  // file units, as the macro's variables
     double unit = 1e6;              // nm per file unit when defined
     API::attr_map attrs;            // aperture attributes at definition
+    std::vector<Feat> block;        // B: the block's features about its origin
 };
 
 struct Macro {
@@ -453,6 +454,8 @@ public:
             if (ended) break;
         }
         if (!ended) fileError(file_, line_, "truncated: the file ends without M02");
+        if (!openBlocks_.empty()) fileError(file_, line_, "block aperture D" + std::to_string(openBlocks_.back().first) + " is not closed");
+        if (region_) fileError(file_, line_, "truncated: the file ends inside a region (G36)");
         try {
             closeStepRepeat();
         } catch (const Fault& f) {
@@ -518,7 +521,7 @@ private:
         } else if (code == "IN" || code == "LN") {
             // names only
         } else if (code == "AB") {
-            fault("block apertures (AB) are not supported");
+            blockAperture(arg);
         } else {
             warn("ignored command '%" + b.substr(0, 20) + "'");
         }
@@ -607,6 +610,58 @@ private:
         if (sr.nx < 1 || sr.ny < 1 || static_cast<double>(sr.nx) * sr.ny > 1e6)
             fault("step and repeat counts out of range");
         sr_ = sr;
+    }
+
+    // %ABDnn*% opens a block aperture, %AB*% closes the innermost one: the
+    // features between become the aperture, about the origin.
+    void blockAperture(const std::string& arg) {
+        if (arg.empty()) {
+            if (openBlocks_.empty()) fault("AB closes no open block aperture");
+            const std::pair<int, size_t> open = openBlocks_.back();
+            openBlocks_.pop_back();
+            Aperture a;
+            a.kind = 'B';
+            a.unit = unit_;
+            a.block.assign(out_.features.begin() + open.second, out_.features.end());
+            out_.features.resize(open.second);
+            apertures_[open.first] = std::move(a);
+            return;
+        }
+        if (sr_.open) fault("block aperture inside a step and repeat");
+        if (arg.size() < 2 || arg[0] != 'D' || arg.find_first_not_of("0123456789", 1) != std::string::npos)
+            fault("malformed block aperture 'AB" + arg + "'");
+        const int d = std::atoi(arg.c_str() + 1);
+        if (d < 10) fault("aperture number D" + std::to_string(d) + " below 10");
+        if (openBlocks_.size() > 32) fault("block apertures nested too deeply");
+        openBlocks_.push_back({d, out_.features.size()});
+    }
+
+    // A block flash: its features through the aperture transformation, placed
+    // at (x, y); a clear flash toggles their polarities.
+    void flashBlock(const Aperture& a, double x, double y) {
+        const Transform& t = transform_;
+        const bool mirrored = t.mirrorX != t.mirrorY;
+        if (t.scale != 1) warnOnce("block aperture scaled in position only: its symbols keep their size");
+        for (Feat f : a.block) {
+            auto place = [&](double& px, double& py) {
+                const API::lPoint q = t.apply({px, py});
+                px = q.x + x, py = q.y + y;
+            };
+            place(f.x1, f.y1);
+            place(f.x2, f.y2);
+            place(f.xc, f.yc);
+            for (API::lPoint& p : f.points) place(p.x, p.y);
+            if (mirrored) f.cw = !f.cw;
+            if (f.kind == Feat::Pad) {
+                int angle = f.angle;
+                if (t.mirrorX != t.mirrorY) angle = (t.mirrorY ? 180 : 0) - angle, f.mirror = !f.mirror;
+                else if (t.mirrorX) angle += 180;
+                angle += static_cast<int>(std::lround(t.rotation));
+                f.angle = ((angle % 360) + 360) % 360;
+            }
+            if (!dark_) f.positive = !f.positive;
+            push(std::move(f));
+        }
     }
 
     void closeStepRepeat() {
@@ -812,6 +867,13 @@ private:
         return best >= 0;
     }
 
+    void interpolateStraight(double x, double y) {
+        const int mode = interpolation_;
+        interpolation_ = 1;
+        interpolate(x, y, 0, 0);
+        interpolation_ = mode;
+    }
+
     void interpolate(double x, double y, double i, double j) {
         const bool arc = interpolation_ == 2 || interpolation_ == 3;
         const bool cw = interpolation_ == 2;
@@ -824,7 +886,10 @@ private:
             } else if (!singleQuadrantCentre(curX_, curY_, x, y, i, j, cw, cx, cy)) {
                 fault("single-quadrant arc spans more than a quarter turn");
             }
-            if (cx == curX_ && cy == curY_) fault("arc with its centre on its start point");
+            if (cx == curX_ && cy == curY_) {
+                warnOnce("arc with its centre on its start point drawn straight");
+                return interpolateStraight(x, y);
+            }
         }
         if (region_) {
             if (contour_.empty()) contour_.push_back({curX_, curY_});
@@ -863,7 +928,7 @@ private:
             warnOnce("draw with a polygon aperture: drawn with its circumscribed circle");
             return "r" + micrometres(a.params[0] * s);
         }
-        warnOnce("draw with a macro aperture skipped");
+        warnOnce("draw with a macro or block aperture skipped");
         return std::string();
     }
 
@@ -904,6 +969,7 @@ private:
             const double rot = a.params.size() > 2 ? a.params[2] : 0;
             return flashParts({Part{true, {polygonLoop(0, 0, a.params[0], static_cast<int>(a.params[1]), rot)}}}, x, y, false);
         }
+        if (a.kind == 'B') return flashBlock(a, x, y);
         std::vector<std::string> warnings;
         std::vector<Part> parts = flattenMacro(macros_.at(a.macro), a.macroArgs, a.unit, warnings);
         for (const std::string& w : warnings) warnOnce(w);
@@ -1000,6 +1066,7 @@ private:
     bool dark_ = true;
     Transform transform_;
     StepRepeat sr_;
+    std::vector<std::pair<int, size_t>> openBlocks_;  // aperture number, first feature
     double curX_ = 0, curY_ = 0;
     API::attr_map apertureAttrs_, objectAttrs_;
     bool negativeImage_ = false;

@@ -7,6 +7,7 @@
 
 #include "TOLVA_Job.h"
 #include "import_internal.h"
+#include "kernel.h"
 
 namespace TOLVA {
 namespace IMPORT {
@@ -85,27 +86,72 @@ std::string contextFor(const std::string& type) { return type == "document" ? "m
 
 }  // namespace
 
+namespace {
+
+void checkCoordinates(const Feat& f, const std::string& file) {
+    for (double v : {f.x1, f.y1, f.x2, f.y2, f.xc, f.yc})
+        if (!(std::fabs(v) <= KERNEL::kMaxCoordinate))
+            throw API::KernelText(file + ": a feature lies out of the kernel's range (one metre)");
+}
+
+// Everything the kernel could still reject, found before the job changes:
+// symbol names and coordinates fail the file; surfaces that rounding to the
+// nanometre leaves without area are dropped.
+std::map<size_t, std::string> validate(ParsedFile& parsed) {
+    const std::string& file = parsed.report.file;
+    std::map<size_t, std::string> surfaces;
+    std::set<std::string> symbols;
+    std::vector<Feat> kept;
+    kept.reserve(parsed.features.size());
+    int dropped = 0;
+    for (Feat& f : parsed.features) {
+        if (f.kind == Feat::Surface) {
+            try {
+                const int pol = f.positive ? API::POL_POSITIVE : API::POL_NEGATIVE;
+                surfaces[kept.size()] = API::GreateSurfaceString(f.points, pol, f.dcode, true);
+            } catch (const API::KernelText&) {
+                ++dropped;
+                continue;
+            }
+        } else {
+            checkCoordinates(f, file);
+            if (symbols.insert(f.symbol).second) {
+                try {
+                    KERNEL::parseSymbol(f.symbol);
+                } catch (const API::KernelText& e) {
+                    throw API::KernelText(file + ": " + e);
+                }
+            }
+        }
+        kept.push_back(std::move(f));
+    }
+    if (dropped)
+        parsed.report.warnings.push_back(std::to_string(dropped) +
+                                         " surfaces without area after rounding to the nanometre dropped");
+    parsed.features = std::move(kept);
+    return surfaces;
+}
+
+}  // namespace
+
 void commitParsed(const std::string& job, const std::string& step, const std::string& layer,
                   const std::string& type, ParsedFile& parsed) {
     JOB::list_steps(job);  // throws for an unknown job before anything changes
-    bool created = false;
-    if (!hasLayer(job, layer)) {
-        JOB::add_layer(job, layer, contextFor(type), type, "positive");
-        created = true;
-    }
+    std::map<size_t, std::string> surfaces = validate(parsed);
+    if (!hasLayer(job, layer)) JOB::add_layer(job, layer, contextFor(type), type, "positive");
     try {
         std::vector<std::string> strings;
         std::vector<API::attr_map> attrs;
         strings.reserve(parsed.features.size());
-        for (const Feat& f : parsed.features) {
+        for (size_t i = 0; i < parsed.features.size(); ++i) {
+            const Feat& f = parsed.features[i];
             int symbol = -1;
             if (f.kind != Feat::Surface) API::create_new_symbol(job, step, layer, f.symbol, symbol);
-            strings.push_back(record(f, symbol));
+            strings.push_back(f.kind == Feat::Surface ? surfaces[i] : record(f, symbol));
             attrs.push_back(f.attrs);
         }
         if (!strings.empty()) API::AddFeatures(job, step, {layer}, {{layer, strings}}, attrs);
     } catch (const API::KernelText& e) {
-        (void)created;  // an added layer stays empty: the kernel has no call to take a layer out
         throw API::KernelText(parsed.report.file + ": " + e);
     }
     parsed.report.layer = layer;

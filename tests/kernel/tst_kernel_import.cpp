@@ -234,6 +234,38 @@ TEST_F(GerberImport, MacroPrimitivesFlattenToSurfaces) {
     expectBox(all[1], 0.5e6, -0.5e6, 1.5e6, 0.5e6);
 }
 
+TEST_F(GerberImport, BlockAperturesPlaceTheirFeatures) {
+    load(mm33("%ABD12*%%ADD11C,0.5*%%ADD13C,0.2*%D11*X0Y0D03*%LPC*%D13*X1000Y0D03*%LPD*%%AB*%"
+              "D12*X5000Y5000D03*%LPC*%X9000Y0D03*%LPD*%%LR90*%X0Y9000D03*"));
+    std::vector<API::featureInfo> all = features();
+    ASSERT_EQ(all.size(), 6u);
+    struct Expect {
+        double x, y;  // mm
+        const char* symbol;
+        int polarity;
+    };
+    const Expect want[] = {
+        {5, 5, "r500", API::POL_POSITIVE}, {6, 5, "r200", API::POL_NEGATIVE},   // as defined
+        {9, 0, "r500", API::POL_NEGATIVE}, {10, 0, "r200", API::POL_POSITIVE},  // flashed clear: toggled
+        {0, 9, "r500", API::POL_POSITIVE}, {0, 10, "r200", API::POL_NEGATIVE},  // rotated a quarter turn
+    };
+    for (size_t i = 0; i < all.size(); ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_NEAR(all[i].xs, want[i].x * 1e6, 1);
+        EXPECT_NEAR(all[i].ys, want[i].y * 1e6, 1);
+        EXPECT_EQ(all[i].symbol, want[i].symbol);
+        EXPECT_EQ(all[i].polarity, want[i].polarity);
+    }
+}
+
+TEST_F(GerberImport, ArcWithoutOffsetsIsDrawnStraight) {
+    IMPORT::import_report r = load(mm33("G75*%ADD10C,0.1*%D10*X0Y0D02*G02*X1000Y0D01*"));
+    API::featureInfo f = last();
+    EXPECT_EQ(f.type, API::FT_LINE);
+    EXPECT_EQ(f.xe, 1e6);
+    EXPECT_EQ(r.warnings.size(), 1u);
+}
+
 TEST_F(GerberImport, PolygonApertureFlashIsASurface) {
     load(mm33("%ADD10P,1X4*%D10*X1000Y1000D03*"));
     API::featureInfo f = last();
@@ -281,6 +313,8 @@ TEST_F(GerberImport, MalformedFilesThrowWithFileAndLineAndChangeNothing) {
          "t.gbr:6: unknown macro primitive 9"},
         {"unbalanced expression", "%FSLAX33Y33*%\n%MOMM*%\n%AMQ*1,1,(1+2,0,0*%\n%ADD10Q*%\nD10*\nX0Y0D03*\nM02*\n",
          "t.gbr:6: missing ')'"},
+        {"unclosed block aperture", "%FSLAX33Y33*%\n%MOMM*%\n%ABD12*%\nM02*\n", "t.gbr:4: block aperture D12 is not closed"},
+        {"unclosed region", "%FSLAX33Y33*%\n%MOMM*%\nG36*\nX0Y0D02*\nM02*\n", "inside a region"},
         {"too many digits", "%FSLAX23Y23*%\n%MOMM*%\n%ADD10C,1*%\nD10*\nX1234567Y0D03*\nM02*\n", "t.gbr:5: "},
         {"not a Gerber file", "hello world\n", "neither a Gerber nor an Excellon"},
         {"an Excellon file", "M48\nMETRIC\nT1C0.3\n%\nT1\nX1.0Y1.0\nM30\n", "not gerber"},

@@ -93,6 +93,15 @@ TEST_F(DrillImport, InlineToolsWithoutHeader) {
     EXPECT_EQ(all[1].xs, 2e6);
 }
 
+TEST_F(DrillImport, HeaderRunningIntoTheBodyEndsThere) {
+    IMPORT::import_report r = load("M48\nMETRIC,TZ\nT1C0.5\nT1\nX1000Y2000\nM30\n");
+    std::vector<API::featureInfo> all = features();
+    ASSERT_EQ(all.size(), 1u);
+    EXPECT_EQ(all[0].xs, 1e6);
+    EXPECT_EQ(all[0].ys, 2e6);
+    EXPECT_FALSE(r.warnings.empty());
+}
+
 TEST_F(DrillImport, SlotsAndRoutPaths) {
     load("M48\nMETRIC\nT1C1.0\n%\nT1\nX1.0Y1.0G85X3.0Y1.0\n"
          "G00X0Y0\nM15\nG01X5.0Y0\nG02X6.0Y1.0A1.0\nG03X7.0Y2.0I0J1.0\nM16\n"
