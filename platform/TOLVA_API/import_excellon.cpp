@@ -88,9 +88,11 @@ public:
     }
 
 private:
+    // Comments may hold UTF-8; everything else is plain ASCII.
     static void checkBytes(const std::string& s) {
+        const bool comment = trimmed(s).compare(0, 1, ";") == 0;
         for (unsigned char c : s)
-            if ((c < 0x20 && c != '\t' && c != '\r') || c == 0x7f || c >= 0x80) {
+            if ((c < 0x20 && c != '\t' && c != '\r') || c == 0x7f || (c >= 0x80 && !comment)) {
                 char hex[8];
                 std::snprintf(hex, sizeof hex, "0x%02x", c);
                 fault(std::string("unexpected byte ") + hex);

@@ -61,10 +61,13 @@ std::vector<Command> splitCommands(const std::string& text, const std::string& f
     int line = 1;
     size_t i = 0;
     const size_t n = text.size();
+    // Line breaks carry no meaning anywhere; spaces only in comments and
+    // attribute values.
     auto takeBlock = [&](size_t from, size_t to, int startLine) {
         std::string block;
         for (size_t k = from; k < to; ++k)
-            if (!isBlank(text[k])) block += text[k];
+            if (text[k] != '\r' && text[k] != '\n' && (!block.empty() || !isBlank(text[k]))) block += text[k];
+        if (!freeText(block)) block.erase(std::remove_if(block.begin(), block.end(), isBlank), block.end());
         try {
             checkBytes(block);
         } catch (const Fault& f) {
@@ -728,6 +731,8 @@ private:
                 else if (letter == 'D') d = n;
                 else if (n == 2 || n == 0 || n == 1) return n == 2 || n == 0;
                 else fault("unknown command M" + std::to_string(n));
+            } else if (letter == 'N' && from == 1) {  // sequence number
+                while (p < b.size() && std::isdigit(static_cast<unsigned char>(b[p]))) ++p;
             } else if (letter == 'X' || letter == 'Y' || letter == 'I' || letter == 'J') {
                 while (p < b.size() && (std::isdigit(static_cast<unsigned char>(b[p])) || b[p] == '-' || b[p] == '+' || b[p] == '.')) ++p;
                 const double v = coordinate(b.substr(from, p - from));

@@ -136,7 +136,9 @@ std::map<size_t, std::string> validate(ParsedFile& parsed) {
 
 void commitParsed(const std::string& job, const std::string& step, const std::string& layer,
                   const std::string& type, ParsedFile& parsed) {
-    JOB::list_steps(job);  // throws for an unknown job before anything changes
+    const std::vector<std::string> steps = JOB::list_steps(job);  // throws for an unknown job
+    if (std::find(steps.begin(), steps.end(), step) == steps.end())
+        throw API::KernelText(parsed.report.file + ": job '" + job + "' has no step '" + step + "'");
     std::map<size_t, std::string> surfaces = validate(parsed);
     if (!hasLayer(job, layer)) JOB::add_layer(job, layer, contextFor(type), type, "positive");
     try {

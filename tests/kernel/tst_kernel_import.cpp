@@ -60,6 +60,7 @@ TEST_F(GerberImport, CoordinateFormatsAndUnits) {
         {"incremental", "%FSLIX24Y24*%%MOMM*%", "X10000Y10000D03*X10000Y-5000D03*", 2e6, 0.5e6},
         {"modal coordinates", "%FSLAX24Y24*%%MOMM*%", "X10000Y20000D03*X30000D03*", 3e6, 2e6},
         {"decimal point", "%FSLAX24Y24*%%MOMM*%", "X1.5Y-2.25D03*", 1.5e6, -2.25e6},
+        {"sequence numbers, line breaks", "%FSLAX24Y24*%%MOMM*%", "N12X100\n00Y5\r\n000D03*", 1e6, 0.5e6},
         {"image offset", "%FSLAX24Y24*%%MOMM*%%OFA1B2*%", "X0Y0D03*", 1e6, 2e6},
         {"image mirror", "%FSLAX24Y24*%%MOMM*%%MIA1B0*%", "X10000Y10000D03*", -1e6, 1e6},
     };
@@ -276,13 +277,13 @@ TEST_F(GerberImport, PolygonApertureFlashIsASurface) {
 TEST_F(GerberImport, X2AttributesReachTheFeatures) {
     IMPORT::import_report r = load(mm33(
         "%TF.FileFunction,Copper,L1,Top*%%TA.AperFunction,SMDPad,CuDef*%%ADD10C,0.2*%%TD.AperFunction*%"
-        "%ADD11C,0.3*%%TO.N,GND*%%TO.P,U1,7*%D10*X0Y0D03*%TD*%D11*X1000Y0D03*"));
+        "%ADD11C,0.3*%%TO.N,Net 1*%%TO.P,U1,7*%D10*X0Y0D03*%TD*%D11*X1000Y0D03*"));
     EXPECT_EQ(r.file_attributes[".FileFunction"], "Copper,L1,Top");
     EXPECT_EQ(r.type, "signal");
     EXPECT_EQ(r.features, 2);
     std::vector<API::featureInfo> all = features();
     ASSERT_EQ(all.size(), 2u);
-    const API::attr_map first{{".net", "GND"}, {".comp", "U1"}, {".pin", "7"}, {".aper_function", "SMDPad,CuDef"}};
+    const API::attr_map first{{".net", "Net 1"}, {".comp", "U1"}, {".pin", "7"}, {".aper_function", "SMDPad,CuDef"}};
     EXPECT_EQ(all[0].attributes, first);
     EXPECT_TRUE(all[1].attributes.empty());
 }
@@ -333,6 +334,9 @@ TEST_F(GerberImport, MalformedFilesThrowWithFileAndLineAndChangeNothing) {
         EXPECT_EQ(JOB::feature_count(kJob, "pcb", kLayer), 1);
         EXPECT_EQ(JOB::edit_serial(kJob), serial);
     }
+    // A good file for a missing step does not leave a new layer behind.
+    EXPECT_THROW(IMPORT::import_gerber(kJob, "nope", "other", mm33(""), "t.gbr"), API::KernelText);
+    EXPECT_EQ(API::get_matrix(kJob).size(), 1u);
 }
 
 TEST_F(GerberImport, GarbageNeverHangsOrCrashes) {

@@ -85,7 +85,7 @@ TEST_F(DrillImport, ToolsHitsRepeatsAndPlating) {
 }
 
 TEST_F(DrillImport, InlineToolsWithoutHeader) {
-    load("METRIC\nT1C0.5\nX1.0Y1.0\nT2C0.8\nX2.0Y1.0\nM30\n");
+    load("METRIC\n; caf\xc3\xa9 tools\nT1C0.5\nX1.0Y1.0\nT2C0.8\nX2.0Y1.0\nM30\n");
     std::vector<API::featureInfo> all = features();
     ASSERT_EQ(all.size(), 2u);
     EXPECT_EQ(all[0].symbol, "r500");
