@@ -15,6 +15,7 @@
 #include "demo_job.h"
 #include "host_options.h"
 #include "job_session.h"
+#include "fabrication_files.h"
 #include "main_window.h"
 
 namespace {
@@ -63,6 +64,8 @@ int writeSnapshot(host::MainWindow& window, const host::HostOptions& options) {
     if (options.hasBox)
         window.showBoardWindow(options.boxMm.left() * 1e6, options.boxMm.top() * 1e6, options.boxMm.right() * 1e6,
                                options.boxMm.bottom() * 1e6);
+    else
+        window.fitToProfile();  // imported data often has no profile: its features are fitted
     QApplication::processEvents();
     const QImage image = view->grab().toImage();
     if (image.isNull() || image.size() != options.size)
@@ -99,13 +102,22 @@ int main(int argc, char** argv) {
     host::setUpLogging(argv[0]);
     QApplication app(argc, argv);
 
-    QStringList jobDirs;
+    // Saved jobs, or else fabrication data (Gerber, Excellon, folders and
+    // .zip archives of them) read into one new job.
+    QStringList jobDirs, fabrication;
     for (const QString& input : options.inputs) {
         QString reason;
         const QString dir = host::JobSession::jobDirectoryFor(input, &reason);
-        if (dir.isEmpty()) return fail(reason);
-        jobDirs << dir;
+        if (!dir.isEmpty()) {
+            jobDirs << dir;
+            continue;
+        }
+        std::vector<TOLVA::IMPORT::import_file> probe;
+        if (!host::collectFabricationFiles(input, probe, &reason)) return fail(reason);
+        fabrication << input;
     }
+    if (!jobDirs.isEmpty() && !fabrication.isEmpty())
+        return fail(QStringLiteral("open saved jobs or fabrication files, not both at once"));
     if (snapshot) {
         const QString refused = canvasRefusal(options.size);
         if (!refused.isEmpty()) return fail(refused);
@@ -115,7 +127,9 @@ int main(int argc, char** argv) {
     window.setJournalling(!snapshot);
     QString reason;
     if (!window.loadPlugins(&reason)) return fail(reason);
-    if (jobDirs.isEmpty()) {
+    if (!fabrication.isEmpty()) {
+        if (!window.openFabrication(fabrication, &reason)) return fail(reason);
+    } else if (jobDirs.isEmpty()) {
         try {
             host::ensureDemoJob(options.features);
         } catch (const std::string& text) {

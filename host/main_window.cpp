@@ -6,6 +6,9 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QDateTime>
+#include <QDragEnterEvent>
+#include <QDropEvent>
+#include <QMimeData>
 #include <QDockWidget>
 #include <QFileDialog>
 #include <QFutureWatcher>
@@ -27,6 +30,7 @@
 #include "TOLVA_API.h"
 #include "TOLVA_Job.h"
 #include "UIAPICommon.h"
+#include "fabrication_files.h"
 
 namespace host {
 
@@ -170,6 +174,8 @@ const std::vector<MainWindow::Shortcut>& MainWindow::shortcuts() {
         {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_A), QStringLiteral("Select none"), [](MainWindow& w) { S::selectAll(w, false); }},
         {QKeySequence(Qt::CTRL | Qt::Key_I), QStringLiteral("Reverse the selection"), [](MainWindow& w) { w.sendTo(PluginNames::JobList, 20001639); }},
         {QKeySequence::Open, QStringLiteral("Open a job"), [](MainWindow& w) { w.openJob(); }},
+        {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_O), QStringLiteral("Import Gerber and Excellon files (or a .zip)"),
+         [](MainWindow& w) { w.importFiles(); }},
         {QKeySequence::Save, QStringLiteral("Save the job"), [](MainWindow& w) { w.saveJob(); }},
         {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S), QStringLiteral("Save the job as"), [](MainWindow& w) { w.saveJobAs(); }},
         {QKeySequence(Qt::CTRL | Qt::Key_Q), QStringLiteral("Quit"), [](MainWindow& w) { w.close(); }},
@@ -180,6 +186,7 @@ const std::vector<MainWindow::Shortcut>& MainWindow::shortcuts() {
 MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     setWindowTitle(QStringLiteral("Tolva CAM"));
     setDockNestingEnabled(true);
+    setAcceptDrops(true);
     buildStatusBar();
     buildMessagePanel();
     QTpluginsManger4CAM* manager = QTpluginsManger4CAM::instance();
@@ -260,6 +267,7 @@ void MainWindow::buildMenus() {
     QMenu* viewMenu = menuBar()->addMenu(tr("&View"));
     for (const Shortcut& s : shortcuts()) {
         QMenu* menu = s.keys == QKeySequence::Open || s.keys == QKeySequence::Save ||
+                              s.keys == QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_O) ||
                               s.keys == QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S) ||
                               s.keys == QKeySequence(Qt::CTRL | Qt::Key_Q)
                           ? file
@@ -431,34 +439,65 @@ void MainWindow::afterOpen() {
     if (m_journalling) QTimer::singleShot(0, this, [this] { offerRecovery(); });
 }
 
-bool MainWindow::openJobDirectory(const QString& directory, QString* reason) {
-    if (!releaseJob()) return false;
-    // The load runs beside the event loop so that a long one shows progress.
+void MainWindow::runWithProgress(const QString& label, const std::function<void()>& work) {
     QFutureWatcher<void> watcher;
     std::exception_ptr failure;
-    JobSession next;
     watcher.setFuture(QtConcurrent::run([&] {
         try {
-            next.open(directory);
+            work();
         } catch (...) {
             failure = std::current_exception();
         }
     }));
     if (!headless()) {
-        QProgressDialog progress(tr("Loading %1").arg(directory), QString(), 0, 0, this);
+        QProgressDialog progress(label, QString(), 0, 0, this);
         progress.setWindowModality(Qt::WindowModal);
         progress.setMinimumDuration(300);
         connect(&watcher, &QFutureWatcher<void>::finished, &progress, &QProgressDialog::reset);
         if (!watcher.isFinished()) progress.exec();
     }
     watcher.waitForFinished();
-    if (failure) {
-        if (reason) *reason = describeFailure(failure);
+    if (failure) std::rethrow_exception(failure);
+}
+
+bool MainWindow::openJobDirectory(const QString& directory, QString* reason) {
+    if (!releaseJob()) return false;
+    JobSession next;
+    try {
+        runWithProgress(tr("Loading %1").arg(directory), [&] { next.open(directory); });
+    } catch (...) {
+        if (reason) *reason = describeFailure(std::current_exception());
         return false;
     }
     m_session.close();
     m_session = next;
     afterOpen();
+    return true;
+}
+
+bool MainWindow::openFabrication(const QStringList& arguments, QString* reason) {
+    std::vector<TOLVA::IMPORT::import_file> files;
+    for (const QString& argument : arguments)
+        if (!collectFabricationFiles(argument, files, reason)) return false;
+    if (files.empty() || !releaseJob()) return false;
+    const QString job = importedJobName(arguments.front());
+    QStringList problems;
+    bool imported = false;
+    try {
+        runWithProgress(tr("Reading %n file(s)", nullptr, int(files.size())),
+                        [&] { imported = importFabrication(job.toStdString(), files, &problems); });
+    } catch (...) {
+        problems << describeFailure(std::current_exception());
+    }
+    for (const QString& problem : problems) LOG(WARNING) << "import: " << problem.toStdString();
+    if (!imported) {
+        if (reason) *reason = problems.isEmpty() ? tr("nothing could be read") : problems.join(QLatin1Char('\n'));
+        return false;
+    }
+    if (!problems.isEmpty()) tell(this, tr("Some files were left out"), problems.join(QLatin1Char('\n')));
+    m_session.close();
+    showJob(job, QStringLiteral("fabrication:") + QFileInfo(arguments.front()).absoluteFilePath());
+    fitToProfile();
     return true;
 }
 
@@ -499,11 +538,47 @@ void MainWindow::showBoardWindow(double xmin, double ymin, double xmax, double y
 void MainWindow::fitToProfile() {
     if (!m_session.isOpen()) return;
     try {
-        const TOLVA::API::reply_box box = TOLVA::API::profile_box(m_session.job().toStdString(), m_step.toStdString());
-        if (box.xmax > box.xmin && box.ymax > box.ymin) showBoardWindow(box.xmin, box.ymin, box.xmax, box.ymax);
+        const str job = m_session.job().toStdString(), step = m_step.toStdString();
+        const TOLVA::API::reply_box box = TOLVA::API::profile_box(job, step);
+        if (box.xmax <= box.xmin || box.ymax <= box.ymin) return;
+        // Without a profile the box is the features' own: a margin keeps
+        // the outermost ones off the window's edge.
+        const double margin = TOLVA::API::has_profile(job, step) ? 0.0 : 0.03;
+        const double mx = (double(box.xmax) - box.xmin) * margin, my = (double(box.ymax) - box.ymin) * margin;
+        showBoardWindow(box.xmin - mx, box.ymin - my, box.xmax + mx, box.ymax + my);
     } catch (...) {
         LOG(WARNING) << "fit: " << describeFailure(std::current_exception()).toStdString();
     }
+}
+
+// A saved job opens as it was saved; anything else is read as fabrication data.
+void MainWindow::openArguments(const QStringList& arguments) {
+    if (arguments.isEmpty()) return;
+    QString reason;
+    const QString jobDir = arguments.size() == 1 ? JobSession::jobDirectoryFor(arguments.front(), nullptr) : QString();
+    const bool opened = jobDir.isEmpty() ? openFabrication(arguments, &reason) : openJobDirectory(jobDir, &reason);
+    if (!opened && !reason.isEmpty()) tell(this, tr("Cannot open"), reason);
+}
+
+void MainWindow::importFiles() {
+    const QStringList files = QFileDialog::getOpenFileNames(
+        this, tr("Import Gerber and Excellon files"), QString(),
+        tr("Fabrication data (*.gbr *.ger *.gb* *.gt* *.gm* *.gko *.grb *.gbx *.pho *.art *.drl *.xln *.exc *.txt *.zip);;"
+           "All files (*)"));
+    openArguments(files);
+}
+
+void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
+    if (event->mimeData()->hasUrls()) event->acceptProposedAction();
+}
+
+void MainWindow::dropEvent(QDropEvent* event) {
+    QStringList paths;
+    for (const QUrl& url : event->mimeData()->urls())
+        if (url.isLocalFile()) paths << url.toLocalFile();
+    event->acceptProposedAction();
+    // Opened after the drop returns, so that the source is not kept waiting.
+    QTimer::singleShot(0, this, [this, paths] { openArguments(paths); });
 }
 
 void MainWindow::openJob() {

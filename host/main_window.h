@@ -37,6 +37,11 @@ public:
 
     // Opens a saved job directory (false with the kernel's reason).
     bool openJobDirectory(const QString& directory, QString* reason);
+    // Reads Gerber and Excellon files (files, folders, .zip archives) into a
+    // new job and shows it; false with a reason when nothing could be read.
+    // Files that fail are named (in a box, or the log without a screen) and
+    // left out.
+    bool openFabrication(const QStringList& arguments, QString* reason);
     // Shows a job already in the kernel (the demo board).
     void showJob(const QString& job, const QString& origin);
     // Restricts the shown layers (names in drawing order).
@@ -59,11 +64,14 @@ public:
 public slots:
     void fitToProfile();
     void openJob();
+    void importFiles();
     bool saveJob();
     bool saveJobAs();
 
 protected:
     void closeEvent(QCloseEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
 
 private:
     void buildMenus();
@@ -72,6 +80,10 @@ private:
     void place(const QString& fileName, QWidget* widget);
     void bindJob(const QString& job, const QString& step);
     void afterOpen();
+    // Runs `work` beside the event loop, with a progress dialog when it
+    // takes long (none without a screen); rethrows what it threw.
+    void runWithProgress(const QString& label, const std::function<void()>& work);
+    void openArguments(const QStringList& arguments);
     void offerRecovery();
     // Asks whether unsaved edits may go; true to go on.
     bool releaseJob();

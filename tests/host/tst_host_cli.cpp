@@ -11,6 +11,9 @@
 #include <QProcess>
 #include <QSet>
 #include <QTemporaryDir>
+#include <map>
+
+#include <zip.h>
 
 #include "LayerPalette.h"
 #include "TOLVA_API.h"
@@ -134,7 +137,7 @@ TEST_F(HostCli, TheFormatFollowsTheExtension) {
 TEST_F(HostCli, BadInputEndsTheRunWithOneLineNamingIt) {
     QFile gerber(out(QStringLiteral("board.gbr")));
     ASSERT_TRUE(gerber.open(QIODevice::WriteOnly));
-    gerber.write("G04 not a job*\n");
+    gerber.write("this is a note, not a job\n");
     gerber.close();
     const QString corrupt = out(QStringLiteral("corrupt"));
     QDir().mkpath(corrupt);
@@ -148,7 +151,7 @@ TEST_F(HostCli, BadInputEndsTheRunWithOneLineNamingIt) {
     };
     const Case cases[] = {
         {{out(QStringLiteral("nowhere")), QStringLiteral("--snapshot"), out(QStringLiteral("x.png"))}, QStringLiteral("nowhere")},
-        {{gerber.fileName(), QStringLiteral("--snapshot"), out(QStringLiteral("x.png"))}, QStringLiteral("supported")},
+        {{gerber.fileName(), QStringLiteral("--snapshot"), out(QStringLiteral("x.png"))}, QStringLiteral("board.gbr")},
         {{corrupt, QStringLiteral("--snapshot"), out(QStringLiteral("x.png"))}, QStringLiteral("job.tolva")},
         {{s_jobDir, QStringLiteral("--snapshot"), out(QStringLiteral("x.gif"))}, QStringLiteral(".png")},
         {{s_jobDir, QStringLiteral("--snapshot"), out(QStringLiteral("x.png")), QStringLiteral("--layers"),
@@ -162,6 +165,55 @@ TEST_F(HostCli, BadInputEndsTheRunWithOneLineNamingIt) {
         EXPECT_NE(r.exitCode, 0) << c.args.join(' ').toStdString();
         EXPECT_TRUE(r.err.contains(c.mentions)) << c.args.join(' ').toStdString() << "\n" << r.err.toStdString();
         EXPECT_FALSE(QFile::exists(out(QStringLiteral("x.png"))));
+    }
+}
+
+// Fabrication data as a customer sends it: a copper layer, a drill file and
+// one file cut short. Given as files, as their folder or as a .zip, the two
+// good ones are read and drawn, and the broken one is named.
+TEST_F(HostCli, GerberAndExcellonFilesFoldersAndZipsAreRead) {
+    const QString dir = out(QStringLiteral("fab"));
+    QDir().mkpath(dir);
+    const std::map<QString, QByteArray> files = {
+        {QStringLiteral("board.gtl"),
+         "%FSLAX36Y36*%\n%MOMM*%\n%ADD10C,1.0*%\nD10*\nX5000000Y5000000D03*\nX1000000Y1000000D02*\nX9000000Y1000000D01*\nM02*\n"},
+        {QStringLiteral("board.drl"), "M48\nMETRIC,TZ\nT1C0.500\n%\nT1\nX2.0Y8.0\nM30\n"},
+        {QStringLiteral("broken.gbs"), "%FSLAX36Y36*%\n%MOMM*%\n%ADD10C,1.0*%\nD10*\nX5000"},
+        {QStringLiteral("readme.txt"), "not fabrication data\n"},
+    };
+    for (const auto& f : files) {
+        QFile file(QDir(dir).filePath(f.first));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(f.second);
+    }
+    const QString zipPath = out(QStringLiteral("fab.zip"));
+    {
+        int error = 0;
+        zip_t* z = zip_open(QFile::encodeName(zipPath).constData(), ZIP_CREATE | ZIP_TRUNCATE, &error);
+        ASSERT_NE(z, nullptr);
+        for (const auto& f : files) {
+            zip_source_t* src = zip_source_buffer(z, f.second.constData(), zip_uint64_t(f.second.size()), 0);
+            ASSERT_GE(zip_file_add(z, f.first.toUtf8().constData(), src, ZIP_FL_OVERWRITE), 0);
+        }
+        ASSERT_EQ(zip_close(z), 0);
+    }
+    const QStringList asFiles{QDir(dir).filePath(QStringLiteral("board.gtl")), QDir(dir).filePath(QStringLiteral("board.drl")),
+                              QDir(dir).filePath(QStringLiteral("broken.gbs"))};
+    for (const QStringList& inputs : {asFiles, QStringList{dir}, QStringList{zipPath}}) {
+        SCOPED_TRACE(inputs.join(' ').toStdString());
+        const QString png = out(QStringLiteral("fab.png"));
+        QFile::remove(png);
+        const HostRun r = run(inputs + QStringList{QStringLiteral("--snapshot"), png, QStringLiteral("--size"), QStringLiteral("200x200")});
+        ASSERT_TRUE(r.finished);
+        ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
+        EXPECT_TRUE(r.err.contains(QStringLiteral("broken.gbs"))) << r.err.toStdString();
+        EXPECT_FALSE(r.err.contains(QStringLiteral("readme.txt"))) << "a stray file is passed over";
+        const QImage image(png);
+        ASSERT_EQ(image.size(), QSize(200, 200));
+        // Copper and drill, each in its own palette colour.
+        const QSet<QRgb> shown = colours(image);
+        EXPECT_TRUE(shown.contains(palette(0))) << "the copper layer is not drawn";
+        EXPECT_TRUE(shown.contains(palette(1))) << "the drill layer is not drawn";
     }
 }
 
