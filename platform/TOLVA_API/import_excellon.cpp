@@ -160,8 +160,8 @@ private:
             const std::string f = t.substr(12);
             const size_t colon = f.find(':');
             if (colon == std::string::npos || colon == 0 || colon + 1 >= f.size()) fault("malformed FILE_FORMAT '" + f + "'");
-            intDigits_ = std::atoi(f.substr(0, colon).c_str());
-            decDigits_ = std::atoi(f.substr(colon + 1).c_str());
+            intDigits_ = smallNumber(f.substr(0, colon));
+            decDigits_ = smallNumber(f.substr(colon + 1));
             if (intDigits_ < 0 || intDigits_ > 9 || decDigits_ < 0 || decDigits_ > 9 || intDigits_ + decDigits_ == 0)
                 fault("FILE_FORMAT digits out of range");
             formatSet_ = true;
@@ -204,7 +204,7 @@ private:
     void tool(const std::string& s) {
         size_t p = 1;
         while (p < s.size() && std::isdigit(static_cast<unsigned char>(s[p]))) ++p;
-        const int t = std::atoi(s.substr(1, p - 1).c_str());
+        const int t = smallNumber(s.substr(1, p - 1));
         const size_t c = s.find('C', p);
         if (c == std::string::npos) {
             if (header_) fault("tool T" + std::to_string(t) + " without a diameter");
@@ -292,8 +292,8 @@ private:
         }
         Words w = words(s);
         for (const auto& kv : w.order) {
-            if (kv.first == 'G') gCode(std::atoi(kv.second.c_str()));
-            else if (kv.first == 'M') mCode(std::atoi(kv.second.c_str()));
+            if (kv.first == 'G') gCode(smallNumber(kv.second));
+            else if (kv.first == 'M') mCode(smallNumber(kv.second));
             else if (std::string("XYAIJ").find(kv.first) == std::string::npos)
                 fault("unexpected '" + std::string(1, kv.first) + "' in '" + s + "'");
         }
@@ -380,7 +380,7 @@ private:
 
     void repeat(const std::string& s) {
         Words w = words(s);
-        const long n = std::atol(w.values['R'].c_str());
+        const long n = smallNumber(w.values['R']);
         if (n < 1 || n > 1000000) fault("repeat count out of range in '" + s + "'");
         if (!haveHit_) fault("repeat without a previous hit");
         const double dx = w.has('X') ? coordinate(w.values['X']) : 0;

@@ -196,7 +196,7 @@ private:
             const size_t from = ++pos_;
             while (pos_ < s_.size() && std::isdigit(static_cast<unsigned char>(s_[pos_]))) ++pos_;
             if (pos_ == from) fault("malformed variable in expression '" + s_ + "'");
-            auto it = vars_.find(std::atoi(s_.substr(from, pos_ - from).c_str()));
+            auto it = vars_.find(smallNumber(s_.substr(from, pos_ - from)));
             return it == vars_.end() ? 0.0 : it->second;  // unset variables read as zero
         }
         const size_t from = pos_;
@@ -296,12 +296,12 @@ std::vector<Part> flattenMacro(const Macro& m, const std::vector<double>& args, 
         if (block[0] == '$') {
             const size_t eq = block.find('=');
             if (eq == std::string::npos) fault("malformed macro variable '" + block + "'");
-            const int var = std::atoi(block.substr(1, eq - 1).c_str());
+            const int var = smallNumber(block.substr(1, eq - 1));
             vars[var] = Expression(block.substr(eq + 1), vars).value();
             continue;
         }
         std::vector<std::string> fields = split(block, ',');
-        const int code = std::atoi(fields[0].c_str());
+        const int code = smallNumber(fields[0]);
         std::vector<double> v;
         for (size_t i = 1; i < fields.size(); ++i) v.push_back(Expression(fields[i], vars).value());
         auto need = [&](size_t count) {
@@ -362,8 +362,8 @@ std::vector<Part> flattenMacro(const Macro& m, const std::vector<double>& args, 
         case 5: {
             need(5);
             p.on = v[0] != 0;
+            if (!(v[1] >= 3 && v[1] < 13)) fault("macro polygon needs 3 to 12 vertices");
             const int n = static_cast<int>(v[1]);
-            if (n < 3 || n > 12) fault("macro polygon with " + std::to_string(n) + " vertices (3 to 12)");
             p.contours.push_back(polygonLoop(v[2] * u, v[3] * u, v[4] * u, n, 0));
             rotation = at(5);
             break;
@@ -372,7 +372,7 @@ std::vector<Part> flattenMacro(const Macro& m, const std::vector<double>& args, 
             need(8);
             warnings.push_back("deprecated macro primitive 6 (moire)");
             const double cx = v[0] * u, cy = v[1] * u, thick = v[3] * u, gap = v[4] * u;
-            const int rings = static_cast<int>(std::min(v[5], 1000.0));
+            const int rings = static_cast<int>(std::max(0.0, std::min(v[5], 1000.0)));
             for (int k = 0; k < rings; ++k) {
                 const double ro = v[2] * u / 2 - k * (thick + gap);
                 if (ro <= 0) break;
@@ -500,7 +500,7 @@ private:
             if (arg != "N" && arg != "X" && arg != "Y" && arg != "XY") fault("unknown mirroring '" + arg + "'");
             transform_.mirrorX = arg.find('X') != std::string::npos;
             transform_.mirrorY = arg.find('Y') != std::string::npos;
-        } else if (code == "LR") transform_.rotation = number(arg);
+        } else if (code == "LR") transform_.rotation = std::fmod(number(arg), 360.0);
         else if (code == "LS") {
             transform_.scale = number(arg);
             if (transform_.scale <= 0) fault("scale must be positive");
@@ -567,7 +567,7 @@ private:
         size_t p = 1;
         while (p < arg.size() && std::isdigit(static_cast<unsigned char>(arg[p]))) ++p;
         if (p == 1) fault("malformed aperture definition 'AD" + arg + "'");
-        const int d = std::atoi(arg.substr(1, p - 1).c_str());
+        const int d = smallNumber(arg.substr(1, p - 1));
         if (d < 10) fault("aperture number D" + std::to_string(d) + " below 10");
         const size_t comma = arg.find(',', p);
         const std::string name = arg.substr(p, comma == std::string::npos ? std::string::npos : comma - p);
@@ -606,12 +606,13 @@ private:
         const size_t x = arg.find('X'), y = arg.find('Y'), i = arg.find('I'), j = arg.find('J');
         if (x == std::string::npos || y == std::string::npos || i == std::string::npos || j == std::string::npos)
             fault("malformed step and repeat 'SR" + arg + "'");
-        sr.nx = static_cast<int>(number(arg.substr(x + 1, y - x - 1)));
-        sr.ny = static_cast<int>(number(arg.substr(y + 1, i - y - 1)));
+        if (!(x < y && y < i && i < j)) fault("malformed step and repeat 'SR" + arg + "'");
+        const double nx = number(arg.substr(x + 1, y - x - 1)), ny = number(arg.substr(y + 1, i - y - 1));
+        if (nx < 1 || ny < 1 || nx * ny > 1e6) fault("step and repeat counts out of range");
+        sr.nx = static_cast<int>(nx);
+        sr.ny = static_cast<int>(ny);
         sr.dx = number(arg.substr(i + 1, j - i - 1)) * unit_;
         sr.dy = number(arg.substr(j + 1)) * unit_;
-        if (sr.nx < 1 || sr.ny < 1 || static_cast<double>(sr.nx) * sr.ny > 1e6)
-            fault("step and repeat counts out of range");
         sr_ = sr;
     }
 
@@ -633,7 +634,7 @@ private:
         if (sr_.open) fault("block aperture inside a step and repeat");
         if (arg.size() < 2 || arg[0] != 'D' || arg.find_first_not_of("0123456789", 1) != std::string::npos)
             fault("malformed block aperture 'AB" + arg + "'");
-        const int d = std::atoi(arg.c_str() + 1);
+        const int d = smallNumber(arg.substr(1));
         if (d < 10) fault("aperture number D" + std::to_string(d) + " below 10");
         if (openBlocks_.size() > 32) fault("block apertures nested too deeply");
         openBlocks_.push_back({d, out_.features.size()});
@@ -712,10 +713,24 @@ private:
         }
     }
 
+    // Writers that predate attribute commands put them in comments:
+    // "G04 #@! TF.FileFunction,Copper,L1,Top".
+    void commentAttribute(const std::string& b) {
+        const size_t mark = b.find("#@!");
+        if (mark == std::string::npos) return;
+        size_t from = mark + 3;
+        while (from < b.size() && isBlank(b[from])) ++from;
+        const std::string attr = b.substr(from);
+        if (attr.size() > 2 && attr[0] == 'T' && std::string("FAOD").find(attr[1]) != std::string::npos)
+            extended({attr});
+    }
+
     // ---- word commands; true at the end of the file
     bool word(const std::string& b) {
-        if (b.compare(0, 3, "G04") == 0 || (b.compare(0, 2, "G4") == 0 && (b.size() == 2 || !std::isdigit(static_cast<unsigned char>(b[2])))))
-            return false;  // comment
+        if (b.compare(0, 3, "G04") == 0 || (b.compare(0, 2, "G4") == 0 && (b.size() == 2 || !std::isdigit(static_cast<unsigned char>(b[2]))))) {
+            commentAttribute(b);
+            return false;
+        }
         bool hasX = false, hasY = false, hasI = false, hasJ = false;
         double x = 0, y = 0, i = 0, j = 0;
         int d = -1;
@@ -726,7 +741,7 @@ private:
             if (letter == 'G' || letter == 'D' || letter == 'M') {
                 while (p < b.size() && std::isdigit(static_cast<unsigned char>(b[p]))) ++p;
                 if (p == from) fault("malformed command '" + b + "'");
-                const int n = std::atoi(b.substr(from, p - from).c_str());
+                const int n = smallNumber(b.substr(from, p - from));
                 if (letter == 'G') gCode(n);
                 else if (letter == 'D') d = n;
                 else if (n == 2 || n == 0 || n == 1) return n == 2 || n == 0;

@@ -40,6 +40,9 @@ struct ParsedFile {
 // "0.001"; the nanometre is kept, sizes below it become one nanometre.
 std::string micrometres(double nm);
 
+// A decimal integer (sign allowed), saturated to +-1e9 instead of overflowing.
+int smallNumber(const std::string& digits);
+
 // Points along an arc from (xs, ys) to (xe, ye) about (xc, yc), the start
 // excluded, the end included; a full circle when start and end coincide.
 std::vector<API::lPoint> arcPoints(double xs, double ys, double xe, double ye, double xc,

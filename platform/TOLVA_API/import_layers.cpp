@@ -3,6 +3,7 @@
 #include <cctype>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <set>
 
 #include "TOLVA_Job.h"
@@ -32,6 +33,11 @@ std::string micrometres(double nm) {
     return s;
 }
 
+int smallNumber(const std::string& digits) {
+    const long long v = std::strtoll(digits.c_str(), nullptr, 10);  // saturates on overflow
+    return static_cast<int>(std::max(-1000000000LL, std::min(v, 1000000000LL)));
+}
+
 int circleSegments(double radius) {
     // Chord error at most about a micrometre, within sane bounds; a multiple
     // of four so that the extreme points of the circle are vertices.
@@ -52,7 +58,7 @@ std::vector<API::lPoint> arcPoints(double xs, double ys, double xe, double ye, d
     if (full) sweep = cw ? -2 * M_PI : 2 * M_PI;
     else if (cw && sweep >= 0) sweep -= 2 * M_PI;
     else if (!cw && sweep <= 0) sweep += 2 * M_PI;
-    const int steps = std::max(1, static_cast<int>(std::ceil(circleSegments(r) * std::fabs(sweep) / (2 * M_PI))));
+    const int steps = std::max(1, static_cast<int>(std::ceil(circleSegments(r) * std::fabs(sweep) / (2 * M_PI) - 1e-9)));
     std::vector<API::lPoint> out;
     for (int i = 1; i < steps; ++i) {
         const double a = a0 + sweep * i / steps;

@@ -288,6 +288,18 @@ TEST_F(GerberImport, X2AttributesReachTheFeatures) {
     EXPECT_TRUE(all[1].attributes.empty());
 }
 
+TEST_F(GerberImport, X2AttributesInComments) {
+    IMPORT::import_report r = load(
+        "G04 #@! TF.FileFunction,Soldermask,Top*\n%FSLAX46Y46*%\n%MOMM*%\n"
+        "G04 #@! TA.AperFunction,SMDPad,CuDef*\n%ADD10C,0.100000*%\nG04 #@! TD*\n"
+        "D10*\nG04 #@! TO.N,/USB D+*\nX1000000Y-500000D03*\nM02*\n");
+    EXPECT_EQ(r.file_attributes[".FileFunction"], "Soldermask,Top");
+    EXPECT_EQ(r.type, "solder_mask");
+    const API::attr_map want{{".net", "/USB D+"}, {".aper_function", "SMDPad,CuDef"}};
+    EXPECT_EQ(last().attributes, want);
+    EXPECT_EQ(last().ys, -0.5e6);
+}
+
 TEST_F(GerberImport, OneFileIsOneUndoStepAppendedToTheLayer) {
     load(mm33("%ADD10C,0.1*%D10*X0Y0D03*"));
     load(mm33("%ADD10C,0.1*%D10*X0Y0D03*X1000Y0D03*"));
