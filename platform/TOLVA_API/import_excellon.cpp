@@ -19,14 +19,6 @@ namespace DETAIL {
 
 namespace {
 
-constexpr double kMaxNm = 1.0e9;
-constexpr size_t kMaxFeatures = 20000000;
-
-struct Fault {
-    std::string what;
-};
-[[noreturn]] void fault(const std::string& what) { throw Fault{what}; }
-
 struct Tool {
     double diameter = 0;  // nm
     std::string plating;  // "plated", "non_plated", "via" or ""
@@ -74,8 +66,9 @@ public:
             pos = end + 1;
             ++line_;
             try {
-                checkBytes(raw);
-                ended = handle(trimmed(raw));
+                const std::string line = trimmed(raw);
+                checkBytes(line, line.compare(0, 1, ";") == 0);  // comments may hold UTF-8
+                ended = handle(line);
             } catch (const Fault& f) {
                 fileError(file_, line_, f.what);
             } catch (const std::exception& e) {
@@ -88,21 +81,7 @@ public:
     }
 
 private:
-    // Comments may hold UTF-8; everything else is plain ASCII.
-    static void checkBytes(const std::string& s) {
-        const bool comment = trimmed(s).compare(0, 1, ";") == 0;
-        for (unsigned char c : s)
-            if ((c < 0x20 && c != '\t' && c != '\r') || c == 0x7f || (c >= 0x80 && !comment)) {
-                char hex[8];
-                std::snprintf(hex, sizeof hex, "0x%02x", c);
-                fault(std::string("unexpected byte ") + hex);
-            }
-    }
-
-    void warn(const std::string& what) {
-        if (out_.report.warnings.size() < 200)
-            out_.report.warnings.push_back("line " + std::to_string(line_) + ": " + what);
-    }
+    void warn(const std::string& what) { addWarning(out_.report, line_, what); }
 
     // Coordinates and motion codes belong to the body even when a header
     // was never closed.
@@ -304,7 +283,7 @@ private:
             if (!w.has('X')) x = curX_;
             if (!w.has('Y')) y = curY_;
         }
-        if (std::fabs(x) > kMaxNm || std::fabs(y) > kMaxNm) fault("coordinate out of range in '" + s + "'");
+        if (std::fabs(x) > kMaxImportCoordinate || std::fabs(y) > kMaxImportCoordinate) fault("coordinate out of range in '" + s + "'");
         if (mode_ == Drill) hit(x, y);
         else if (mode_ == Move) {
             toolDown_ = false;
@@ -353,7 +332,7 @@ private:
     }
 
     void push(Feat f) {
-        if (out_.features.size() >= kMaxFeatures) fault("too many features");
+        if (out_.features.size() >= kMaxImportFeatures) fault("too many features");
         out_.features.push_back(std::move(f));
     }
 
@@ -370,7 +349,7 @@ private:
         double sy = a.has('Y') ? coordinate(a.values['Y']) : curY_;
         double ex = b.has('X') ? coordinate(b.values['X']) : sx;
         double ey = b.has('Y') ? coordinate(b.values['Y']) : sy;
-        if (std::max({std::fabs(sx), std::fabs(sy), std::fabs(ex), std::fabs(ey)}) > kMaxNm) fault("slot out of range");
+        if (std::max({std::fabs(sx), std::fabs(sy), std::fabs(ex), std::fabs(ey)}) > kMaxImportCoordinate) fault("slot out of range");
         Feat f = feature(Feat::Line);
         f.x1 = sx, f.y1 = sy, f.x2 = ex, f.y2 = ey;
         push(std::move(f));
@@ -388,7 +367,7 @@ private:
         for (long i = 0; i < n; ++i) {
             curX_ += dx;
             curY_ += dy;
-            if (std::fabs(curX_) > kMaxNm || std::fabs(curY_) > kMaxNm) fault("repeat runs out of range");
+            if (std::fabs(curX_) > kMaxImportCoordinate || std::fabs(curY_) > kMaxImportCoordinate) fault("repeat runs out of range");
             hit(curX_, curY_);
         }
     }

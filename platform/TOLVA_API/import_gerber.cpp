@@ -21,15 +21,6 @@ namespace {
 
 using Loop = std::vector<API::lPoint>;
 
-constexpr double kMaxNm = 1.0e9;
-constexpr size_t kMaxFeatures = 20000000;
-
-// A fault found below the command level; the caller adds file and line.
-struct Fault {
-    std::string what;
-};
-[[noreturn]] void fault(const std::string& what) { throw Fault{what}; }
-
 // ---- commands ---------------------------------------------------------------
 struct Command {
     std::vector<std::string> blocks;  // one for a word command, one or more inside '%'
@@ -42,16 +33,6 @@ bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 // Comments and attribute values may hold UTF-8; anything else is plain ASCII.
 bool freeText(const std::string& block) {
     return block.compare(0, 3, "G04") == 0 || (block.size() > 1 && block[0] == 'T');
-}
-
-void checkBytes(const std::string& block) {
-    const bool free = freeText(block);
-    for (unsigned char c : block)
-        if (c < 0x20 || c == 0x7f || (c >= 0x80 && !free)) {
-            char hex[8];
-            std::snprintf(hex, sizeof hex, "0x%02x", c);
-            fault(std::string("unexpected byte ") + hex);
-        }
 }
 
 // Splits the text into commands; blanks and line breaks between and inside
@@ -69,7 +50,7 @@ std::vector<Command> splitCommands(const std::string& text, const std::string& f
             if (text[k] != '\r' && text[k] != '\n' && (!block.empty() || !isBlank(text[k]))) block += text[k];
         if (!freeText(block)) block.erase(std::remove_if(block.begin(), block.end(), isBlank), block.end());
         try {
-            checkBytes(block);
+            checkBytes(block, freeText(block));
         } catch (const Fault& f) {
             fileError(file, startLine, f.what);
         }
@@ -469,10 +450,7 @@ public:
     }
 
 private:
-    void warn(const std::string& what) {
-        if (out_.report.warnings.size() < 200)
-            out_.report.warnings.push_back("line " + std::to_string(line_) + ": " + what);
-    }
+    void warn(const std::string& what) { addWarning(out_.report, line_, what); }
     void warnOnce(const std::string& what) {
         if (warned_.insert({what, true}).second) warn(what);
     }
@@ -672,7 +650,7 @@ private:
         if (!sr_.open) return;
         sr_.open = false;
         std::vector<Feat> block(out_.features.begin() + sr_.first, out_.features.end());
-        if (block.size() * static_cast<size_t>(sr_.nx) * sr_.ny > kMaxFeatures) fault("step and repeat makes too many features");
+        if (block.size() * static_cast<size_t>(sr_.nx) * sr_.ny > kMaxImportFeatures) fault("step and repeat makes too many features");
         out_.features.resize(sr_.first);
         for (int j = 0; j < sr_.ny; ++j)
             for (int i = 0; i < sr_.nx; ++i)
@@ -776,7 +754,7 @@ private:
         lastOperation_ = d;
         double nx = incremental_ ? curX_ + (hasX ? x : 0) : (hasX ? x : curX_);
         double ny = incremental_ ? curY_ + (hasY ? y : 0) : (hasY ? y : curY_);
-        if (std::fabs(nx) > kMaxNm || std::fabs(ny) > kMaxNm) fault("coordinate out of range in '" + b + "'");
+        if (std::fabs(nx) > kMaxImportCoordinate || std::fabs(ny) > kMaxImportCoordinate) fault("coordinate out of range in '" + b + "'");
         if (d == 1) interpolate(nx, ny, i, j);
         else if (d == 2) move(nx, ny);
         else flash(nx, ny);
@@ -857,7 +835,7 @@ private:
     }
 
     void push(Feat f) {
-        if (out_.features.size() >= kMaxFeatures) fault("too many features");
+        if (out_.features.size() >= kMaxImportFeatures) fault("too many features");
         out_.features.push_back(std::move(f));
     }
 
@@ -916,7 +894,7 @@ private:
             if (!arc) contour_.push_back({x, y});
             else if (multiQuadrant_ || !(x == curX_ && y == curY_))
                 for (const API::lPoint& p : arcPoints(curX_, curY_, x, y, cx, cy, cw)) contour_.push_back(p);
-            if (contour_.size() > kMaxFeatures) fault("region contour too long");
+            if (contour_.size() > kMaxImportFeatures) fault("region contour too long");
             return;
         }
         const Aperture& a = current();

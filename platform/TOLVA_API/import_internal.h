@@ -33,6 +33,24 @@ struct ParsedFile {
     std::string fileFunction;  // X2 .FileFunction, "" when absent
 };
 
+// Limits of what one file may produce: the kernel's coordinate range, and
+// a bound on features so that no input grows without end.
+constexpr double kMaxImportCoordinate = 1.0e9;
+constexpr size_t kMaxImportFeatures = 20000000;
+
+// A fault found below the line or command level; the reader adds file and line.
+struct Fault {
+    std::string what;
+};
+[[noreturn]] void fault(const std::string& what);
+
+// Faults on control bytes other than tab and carriage return, on DEL, and on
+// bytes above 0x7f unless the text may hold UTF-8 (comments, attributes).
+void checkBytes(const std::string& text, bool utf8);
+
+// Adds "line <n>: <what>" to the report, up to a bound.
+void addWarning(import_report& report, int line, const std::string& what);
+
 // Throws "<file>:<line>: <what>".
 [[noreturn]] void fileError(const std::string& file, int line, const std::string& what);
 

@@ -33,6 +33,21 @@ std::string micrometres(double nm) {
     return s;
 }
 
+void fault(const std::string& what) { throw Fault{what}; }
+
+void checkBytes(const std::string& text, bool utf8) {
+    for (unsigned char c : text)
+        if ((c < 0x20 && c != '\t' && c != '\r') || c == 0x7f || (c >= 0x80 && !utf8)) {
+            char hex[8];
+            std::snprintf(hex, sizeof hex, "0x%02x", c);
+            fault(std::string("unexpected byte ") + hex);
+        }
+}
+
+void addWarning(import_report& report, int line, const std::string& what) {
+    if (report.warnings.size() < 200) report.warnings.push_back("line " + std::to_string(line) + ": " + what);
+}
+
 int smallNumber(const std::string& digits) {
     const long long v = std::strtoll(digits.c_str(), nullptr, 10);  // saturates on overflow
     return static_cast<int>(std::max(-1000000000LL, std::min(v, 1000000000LL)));
