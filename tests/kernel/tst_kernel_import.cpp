@@ -267,6 +267,30 @@ TEST_F(GerberImport, ArcWithoutOffsetsIsDrawnStraight) {
     EXPECT_EQ(r.warnings.size(), 1u);
 }
 
+TEST_F(GerberImport, MacroFlashesMirrorThenRotateThenScale) {
+    // A triangle (0,0) (1,0) (1,1) mm through the aperture transformations.
+    struct Case {
+        const char* transform;
+        double xmin, ymin, xmax, ymax;  // mm
+    };
+    const Case cases[] = {
+        {"", 0, 0, 1, 1},
+        {"%LMX*%", -1, 0, 0, 1},
+        {"%LMY*%", 0, -1, 1, 0},
+        {"%LR90*%", -1, 0, 0, 1},
+        {"%LS2*%", 0, 0, 2, 2},
+        {"%LMX*%%LR90*%", -1, -1, 0, 0},  // rotating first would give (0, 0, 1, 1)
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.transform);
+        kt::freshJob(kJob, {});
+        load(mm33(std::string("%AMT*4,1,3,0,0,1,0,1,1,0,0,0*%%ADD10T*%") + c.transform + "D10*X5000Y5000D03*"));
+        API::featureInfo f = last();
+        EXPECT_EQ(f.type, API::FT_SURFACE);
+        expectBox(f, (5 + c.xmin) * 1e6, (5 + c.ymin) * 1e6, (5 + c.xmax) * 1e6, (5 + c.ymax) * 1e6);
+    }
+}
+
 TEST_F(GerberImport, PolygonApertureFlashIsASurface) {
     load(mm33("%ADD10P,1X4*%D10*X1000Y1000D03*"));
     API::featureInfo f = last();
