@@ -12,6 +12,7 @@
 #include <stdexcept>
 
 #include "import_internal.h"
+#include "kernel.h"
 
 namespace TOLVA {
 namespace IMPORT {
@@ -490,7 +491,7 @@ private:
         else if (code == "IP") {
             if (arg == "NEG") {
                 negativeImage_ = true;
-                warn("negative image (IPNEG): polarities inverted, no background added");
+                warn("negative image (IPNEG): objects cleared out of a dark field over their extent");
             } else if (arg != "POS") fault("unknown image polarity '" + arg + "'");
         } else if (code == "OF") axisPair(arg, offset_[0], offset_[1], 0.0, true);
         else if (code == "SF") axisPair(arg, imageScale_[0], imageScale_[1], 1.0, false);
@@ -1042,6 +1043,38 @@ private:
             if (mirrored) f.cw = !f.cw;
             if (negativeImage_) f.positive = !f.positive;
         }
+        if (negativeImage_ && !out_.features.empty()) addBackground();
+    }
+
+    // A negative image clears its objects out of a dark field: the field is a
+    // positive rectangle over everything, first in the layer.
+    void addBackground() {
+        double xmin = HUGE_VAL, ymin = HUGE_VAL, xmax = -HUGE_VAL, ymax = -HUGE_VAL;
+        auto cover = [&](double x, double y, double r) {
+            xmin = std::min(xmin, x - r), ymin = std::min(ymin, y - r);
+            xmax = std::max(xmax, x + r), ymax = std::max(ymax, y + r);
+        };
+        for (const Feat& f : out_.features) {
+            double pen = 0;
+            if (!f.symbol.empty()) {
+                try {
+                    const KERNEL::Symbol sym = KERNEL::parseSymbol(f.symbol);
+                    pen = std::hypot(sym.width, sym.height) / 2;
+                } catch (const API::KernelText&) {
+                    // rejected with the file's name when the features are stored
+                }
+            }
+            for (const API::lPoint& p : f.points) cover(p.x, p.y, 0);
+            if (f.kind == Feat::Surface) continue;
+            cover(f.x1, f.y1, pen);
+            if (f.kind == Feat::Line) cover(f.x2, f.y2, pen);
+            if (f.kind == Feat::Arc) cover(f.xc, f.yc, std::hypot(f.x1 - f.xc, f.y1 - f.yc) + pen);
+        }
+        Feat field;
+        field.kind = Feat::Surface;
+        field.points = rectLoop(xmin, ymin, xmax, ymax);
+        field.points.push_back(field.points.front());
+        out_.features.insert(out_.features.begin(), std::move(field));
     }
 
     const std::string& text_;

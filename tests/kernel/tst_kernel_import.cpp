@@ -291,6 +291,21 @@ TEST_F(GerberImport, MacroFlashesMirrorThenRotateThenScale) {
     }
 }
 
+TEST_F(GerberImport, NegativeImageClearsOutOfADarkField) {
+    load(mm33("%IPNEG*%%ADD10C,1*%%ADD11R,2X1*%D10*X0Y0D03*D11*X5000Y0D03*%LPC*%X5000Y3000D03*"));
+    std::vector<API::featureInfo> all = features();
+    ASSERT_EQ(all.size(), 4u);
+    EXPECT_EQ(all[0].type, API::FT_SURFACE);
+    EXPECT_EQ(all[0].polarity, API::POL_POSITIVE);
+    // Covers every object with its aperture.
+    EXPECT_LE(all[0].xmin, -0.5e6);
+    EXPECT_LE(all[0].ymin, -0.5e6);
+    EXPECT_GE(all[0].xmax, 6e6);
+    EXPECT_GE(all[0].ymax, 3.5e6);
+    const int polarity[] = {API::POL_NEGATIVE, API::POL_NEGATIVE, API::POL_POSITIVE};
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(all[i + 1].polarity, polarity[i]) << i;
+}
+
 TEST_F(GerberImport, PolygonApertureFlashIsASurface) {
     load(mm33("%ADD10P,1X4*%D10*X1000Y1000D03*"));
     API::featureInfo f = last();
