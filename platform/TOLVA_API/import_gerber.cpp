@@ -212,6 +212,21 @@ Loop rectLoop(double xmin, double ymin, double xmax, double ymax) {
     return {{xmin, ymin}, {xmax, ymin}, {xmax, ymax}, {xmin, ymax}};
 }
 
+// A stadium w wide and h high about the origin, round on the short sides.
+Loop obroundLoop(double w, double h) {
+    const bool wide = w >= h;
+    const double r = std::min(w, h) / 2, reach = std::fabs(w - h) / 2;
+    const int n = circleSegments(r) / 2;
+    Loop out;
+    for (int end = 0; end < 2; ++end)
+        for (int k = 0; k <= n; ++k) {
+            const double a = (wide ? -M_PI / 2 : 0) + M_PI * end + M_PI * k / n;
+            const double cx = wide ? (end ? -reach : reach) : 0, cy = wide ? 0 : (end ? -reach : reach);
+            out.push_back({cx + r * std::cos(a), cy + r * std::sin(a)});
+        }
+    return out;
+}
+
 Loop polygonLoop(double cx, double cy, double diameter, int vertices, double degrees) {
     Loop out;
     for (int k = 0; k < vertices; ++k) {
@@ -931,56 +946,68 @@ private:
         return std::string();
     }
 
+    // The standard aperture's outline about its origin, in nm before the
+    // aperture transformation; with its hole as a second contour (even-odd).
+    static std::vector<Loop> outlineOf(const Aperture& a) {
+        const std::vector<double>& p = a.params;
+        std::vector<Loop> out;
+        size_t hole = 2;
+        switch (a.kind) {
+        case 'C': out.push_back(circleLoop(0, 0, p[0] / 2)); hole = 1; break;
+        case 'R': out.push_back(rectLoop(-p[0] / 2, -p[1] / 2, p[0] / 2, p[1] / 2)); break;
+        case 'O': out.push_back(obroundLoop(p[0], p[1])); break;
+        default: out.push_back(polygonLoop(0, 0, p[0], static_cast<int>(p[1]), p.size() > 2 ? p[2] : 0)); hole = 3;
+        }
+        if (p.size() > hole + 1) out.push_back(rectLoop(-p[hole] / 2, -p[hole + 1] / 2, p[hole] / 2, p[hole + 1] / 2));
+        else if (p.size() > hole && p[hole] > 0) out.push_back(circleLoop(0, 0, p[hole] / 2));
+        return out;
+    }
+    static bool hasHole(const Aperture& a) {
+        const size_t first = a.kind == 'C' ? 1 : a.kind == 'P' ? 3 : 2;
+        return a.params.size() > first && a.params[first] > 0;
+    }
+
     void flash(double x, double y) {
         if (region_) fault("flash (D03) inside a region");
         const Aperture& a = current();
+        if (a.kind == 'B') return flashBlock(a, x, y);
+        if (a.kind == 'M') {
+            std::vector<std::string> warnings;
+            std::vector<Part> parts = flattenMacro(macros_.at(a.macro), a.macroArgs, a.unit, warnings);
+            for (const std::string& w : warnings) warnOnce(w);
+            return flashParts(parts, x, y);
+        }
         Feat f;
         f.kind = Feat::Pad;
         f.x1 = x, f.y1 = y;
         f.positive = dark_;
         f.attrs = featureAttrs(&a.attrs);
         const double s = transform_.scale;
+        const bool roundHole = a.kind == 'C' && a.params.size() == 2;
+        if (a.kind == 'P' || (hasHole(a) && !roundHole)) return flashParts({Part{true, outlineOf(a)}}, x, y);
         if (a.kind == 'C') {
-            const double hole = a.params.size() > 1 ? a.params[1] * s : 0;
-            const double d = a.params[0] * s;
-            if (a.params.size() > 2) warnOnce("rectangular hole in a circle aperture ignored");
-            if (hole > 0 && hole < d) f.symbol = "donut_r" + micrometres(d) + "x" + micrometres(hole);
-            else f.symbol = "r" + micrometres(d);
+            const double d = a.params[0] * s, hole = roundHole ? a.params[1] * s : 0;
+            f.symbol = hole > 0 && hole < d ? "donut_r" + micrometres(d) + "x" + micrometres(hole) : "r" + micrometres(d);
             return push(std::move(f));
         }
-        if (a.kind == 'R' || a.kind == 'O') {
-            if (a.params.size() > 2) warnOnce("hole in a rectangle or obround aperture ignored");
-            double w = a.params[0] * s, h = a.params[1] * s;
-            double rot = std::fmod(transform_.rotation, 360.0);
-            if (rot < 0) rot += 360;
-            if (std::fmod(rot, 90.0) == 0 && std::fmod(rot, 180.0) != 0) std::swap(w, h);
-            else if (std::fmod(rot, 180.0) != 0) {
-                if (a.kind == 'R' && rot != std::floor(rot)) return flashParts({Part{true, {rectLoop(-w / 2, -h / 2, w / 2, h / 2)}}}, x, y, true);
-                if (rot != std::floor(rot)) warnOnce("obround rotation rounded to whole degrees");
-                f.angle = static_cast<int>(std::lround(rot));
-            }
-            if (a.kind == 'R') f.symbol = w == h ? "s" + micrometres(w) : "rect" + micrometres(w) + "x" + micrometres(h);
-            else f.symbol = w == h ? "r" + micrometres(w) : "oval" + micrometres(w) + "x" + micrometres(h);
-            return push(std::move(f));
+        double w = a.params[0] * s, h = a.params[1] * s;
+        double rot = std::fmod(transform_.rotation, 360.0);
+        if (rot < 0) rot += 360;
+        if (std::fmod(rot, 90.0) == 0 && std::fmod(rot, 180.0) != 0) std::swap(w, h);
+        else if (std::fmod(rot, 180.0) != 0) {
+            // Pads turn by whole degrees: other angles are flattened exactly.
+            if (rot != std::floor(rot)) return flashParts({Part{true, outlineOf(a)}}, x, y);
+            f.angle = static_cast<int>(rot);
         }
-        if (a.kind == 'P') {
-            if (a.params.size() > 3) warnOnce("hole in a polygon aperture ignored");
-            const double rot = a.params.size() > 2 ? a.params[2] : 0;
-            return flashParts({Part{true, {polygonLoop(0, 0, a.params[0], static_cast<int>(a.params[1]), rot)}}}, x, y, false);
-        }
-        if (a.kind == 'B') return flashBlock(a, x, y);
-        std::vector<std::string> warnings;
-        std::vector<Part> parts = flattenMacro(macros_.at(a.macro), a.macroArgs, a.unit, warnings);
-        for (const std::string& w : warnings) warnOnce(w);
-        flashParts(parts, x, y, false);
+        if (a.kind == 'R') f.symbol = w == h ? "s" + micrometres(w) : "rect" + micrometres(w) + "x" + micrometres(h);
+        else f.symbol = w == h ? "r" + micrometres(w) : "oval" + micrometres(w) + "x" + micrometres(h);
+        push(std::move(f));
     }
 
-    // Surfaces for flattened aperture parts, transformed and placed at (x, y).
-    // Parts only rotated by the aperture transformation already carry the
-    // rest (mirror, scale) when `rotateOnly` is set.
-    void flashParts(const std::vector<Part>& parts, double x, double y, bool rotateOnly) {
-        Transform t = transform_;
-        if (rotateOnly) t.mirrorX = t.mirrorY = false, t.scale = 1;
+    // Surfaces for flattened aperture parts, through the aperture
+    // transformation, placed at (x, y).
+    void flashParts(const std::vector<Part>& parts, double x, double y) {
+        const Transform& t = transform_;
         for (const Part& part : parts) {
             if (!part.on && !dark_) {
                 warnOnce("exposure-off parts of a clear flash ignored");

@@ -306,11 +306,33 @@ TEST_F(GerberImport, NegativeImageClearsOutOfADarkField) {
     for (int i = 0; i < 3; ++i) EXPECT_EQ(all[i + 1].polarity, polarity[i]) << i;
 }
 
-TEST_F(GerberImport, PolygonApertureFlashIsASurface) {
-    load(mm33("%ADD10P,1X4*%D10*X1000Y1000D03*"));
-    API::featureInfo f = last();
-    EXPECT_EQ(f.type, API::FT_SURFACE);
-    expectBox(f, 0.5e6, 0.5e6, 1.5e6, 1.5e6);
+TEST_F(GerberImport, FlashesWithoutAPadSymbolAreExactSurfaces) {
+    struct Case {
+        const char* prefix;
+        int contours;                   // the hole is the second
+        double xmin, ymin, xmax, ymax;  // mm about the flash point
+    };
+    const double c = std::cos(M_PI / 8), s = std::sin(M_PI / 8);
+    const Case cases[] = {
+        {"%ADD10P,1X4*%", 1, -0.5, -0.5, 0.5, 0.5},
+        {"%ADD10P,1X4X0X0.2*%", 2, -0.5, -0.5, 0.5, 0.5},
+        {"%ADD10R,2X1X0.5*%", 2, -1, -0.5, 1, 0.5},
+        {"%ADD10O,2X1X0.5*%", 2, -1, -0.5, 1, 0.5},
+        {"%ADD10O,1X2X0.5*%", 2, -0.5, -1, 0.5, 1},
+        {"%ADD10C,1X0.4X0.2*%", 2, -0.5, -0.5, 0.5, 0.5},
+        {"%ADD10R,2X1*%%LR22.5*%", 1, -(c + s / 2), -(s + c / 2), c + s / 2, s + c / 2},
+        {"%ADD10R,2X1X0.5*%%LS0.5*%", 2, -0.5, -0.25, 0.5, 0.25},
+    };
+    for (const Case& k : cases) {
+        SCOPED_TRACE(k.prefix);
+        kt::freshJob(kJob, {});
+        load(mm33(std::string(k.prefix) + "D10*X1000Y1000D03*"));
+        API::featureInfo f = last();
+        ASSERT_EQ(f.type, API::FT_SURFACE);
+        expectBox(f, (1 + k.xmin) * 1e6, (1 + k.ymin) * 1e6, (1 + k.xmax) * 1e6, (1 + k.ymax) * 1e6);
+        // "S <pol> <dcode> <contours> ..."
+        EXPECT_EQ(f.record.compare(0, 9, "S P 10 " + std::to_string(k.contours) + " "), 0) << f.record.substr(0, 20);
+    }
 }
 
 TEST_F(GerberImport, X2AttributesReachTheFeatures) {
