@@ -120,7 +120,7 @@ private:
             warn("the header (M48) runs into the body without '%': closed here");
             header_ = false;
         }
-        if (s[0] == 'T' && s.size() > 1 && std::isdigit(static_cast<unsigned char>(s[1]))) {
+        if (s[0] == 'T' && s.size() > 1 && isDigit(s[1])) {
             tool(s);
             return false;
         }
@@ -182,7 +182,7 @@ private:
 
     void tool(const std::string& s) {
         size_t p = 1;
-        while (p < s.size() && std::isdigit(static_cast<unsigned char>(s[p]))) ++p;
+        while (p < s.size() && isDigit(s[p])) ++p;
         const int t = smallNumber(s.substr(1, p - 1));
         const size_t c = s.find('C', p);
         if (c == std::string::npos) {
@@ -196,7 +196,7 @@ private:
             return;
         }
         size_t e = c + 1;
-        while (e < s.size() && (std::isdigit(static_cast<unsigned char>(s[e])) || s[e] == '.')) ++e;
+        while (e < s.size() && (isDigit(s[e]) || s[e] == '.')) ++e;
         const std::string d = s.substr(c + 1, e - c - 1);
         char* end = nullptr;
         const double v = std::strtod(d.c_str(), &end);
@@ -247,7 +247,7 @@ private:
             const char letter = s[p++];
             if (!std::isalpha(static_cast<unsigned char>(letter))) fault("unexpected '" + s + "'");
             const size_t from = p;
-            while (p < s.size() && (std::isdigit(static_cast<unsigned char>(s[p])) || s[p] == '.' || s[p] == '-' || s[p] == '+')) ++p;
+            while (p < s.size() && isNumberChar(s[p])) ++p;
             w.order.push_back({letter, s.substr(from, p - from)});
             w.values[letter] = s.substr(from, p - from);
         }
@@ -265,7 +265,7 @@ private:
             slot(s.substr(0, g85), s.substr(g85 + 3));
             return;
         }
-        if (s[0] == 'R' && s.size() > 1 && std::isdigit(static_cast<unsigned char>(s[1]))) {
+        if (s[0] == 'R' && s.size() > 1 && isDigit(s[1])) {
             repeat(s);
             return;
         }
@@ -283,7 +283,7 @@ private:
             if (!w.has('X')) x = curX_;
             if (!w.has('Y')) y = curY_;
         }
-        if (std::fabs(x) > kMaxImportCoordinate || std::fabs(y) > kMaxImportCoordinate) fault("coordinate out of range in '" + s + "'");
+        checkRange(x, y, "the point of '" + s + "'");
         if (mode_ == Drill) hit(x, y);
         else if (mode_ == Move) {
             toolDown_ = false;
@@ -349,7 +349,8 @@ private:
         double sy = a.has('Y') ? coordinate(a.values['Y']) : curY_;
         double ex = b.has('X') ? coordinate(b.values['X']) : sx;
         double ey = b.has('Y') ? coordinate(b.values['Y']) : sy;
-        if (std::max({std::fabs(sx), std::fabs(sy), std::fabs(ex), std::fabs(ey)}) > kMaxImportCoordinate) fault("slot out of range");
+        checkRange(sx, sy, "the slot's start");
+        checkRange(ex, ey, "the slot's end");
         Feat f = feature(Feat::Line);
         f.x1 = sx, f.y1 = sy, f.x2 = ex, f.y2 = ey;
         push(std::move(f));
@@ -367,7 +368,7 @@ private:
         for (long i = 0; i < n; ++i) {
             curX_ += dx;
             curY_ += dy;
-            if (std::fabs(curX_) > kMaxImportCoordinate || std::fabs(curY_) > kMaxImportCoordinate) fault("repeat runs out of range");
+            checkRange(curX_, curY_, "a repeated hit");
             hit(curX_, curY_);
         }
     }

@@ -176,13 +176,13 @@ private:
         }
         if (s_[pos_] == '$') {
             const size_t from = ++pos_;
-            while (pos_ < s_.size() && std::isdigit(static_cast<unsigned char>(s_[pos_]))) ++pos_;
+            while (pos_ < s_.size() && isDigit(s_[pos_])) ++pos_;
             if (pos_ == from) fault("malformed variable in expression '" + s_ + "'");
             auto it = vars_.find(smallNumber(s_.substr(from, pos_ - from)));
             return it == vars_.end() ? 0.0 : it->second;  // unset variables read as zero
         }
         const size_t from = pos_;
-        while (pos_ < s_.size() && (std::isdigit(static_cast<unsigned char>(s_[pos_])) || s_[pos_] == '.')) ++pos_;
+        while (pos_ < s_.size() && (isDigit(s_[pos_]) || s_[pos_] == '.')) ++pos_;
         return number(s_.substr(from, pos_ - from));
     }
 
@@ -454,7 +454,8 @@ public:
             if (ended) break;
         }
         if (!ended) fileError(file_, line_, "truncated: the file ends without M02");
-        if (!openBlocks_.empty()) fileError(file_, line_, "block aperture D" + std::to_string(openBlocks_.back().first) + " is not closed");
+        if (!openBlocks_.empty())
+            fileError(file_, line_, "block aperture D" + std::to_string(openBlocks_.back().first) + " is not closed");
         if (region_) fileError(file_, line_, "truncated: the file ends inside a region (G36)");
         try {
             closeStepRepeat();
@@ -534,7 +535,7 @@ private:
         if (x == std::string::npos || y == std::string::npos || x + 3 > arg.size() || y + 3 > arg.size())
             fault("malformed format statement 'FS" + arg + "'");
         auto digit = [&](size_t at) {
-            if (!std::isdigit(static_cast<unsigned char>(arg[at]))) fault("malformed format statement 'FS" + arg + "'");
+            if (!isDigit(arg[at])) fault("malformed format statement 'FS" + arg + "'");
             return arg[at] - '0';
         };
         intDigits_ = digit(x + 1);
@@ -547,7 +548,9 @@ private:
     void axisPair(const std::string& arg, double& a, double& b, double dflt, bool length) {
         a = b = dflt;
         const size_t pa = arg.find('A'), pb = arg.find('B');
-        auto read = [&](size_t at, size_t end) { return number(arg.substr(at + 1, end == std::string::npos ? std::string::npos : end - at - 1)); };
+        auto read = [&](size_t at, size_t end) {
+            return number(arg.substr(at + 1, end == std::string::npos ? std::string::npos : end - at - 1));
+        };
         if (pa != std::string::npos) a = read(pa, pb > pa ? pb : std::string::npos);
         if (pb != std::string::npos) b = read(pb, pa > pb ? pa : std::string::npos);
         if (length) {
@@ -559,7 +562,7 @@ private:
     void defineAperture(const std::string& arg) {
         if (arg.size() < 3 || arg[0] != 'D') fault("malformed aperture definition 'AD" + arg + "'");
         size_t p = 1;
-        while (p < arg.size() && std::isdigit(static_cast<unsigned char>(arg[p]))) ++p;
+        while (p < arg.size() && isDigit(arg[p])) ++p;
         if (p == 1) fault("malformed aperture definition 'AD" + arg + "'");
         const int d = smallNumber(arg.substr(1, p - 1));
         if (d < 10) fault("aperture number D" + std::to_string(d) + " below 10");
@@ -721,7 +724,7 @@ private:
 
     // ---- word commands; true at the end of the file
     bool word(const std::string& b) {
-        if (b.compare(0, 3, "G04") == 0 || (b.compare(0, 2, "G4") == 0 && (b.size() == 2 || !std::isdigit(static_cast<unsigned char>(b[2]))))) {
+        if (b.compare(0, 3, "G04") == 0 || (b.compare(0, 2, "G4") == 0 && (b.size() == 2 || !isDigit(b[2])))) {
             commentAttribute(b);
             return false;
         }
@@ -733,7 +736,7 @@ private:
             const char letter = b[p++];
             const size_t from = p;
             if (letter == 'G' || letter == 'D' || letter == 'M') {
-                while (p < b.size() && std::isdigit(static_cast<unsigned char>(b[p]))) ++p;
+                while (p < b.size() && isDigit(b[p])) ++p;
                 if (p == from) fault("malformed command '" + b + "'");
                 const int n = smallNumber(b.substr(from, p - from));
                 if (letter == 'G') gCode(n);
@@ -741,9 +744,9 @@ private:
                 else if (n == 2 || n == 0 || n == 1) return n == 2 || n == 0;
                 else fault("unknown command M" + std::to_string(n));
             } else if (letter == 'N' && from == 1) {  // sequence number
-                while (p < b.size() && std::isdigit(static_cast<unsigned char>(b[p]))) ++p;
+                while (p < b.size() && isDigit(b[p])) ++p;
             } else if (letter == 'X' || letter == 'Y' || letter == 'I' || letter == 'J') {
-                while (p < b.size() && (std::isdigit(static_cast<unsigned char>(b[p])) || b[p] == '-' || b[p] == '+' || b[p] == '.')) ++p;
+                while (p < b.size() && isNumberChar(b[p])) ++p;
                 const double v = coordinate(b.substr(from, p - from));
                 if (letter == 'X') hasX = true, x = v;
                 if (letter == 'Y') hasY = true, y = v;
@@ -770,7 +773,7 @@ private:
         lastOperation_ = d;
         double nx = incremental_ ? curX_ + (hasX ? x : 0) : (hasX ? x : curX_);
         double ny = incremental_ ? curY_ + (hasY ? y : 0) : (hasY ? y : curY_);
-        if (std::fabs(nx) > kMaxImportCoordinate || std::fabs(ny) > kMaxImportCoordinate) fault("coordinate out of range in '" + b + "'");
+        checkRange(nx, ny, "the point of '" + b + "'");
         if (d == 1) interpolate(nx, ny, i, j);
         else if (d == 2) move(nx, ny);
         else flash(nx, ny);

@@ -48,6 +48,12 @@ struct Fault {
 // bytes above 0x7f unless the text may hold UTF-8 (comments, attributes).
 void checkBytes(const std::string& text, bool utf8);
 
+inline bool isDigit(char c) { return c >= '0' && c <= '9'; }
+// Characters of a number word: digits, sign, decimal point.
+inline bool isNumberChar(char c) { return isDigit(c) || c == '.' || c == '-' || c == '+'; }
+// Faults naming `what` when a point lies outside the kernel's range.
+void checkRange(double x, double y, const std::string& what);
+
 // Adds "line <n>: <what>" to the report, up to a bound.
 void addWarning(import_report& report, int line, const std::string& what);
 

@@ -44,6 +44,11 @@ void checkBytes(const std::string& text, bool utf8) {
         }
 }
 
+void checkRange(double x, double y, const std::string& what) {
+    if (!(std::fabs(x) <= kMaxImportCoordinate && std::fabs(y) <= kMaxImportCoordinate))
+        fault(what + " lies out of range");
+}
+
 void addWarning(import_report& report, int line, const std::string& what) {
     if (report.warnings.size() < 200) report.warnings.push_back("line " + std::to_string(line) + ": " + what);
 }
@@ -232,7 +237,7 @@ layer_guess guessFromName(const std::string& file_name) {
         return {"document", true};
     auto it = byExtension.find(ext);
     if (it != byExtension.end()) return {it->second, false};
-    if (ext.size() >= 2 && ext[0] == 'g' && (std::isdigit(static_cast<unsigned char>(ext[1])) ||
+    if (ext.size() >= 2 && ext[0] == 'g' && (isDigit(ext[1]) ||
                                              (ext[1] == 'l' && ext.size() > 2)))
         return {"signal", false};  // inner copper: .g1, .g2, .gl2 ...
     if (contains(name, "rout") || contains(name, "mill")) return {"rout", false};
@@ -335,7 +340,7 @@ std::string detect_format(const std::string& text) {
         size_t end = head.find('\n', pos);
         if (end == std::string::npos) end = head.size();
         const std::string line = head.substr(pos, end - pos);
-        if (line.size() > 1 && line[0] == 'T' && std::isdigit(static_cast<unsigned char>(line[1]))) tool = true;
+        if (line.size() > 1 && line[0] == 'T' && isDigit(line[1])) tool = true;
         if (line.size() > 1 && (line[0] == 'X' || line[0] == 'Y') && !contains(line, "*")) hit = true;
         pos = end + 1;
     }
