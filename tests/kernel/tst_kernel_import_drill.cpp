@@ -140,6 +140,19 @@ TEST_F(DrillImport, SlotsAndRoutPaths) {
     }
 }
 
+TEST_F(DrillImport, RoutWithoutToolDownStartsAChainAtEachMove) {
+    IMPORT::import_report r = load("M48\nMETRIC\nT1C1.0\n%\nT1\nG00X0.0Y0.0\nG01X1.0\nX1.0Y1.0\n"
+                                   "G00X5.0Y0.0\nG01X6.0\nM30\n");
+    std::vector<API::featureInfo> all = features();
+    ASSERT_EQ(all.size(), 3u);
+    const char* chains[] = {"1", "1", "2"};
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(all[i].attributes.at(".rout_chain"), chains[i]) << i;
+    EXPECT_EQ(all[1].xs, 1e6);  // continues from the previous end
+    EXPECT_EQ(all[1].ye, 1e6);
+    ASSERT_EQ(r.warnings.size(), 1u);
+    EXPECT_NE(r.warnings[0].find("M15"), std::string::npos) << r.warnings[0];
+}
+
 TEST_F(DrillImport, MalformedFilesThrowWithFileAndLineAndChangeNothing) {
     struct Case {
         const char* name;
@@ -251,6 +264,21 @@ TEST(JobImport, OneLayerPerFileTypedAndTheProfileFromTheOutline) {
     EXPECT_TRUE(reports[1].outline);
     ASSERT_TRUE(API::has_profile(job, "pcb"));
     // The largest loop, not the small triangle inside it.
+    EXPECT_EQ(API::profile_box(job, "pcb"), (API::reply_box{0, 0, 10000000, 5000000}));
+    JOB::delete_job(job);
+}
+
+TEST(JobImport, ProfileFollowsRoundedCorners) {
+    const char* job = "rounded";
+    if (JOB::job_exists(job)) JOB::delete_job(job);
+    // A 10 x 5 mm outline with 1 mm corner arcs, drawn in two pieces out of order.
+    const char* outline =
+        "%FSLAX33Y33*%%MOMM*%%TF.FileFunction,Profile,NP*%%ADD10C,0.1*%D10*G75*"
+        "X10000Y4000D02*G01*X10000Y1000D01*G02*X9000Y0I-1000J0D01*G01*X1000Y0D01*G02*X0Y1000I0J1000D01*"
+        "G01*X0Y4000D02*G02*X1000Y5000I1000J0D01*G01*X9000Y5000D01*G02*X10000Y4000I0J-1000D01*"
+        "G01*X0Y1000D02*X0Y4000D01*M02*";
+    IMPORT::import_job(job, {{"edges.gbr", outline}});
+    ASSERT_TRUE(API::has_profile(job, "pcb"));
     EXPECT_EQ(API::profile_box(job, "pcb"), (API::reply_box{0, 0, 10000000, 5000000}));
     JOB::delete_job(job);
 }
