@@ -105,6 +105,7 @@ int main(int argc, char** argv) {
     // Saved jobs, or else fabrication data (Gerber, Excellon, folders and
     // .zip archives of them) read into one new job.
     QStringList jobDirs, fabrication;
+    std::vector<TOLVA::IMPORT::import_file> fabricationFiles;
     for (const QString& input : options.inputs) {
         QString reason;
         const QString dir = host::JobSession::jobDirectoryFor(input, &reason);
@@ -112,8 +113,7 @@ int main(int argc, char** argv) {
             jobDirs << dir;
             continue;
         }
-        std::vector<TOLVA::IMPORT::import_file> probe;
-        if (!host::collectFabricationFiles(input, probe, &reason)) return fail(reason);
+        if (!host::collectFabricationFiles(input, fabricationFiles, &reason)) return fail(reason);
         fabrication << input;
     }
     if (!jobDirs.isEmpty() && !fabrication.isEmpty())
@@ -128,7 +128,7 @@ int main(int argc, char** argv) {
     QString reason;
     if (!window.loadPlugins(&reason)) return fail(reason);
     if (!fabrication.isEmpty()) {
-        if (!window.openFabrication(fabrication, &reason)) return fail(reason);
+        if (!window.openFabricationFiles(fabrication, fabricationFiles, &reason)) return fail(reason);
     } else if (jobDirs.isEmpty()) {
         try {
             host::ensureDemoJob(options.features);

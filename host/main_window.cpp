@@ -479,7 +479,12 @@ bool MainWindow::openFabrication(const QStringList& arguments, QString* reason) 
     std::vector<TOLVA::IMPORT::import_file> files;
     for (const QString& argument : arguments)
         if (!collectFabricationFiles(argument, files, reason)) return false;
-    if (files.empty() || !releaseJob()) return false;
+    return openFabricationFiles(arguments, files, reason);
+}
+
+bool MainWindow::openFabricationFiles(const QStringList& arguments, const std::vector<TOLVA::IMPORT::import_file>& files,
+                                      QString* reason) {
+    if (files.empty() || arguments.isEmpty() || !releaseJob()) return false;
     const QString job = importedJobName(arguments.front());
     QStringList problems;
     bool imported = false;
@@ -561,6 +566,11 @@ void MainWindow::openArguments(const QStringList& arguments) {
 }
 
 void MainWindow::importFiles() {
+    // Without a screen nobody could answer the file dialog.
+    if (headless()) {
+        LOG(WARNING) << "import: no file dialog without a display; name the files on the command line";
+        return;
+    }
     const QStringList files = QFileDialog::getOpenFileNames(
         this, tr("Import Gerber and Excellon files"), QString(),
         tr("Fabrication data (*.gbr *.ger *.gb* *.gt* *.gm* *.gko *.grb *.gbx *.pho *.art *.drl *.xln *.exc *.txt *.zip);;"

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "PluginMetaData.h"
+#include "TOLVA_Import.h"
 #include "job_session.h"
 
 class QLabel;
@@ -42,6 +43,9 @@ public:
     // Files that fail are named (in a box, or the log without a screen) and
     // left out.
     bool openFabrication(const QStringList& arguments, QString* reason);
+    // The same with the files already read from `arguments`.
+    bool openFabricationFiles(const QStringList& arguments, const std::vector<TOLVA::IMPORT::import_file>& files,
+                              QString* reason);
     // Shows a job already in the kernel (the demo board).
     void showJob(const QString& job, const QString& origin);
     // Restricts the shown layers (names in drawing order).

@@ -7,6 +7,11 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTreeWidget>
+#include <QDropEvent>
+#include <QFile>
+#include <QMimeData>
+#include <QUrl>
+#include <map>
 #include <memory>
 
 #include "LayerPalette.h"
@@ -229,6 +234,60 @@ namespace {
 
 // A plug-in that is not there, and a library that is there but exports no
 // entry points: both are named, and the window works without them.
+// Files dropped on the window become a job: a copper layer and a drill file
+// listed in the panel with their types, the copper the work layer; the
+// file that cannot be read is named in a box and the others still load.
+TEST(WorkstationImport, DroppedFabricationFilesBecomeAJob) {
+    QTemporaryDir home;
+    qputenv("TOLVA_HOME", home.path().toLocal8Bit());
+    testsupport::LogCapture log;
+    const std::map<QString, QByteArray> files = {
+        {QStringLiteral("panel.gtl"), "%FSLAX36Y36*%\n%MOMM*%\n%ADD10C,1.0*%\nD10*\nX5000000Y5000000D03*\nM02*\n"},
+        {QStringLiteral("panel.drl"), "M48\nMETRIC,TZ\nT1C0.500\n%\nT1\nX2.0Y8.0\nM30\n"},
+        {QStringLiteral("panel.gbs"), "%FSLAX36Y36*%\n%MOMM*%\nX5"},
+    };
+    QList<QUrl> urls;
+    for (const auto& f : files) {
+        QFile file(home.filePath(f.first));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(f.second);
+        urls << QUrl::fromLocalFile(file.fileName());
+    }
+    {
+        host::MainWindow window;
+        QString reason;
+        ASSERT_TRUE(window.loadPlugins(&reason, {PluginNames::JobList})) << reason.toStdString();
+        window.resize(800, 600);
+        window.show();
+        QMimeData mime;
+        mime.setUrls(urls);
+        QDragEnterEvent enter(QPoint(100, 100), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(&window, &enter);
+        EXPECT_TRUE(enter.isAccepted()) << "the window takes dragged files";
+        QDropEvent drop(QPointF(100, 100), Qt::CopyAction, &mime, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(&window, &drop);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return window.session().isOpen(); }, 5000)) << "no job after the drop";
+        const std::string job = window.session().job().toStdString();
+        std::map<std::string, std::string> types;
+        for (const API::matrix_info& row : API::get_matrix(job)) {
+            types[row.type] = row.name;
+            EXPECT_EQ(JOB::feature_count(job, "pcb", row.name), 1) << row.name;
+        }
+        EXPECT_EQ(types.size(), 2u);
+        EXPECT_EQ(types.count("signal"), 1u);
+        EXPECT_EQ(types.count("drill"), 1u);
+        auto* view = static_cast<GRAPHIC::ViewWidget*>(window.view());
+        EXPECT_EQ(view->work_layer, types["signal"]);
+        EXPECT_TRUE(log.contains("panel.gbs")) << "the file left out is named";
+        auto* tree = window.plugin(PluginNames::JobList)->findChild<QTreeWidget*>();
+        ASSERT_NE(tree, nullptr);
+        EXPECT_EQ(tree->topLevelItemCount(), 2) << "the broken file has no layer";
+        window.session().close();
+        JOB::delete_job(job);
+    }
+    qunsetenv("TOLVA_HOME");
+}
+
 TEST(WorkstationStart, MissingOrBrokenPluginsAreNamedAndLeftOut) {
     QTemporaryDir home;
     qputenv("TOLVA_HOME", home.path().toLocal8Bit());
