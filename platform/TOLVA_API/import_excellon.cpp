@@ -187,7 +187,7 @@ private:
         const size_t c = s.find('C', p);
         if (c == std::string::npos) {
             if (header_) fault("tool T" + std::to_string(t) + " without a diameter");
-            if (t == 0) {
+            if (t == 0 && !tools_.count(0)) {  // T0 unloads the tool, unless a file defines a T0
                 tool_ = -1;
                 return;
             }

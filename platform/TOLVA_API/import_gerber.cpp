@@ -42,7 +42,9 @@ std::vector<Command> splitCommands(const std::string& text, const std::string& f
     std::vector<Command> out;
     int line = 1;
     size_t i = 0;
-    const size_t n = text.size();
+    // Some writers pad the file with NUL bytes after its end.
+    size_t n = text.size();
+    while (n > 0 && text[n - 1] == '\0') --n;
     // Line breaks carry no meaning anywhere; spaces only in comments and
     // attribute values.
     auto takeBlock = [&](size_t from, size_t to, int startLine) {
@@ -483,7 +485,7 @@ private:
             else if (arg == "IN") unit_ = 25.4e6;
             else fault("unknown unit '" + arg + "'");
             unitSet_ = true;
-        } else if (code == "AD") defineAperture(arg);
+        } else if (code == "AD") defineApertureOrSkip(arg);
         else if (code == "AM") {
             if (arg.empty()) fault("aperture macro without a name");
             macros_[arg].blocks.assign(blocks.begin() + 1, blocks.end());
@@ -559,6 +561,17 @@ private:
         }
     }
 
+    // A definition that cannot be read is left out with a warning: files in
+    // the field carry such leftovers for apertures they never use. Using one
+    // is still an error (the aperture is unknown then).
+    void defineApertureOrSkip(const std::string& arg) {
+        try {
+            defineAperture(arg);
+        } catch (const Fault& f) {
+            warn(f.what + "; the aperture is left undefined");
+        }
+    }
+
     void defineAperture(const std::string& arg) {
         if (arg.size() < 3 || arg[0] != 'D') fault("malformed aperture definition 'AD" + arg + "'");
         size_t p = 1;
@@ -576,6 +589,11 @@ private:
         a.attrs = apertureAttrs_;
         if (name == "C" || name == "R" || name == "O" || name == "P") {
             a.kind = name[0];
+            // Old writers give a square or a circle-like obround one size: it is both sides.
+            if ((a.kind == 'R' || a.kind == 'O') && params.size() == 1) {
+                warnOnce("rectangle or obround aperture with one size: taken as both sides");
+                params.push_back(params[0]);
+            }
             const size_t needed = a.kind == 'C' ? 1 : 2;
             if (params.size() < needed) fault("aperture D" + std::to_string(d) + " lacks its size");
             for (size_t i = 0; i < params.size(); ++i) {

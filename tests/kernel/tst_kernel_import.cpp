@@ -164,6 +164,36 @@ TEST_F(GerberImport, RegionContoursBecomeSurfaces) {
     expectBox(all[2], 6e6, -1e6, 8e6, 1e6);  // a circular region, flattened
 }
 
+// Some writers pad a file with NUL bytes after its end; a NUL inside the
+// file is still an error.
+TEST_F(GerberImport, NulPaddingAfterTheEndIsIgnored) {
+    std::string padded = mm33("%ADD10C,0.5*%\nD10*\nX1000Y1000D03*");
+    padded.append(64, '\0');
+    EXPECT_EQ(load(padded).features, 1);
+    std::string inside = mm33("%ADD10C,0.5*%\nD10*\nX1000Y1000D03*");
+    inside.insert(inside.find("D10*"), 1, '\0');
+    EXPECT_THROW(load(inside), API::KernelText);
+    EXPECT_EQ(features().size(), 1u);
+}
+
+// Old writers give a square one size.
+TEST_F(GerberImport, ARectangleWithOneSizeIsASquare) {
+    const IMPORT::import_report r = load(mm33("%ADD74R,0.035*%\nD74*\nX1000Y1000D03*"));
+    EXPECT_EQ(r.features, 1);
+    EXPECT_EQ(last().symbol, "s35");
+    EXPECT_FALSE(r.warnings.empty());
+}
+
+// A definition that cannot be read is left out while nothing uses it.
+TEST_F(GerberImport, AnUnreadableApertureIsAnErrorOnlyWhenUsed) {
+    const IMPORT::import_report r = load(mm33("%ADD125R,0.03260.326*%\n%ADD10C,0.5*%\nD10*\nX1000Y1000D03*"));
+    EXPECT_EQ(r.features, 1);
+    ASSERT_FALSE(r.warnings.empty());
+    EXPECT_NE(r.warnings.front().find("0.03260.326"), std::string::npos) << r.warnings.front();
+    EXPECT_THROW(load(mm33("%ADD125R,0.03260.326*%\nD125*\nX1000Y1000D03*")), API::KernelText);
+    EXPECT_EQ(features().size(), 1u);
+}
+
 TEST_F(GerberImport, ClearPolarityKeepsFileOrder) {
     load(mm33("%ADD10C,1*%%ADD11C,0.5*%D10*X0Y0D03*%LPC*%D11*X0Y0D03*%LPD*%X5000Y0D03*"));
     std::vector<API::featureInfo> all = features();

@@ -93,6 +93,16 @@ TEST_F(DrillImport, InlineToolsWithoutHeader) {
     EXPECT_EQ(all[1].xs, 2e6);
 }
 
+// A file that defines a T0 drills with it; elsewhere T0 unloads the tool.
+TEST_F(DrillImport, ADefinedT0IsATool) {
+    load("M48\nMETRIC,TZ\nT0C0.15\nT1C0.3\n%\nT0\nX1.0Y1.0\nT1\nX2.0Y1.0\nM30\n");
+    std::vector<API::featureInfo> all = features();
+    ASSERT_EQ(all.size(), 2u);
+    EXPECT_EQ(all[0].symbol, "r150");
+    EXPECT_EQ(all[1].symbol, "r300");
+    EXPECT_THROW(load("M48\nMETRIC,TZ\nT1C0.3\n%\nT1\nT0\nX2.0Y1.0\nM30\n"), API::KernelText);
+}
+
 TEST_F(DrillImport, HeaderRunningIntoTheBodyEndsThere) {
     IMPORT::import_report r = load("M48\nMETRIC,TZ\nT1C0.5\nT1\nX1000Y2000\nM30\n");
     std::vector<API::featureInfo> all = features();
