@@ -45,8 +45,9 @@ bool takeValue(const QStringList& args, int& i, const QString& name, QString& va
 QString usageText() {
     return QStringLiteral(
         "Usage: tolva_host [JOB_DIR | FILE...] [options]\n"
-        "Opens saved jobs (a job directory, or the job.tolva file in one); without\n"
-        "one, the generated demo board.\n"
+        "Opens saved jobs (a job directory, or the job.tolva file in one), or reads\n"
+        "Gerber and Excellon files (or a folder or .zip of them) into a new job;\n"
+        "without arguments, the generated demo board.\n"
         "  --snapshot OUT      write the composed view to OUT (.png, .jpg, .jpeg, .bmp)\n"
         "                      and exit; needs no display\n"
         "  --size WxH          view size in pixels (default 1200x800)\n"
