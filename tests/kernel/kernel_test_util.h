@@ -69,6 +69,27 @@ inline bool isBackground(int i, int j) {
 inline double centreX(int i) { return (i + 0.5) * 1000.0; }
 inline double centreY(int j, int h) { return (h - j - 0.5) * 1000.0; }
 
+// Every `step`-th prefix of a valid file, each as it is and with its middle
+// byte flipped by `mask`, handed to `load`: each must either load or throw a
+// text. Counts of {loaded, thrown}.
+template <class Load>
+std::pair<int, int> loadDamaged(const std::string& good, size_t step, char mask, Load&& load) {
+    std::pair<int, int> counts{0, 0};
+    for (size_t cut = 0; cut <= good.size(); cut += step) {
+        for (int flip = 0; flip < 2; ++flip) {
+            std::string text = good.substr(0, cut);
+            if (flip && !text.empty()) text[text.size() / 2] = static_cast<char>(text[text.size() / 2] ^ mask);
+            try {
+                load(text);
+                ++counts.first;
+            } catch (const API::KernelText&) {
+                ++counts.second;
+            }
+        }
+    }
+    return counts;
+}
+
 }  // namespace kt
 
 // Boxes in test failures as numbers.
