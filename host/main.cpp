@@ -6,6 +6,7 @@
 
 #include <QApplication>
 #include <QImage>
+#include <QTimer>
 #include <cstdio>
 #include <exception>
 
@@ -164,6 +165,8 @@ int main(int argc, char** argv) {
     if (options.hasBox)
         window.showBoardWindow(options.boxMm.left() * 1e6, options.boxMm.top() * 1e6, options.boxMm.right() * 1e6,
                                options.boxMm.bottom() * 1e6);
+    else if (!fabrication.isEmpty())
+        QTimer::singleShot(0, &window, &host::MainWindow::fitToProfile);  // once the view has its final size
     const int status = app.exec();
     host::shutDownLogging();
     return status;
