@@ -27,6 +27,14 @@ struct import_report {
     std::vector<std::string> warnings;
 };
 
+// The most memory the features of one file may take while they are read,
+// in bytes (default 2 GiB). Step and repeat, block flashes and drill repeat
+// codes turn a few bytes of text into many features; a file that would grow
+// past the budget is refused ("<file>:<line>: the file expands past the
+// import budget of N MB") before the copies are made. Returns the previous
+// budget. A host with less memory, or a test harness, sets a smaller one.
+TOLVA_API_EXPORT size_t set_import_budget(size_t bytes);
+
 // "gerber", "excellon", or "" when the text is neither.
 TOLVA_API_EXPORT std::string detect_format(const std::string& text);
 

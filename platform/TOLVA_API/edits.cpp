@@ -408,6 +408,27 @@ void AddFeatures(const str& job, const str& step, const str_list& layers,
     storeFeatures(j, step, s, pending, false);
 }
 
+}  // namespace API
+
+namespace KERNEL {
+void addBuiltFeatures(const std::string& job, const std::string& step, const std::string& layer,
+                      std::vector<ParsedFeature>& features, const std::vector<API::attr_map>& attributes) {
+    KERNEL_LOCK;
+    Job& j = findJob(job);
+    size_t s = findStepIndex(j, step);
+    std::vector<PendingLayer> pending = parseLayers(j, {layer}, [&](const std::string&, auto&&) {});
+    PendingLayer& p = pending.front();
+    for (size_t i = 0; i < features.size(); ++i) {
+        checkSymbol(j.layers[p.layer], features[i], layer);
+        p.attrs.push_back(i < attributes.size() ? &attributes[i] : nullptr);
+    }
+    p.features = std::move(features);
+    storeFeatures(j, step, s, pending, false);
+}
+}  // namespace KERNEL
+
+namespace API {
+
 void copy_features_in_samelayer(const str& job, const str& step, const str_list& layers, int dx,
                                 int dy) {
     KERNEL_LOCK;

@@ -114,6 +114,7 @@ private:
         if (s == "M71" || s == "M72") {
             metric_ = s == "M71";
             unitSet_ = true;
+            resolveAssumedUnit();
             return false;
         }
         if (header_ && startsBody(s)) {
@@ -158,9 +159,22 @@ private:
         if (!plating.empty()) plating_ = plating;
     }
 
+    // Some writers give the tools before any unit and declare it (M71, M72)
+    // at the start of the body: the sizes are in the unit declared first,
+    // as long as no hole has been drilled in the assumed one.
+    void resolveAssumedUnit() {
+        if (assumedUnitTools_.empty()) return;
+        if (out_.features.empty() && metric_) {
+            for (int t : assumedUnitTools_) tools_[t].diameter *= 1e6 / 25.4e6;
+            warn("tool sizes given before the unit taken in millimetres");
+        }
+        assumedUnitTools_.clear();
+    }
+
     void units(const std::string& s) {
         metric_ = startsWith(s, "METRIC");
         unitSet_ = true;
+        resolveAssumedUnit();
         if (s.find(",LZ") != std::string::npos) zeros_ = LeadingKept;
         else if (s.find(",TZ") != std::string::npos) zeros_ = TrailingKept;
         const size_t dot = s.find('.');
@@ -201,10 +215,8 @@ private:
         char* end = nullptr;
         const double v = std::strtod(d.c_str(), &end);
         if (d.empty() || end != d.c_str() + d.size() || !(v > 0)) fault("malformed tool diameter in '" + s + "'");
-        if (!unitSet_) {
-            warn("no unit before the first tool: inches assumed");
-            unitSet_ = true;
-        }
+        if (!unitSet_ && assumedUnitTools_.empty()) warn("no unit before the first tool: inches assumed");
+        if (!unitSet_) assumedUnitTools_.push_back(t);
         tools_[t] = Tool{v * unit(), plating_};
         if (!header_) tool_ = t;
     }
@@ -333,6 +345,7 @@ private:
 
     void push(Feat f) {
         if (out_.features.size() >= kMaxImportFeatures) fault("too many features");
+        budget_.take(f);
         out_.features.push_back(std::move(f));
     }
 
@@ -365,6 +378,7 @@ private:
         if (!haveHit_) fault("repeat without a previous hit");
         const double dx = w.has('X') ? coordinate(w.values['X']) : 0;
         const double dy = w.has('Y') ? coordinate(w.values['Y']) : 0;
+        if (!out_.features.empty()) budget_.expect(n, Budget::bytesOf(out_.features.back()));
         for (long i = 0; i < n; ++i) {
             curX_ += dx;
             curY_ += dy;
@@ -417,9 +431,11 @@ private:
     const std::string& text_;
     std::string file_;
     ParsedFile out_;
+    Budget budget_;
     int line_ = 0;
     bool header_ = false;
     bool metric_ = false, unitSet_ = false, formatSet_ = false, incremental_ = false;
+    std::vector<int> assumedUnitTools_;  // tools sized before any unit was declared
     enum Zeros { Unknown, LeadingKept, TrailingKept } zeros_ = Unknown;
     bool zeroWarned_ = false, routWarned_ = false;
     int intDigits_ = 2, decDigits_ = 4;

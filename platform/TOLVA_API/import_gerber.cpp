@@ -8,8 +8,20 @@
 #include <cctype>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <map>
+#include <memory>
 #include <stdexcept>
+
+// Boost.Geometry's set operations on double polygons trip GCC's
+// maybe-uninitialized analysis inside its envelope code (a false alarm of
+// the optimiser, reported where this file instantiates them).
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
+#include <boost/geometry.hpp>
+#include <boost/geometry/geometries/multi_point.hpp>
+#include <boost/geometry/geometries/point_xy.hpp>
 
 #include "import_internal.h"
 #include "kernel.h"
@@ -23,23 +35,52 @@ namespace {
 using Loop = std::vector<API::lPoint>;
 
 // ---- commands ---------------------------------------------------------------
+// A word command without blanks or unusual bytes stays in the text, at
+// [from, to): most of a file, read without a copy each. The others keep
+// their cleaned blocks aside, at `extra`.
 struct Command {
-    std::vector<std::string> blocks;  // one for a word command, one or more inside '%'
+    size_t from = 0, to = 0;
     int line = 1;
-    bool extended = false;
+    int extra = -1;
 };
+struct Blocks {
+    std::vector<std::string> blocks;  // one for a word command, one or more inside '%'
+    bool extended = false;
+    std::string stray;  // text after the last '*' of an extended command, dropped
+};
+struct Commands {
+    std::vector<Command> list;
+    std::vector<Blocks> extras;
+};
+
+bool plainByte(char c) {
+    const unsigned char u = static_cast<unsigned char>(c);
+    return u > 0x20 && u < 0x7f;
+}
 
 bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 
+// Whether the text at `at` starts a comment, "G04" (or "G4" not followed by
+// a digit, as old writers put it).
+bool isComment(const std::string& s, size_t at = 0) {
+    if (s.size() < at + 2 || s[at] != 'G' || s[at + 1] != '4') {
+        if (s.size() < at + 3 || s[at] != 'G' || s[at + 1] != '0' || s[at + 2] != '4') return false;
+        return true;
+    }
+    return s.size() == at + 2 || !isDigit(s[at + 2]);
+}
+
 // Comments and attribute values may hold UTF-8; anything else is plain ASCII.
 bool freeText(const std::string& block) {
-    return block.compare(0, 3, "G04") == 0 || (block.size() > 1 && block[0] == 'T');
+    return (block.size() > 2 && block[0] == 'G' && block[1] == '0' && block[2] == '4') ||
+           (block.size() > 1 && block[0] == 'T');
 }
 
 // Splits the text into commands; blanks and line breaks between and inside
 // words carry no meaning.
-std::vector<Command> splitCommands(const std::string& text, const std::string& file) {
-    std::vector<Command> out;
+Commands splitCommands(const std::string& text, const std::string& file) {
+    Commands out;
+    out.list.reserve(text.size() / 16);  // a typical word and its line break
     int line = 1;
     size_t i = 0;
     // Some writers pad the file with NUL bytes after its end.
@@ -49,9 +90,13 @@ std::vector<Command> splitCommands(const std::string& text, const std::string& f
     // attribute values.
     auto takeBlock = [&](size_t from, size_t to, int startLine) {
         std::string block;
-        for (size_t k = from; k < to; ++k)
-            if (text[k] != '\r' && text[k] != '\n' && (!block.empty() || !isBlank(text[k]))) block += text[k];
-        if (!freeText(block)) block.erase(std::remove_if(block.begin(), block.end(), isBlank), block.end());
+        if (std::none_of(text.begin() + from, text.begin() + to, isBlank)) {
+            block.assign(text, from, to - from);
+        } else {
+            for (size_t k = from; k < to; ++k)
+                if (text[k] != '\r' && text[k] != '\n' && (!block.empty() || !isBlank(text[k]))) block += text[k];
+            if (!freeText(block)) block.erase(std::remove_if(block.begin(), block.end(), isBlank), block.end());
+        }
         try {
             checkBytes(block, freeText(block));
         } catch (const Fault& f) {
@@ -72,35 +117,57 @@ std::vector<Command> splitCommands(const std::string& text, const std::string& f
         }
         Command cmd;
         cmd.line = line;
+        Blocks extra;
         if (c == '%') {
             const size_t close = text.find('%', i + 1);
             if (close == std::string::npos) fileError(file, line, "truncated: '%' command not closed");
-            cmd.extended = true;
+            extra.extended = true;
             size_t from = i + 1;
             while (from < close) {
                 const size_t star = text.find('*', from);
                 if (star == std::string::npos || star > close) {
-                    const std::string rest = takeBlock(from, close, line);
-                    if (!rest.empty()) fileError(file, line, "'" + rest + "' lacks its closing '*'");
+                    // Some writers leave a word after the last '*' of a
+                    // command ("%ADD11C,.011*X.015%"): the command stands
+                    // without it.
+                    extra.stray = takeBlock(from, close, line);
                     break;
                 }
-                cmd.blocks.push_back(takeBlock(from, star, line));
+                extra.blocks.push_back(takeBlock(from, star, line));
                 from = star + 1;
             }
-            if (cmd.blocks.empty()) fileError(file, line, "empty '%' command");
+            if (extra.blocks.empty()) {
+                if (!extra.stray.empty()) fileError(file, line, "'" + extra.stray + "' lacks its closing '*'");
+                fileError(file, line, "empty '%' command");
+            }
             countLines(i, close);
             i = close + 1;
         } else {
-            const size_t star = text.find('*', i);
-            if (star == std::string::npos) {
+            // One pass to the '*': line breaks counted, plain words noted.
+            size_t star = i;
+            bool plain = true;
+            int breaks = 0;
+            for (; star < n && text[star] != '*'; ++star) {
+                breaks += text[star] == '\n';
+                plain = plain && plainByte(text[star]);
+            }
+            if (star == n) {
                 const std::string rest = takeBlock(i, n, line);
                 fileError(file, line, "truncated: '" + rest.substr(0, 40) + "' lacks its closing '*'");
             }
-            cmd.blocks.push_back(takeBlock(i, star, line));
-            countLines(i, star);
+            if (plain && !isComment(text, i)) {
+                cmd.from = i;
+                cmd.to = star;
+            } else {
+                extra.blocks.push_back(takeBlock(i, star, line));
+            }
+            line += breaks;
             i = star + 1;
         }
-        out.push_back(std::move(cmd));
+        if (!extra.blocks.empty()) {
+            cmd.extra = static_cast<int>(out.extras.size());
+            out.extras.push_back(std::move(extra));
+        }
+        out.list.push_back(cmd);
     }
     return out;
 }
@@ -269,6 +336,145 @@ struct Part {
     std::vector<Loop> contours;
 };
 
+// ---- polygon arithmetic -----------------------------------------------------
+namespace bg = boost::geometry;
+using BPoint = bg::model::d2::point_xy<double>;
+using BPoly = bg::model::polygon<BPoint>;
+using BMulti = bg::model::multi_polygon<BPoly>;
+
+BPoly polygonOf(const Loop& loop, double dx = 0, double dy = 0) {
+    BPoly p;
+    for (const API::lPoint& q : loop) p.outer().push_back({q.x + dx, q.y + dy});
+    if (!loop.empty()) p.outer().push_back({loop.front().x + dx, loop.front().y + dy});
+    bg::correct(p);
+    return p;
+}
+
+// The area a part covers: its contours combined by the even-odd rule.
+BMulti areaOf(const Part& part, double dx = 0, double dy = 0) {
+    BMulti acc;
+    for (const Loop& loop : part.contours) {
+        if (loop.size() < 3) continue;
+        BMulti next;
+        bg::sym_difference(acc, polygonOf(loop, dx, dy), next);
+        acc = std::move(next);
+    }
+    return acc;
+}
+
+// Each polygon of the area as one part, its holes as further contours.
+std::vector<Part> partsOf(const BMulti& area) {
+    std::vector<Part> out;
+    for (const BPoly& p : area) {
+        Part part;
+        auto ring = [&](const auto& r) {
+            Loop loop;
+            for (size_t i = 0; i + 1 < r.size(); ++i) loop.push_back({r[i].x(), r[i].y()});
+            if (loop.size() >= 3) part.contours.push_back(std::move(loop));
+        };
+        ring(p.outer());
+        if (part.contours.empty()) continue;
+        for (const auto& inner : p.inners()) ring(inner);
+        out.push_back(std::move(part));
+    }
+    return out;
+}
+
+// What an aperture made of parts exposes. A part with exposure off erases
+// only what the earlier parts of the same aperture exposed, never the image
+// below a flash, so the parts are combined here into the aperture's shape.
+// The set operations work in a fixed-point frame of the operands' extent:
+// shapes beyond the kernel's range (a metre) would overflow it.
+void checkShape(const std::vector<Part>& parts, const char* what) {
+    for (const Part& part : parts)
+        for (const Loop& loop : part.contours)
+            for (const API::lPoint& p : loop)
+                if (!(std::fabs(p.x) <= kMaxImportCoordinate && std::fabs(p.y) <= kMaxImportCoordinate))
+                    fault(std::string(what) + " reaches out of range (beyond a metre)");
+}
+
+std::vector<Part> exposedShape(const std::vector<Part>& parts) {
+    if (std::all_of(parts.begin(), parts.end(), [](const Part& p) { return p.on; })) return parts;
+    checkShape(parts, "aperture macro");
+    BMulti acc;
+    for (const Part& part : parts) {
+        BMulti next;
+        if (part.on) bg::union_(acc, areaOf(part), next);
+        else bg::difference(acc, areaOf(part), next);
+        acc = std::move(next);
+    }
+    return partsOf(acc);
+}
+
+bool isConvex(const Loop& loop) {
+    const size_t n = loop.size();
+    if (n < 3) return false;
+    int sign = 0;
+    for (size_t i = 0; i < n; ++i) {
+        const API::lPoint &a = loop[i], &b = loop[(i + 1) % n], &c = loop[(i + 2) % n];
+        const double cross = (b.x - a.x) * (c.y - b.y) - (b.y - a.y) * (c.x - b.x);
+        if (cross == 0) continue;
+        const int s = cross > 0 ? 1 : -1;
+        if (sign && s != sign) return false;
+        sign = s;
+    }
+    return sign != 0;
+}
+
+// The area an aperture shape (its parts, all exposed) covers while its
+// origin moves along the path: for each straight piece of the path, the
+// shape at both ends and every edge of it swept between them; a convex
+// contour sweeps to the convex hull of its two end copies.
+BMulti sweptArea(const std::vector<Part>& shape, const Loop& path) {
+    checkShape(shape, "aperture");
+    std::vector<BMulti> pieces;
+    auto add = [&](BPoly p) {
+        BMulti m;
+        m.push_back(std::move(p));
+        pieces.push_back(std::move(m));
+    };
+    for (const Part& part : shape) {
+        const bool convex = part.contours.size() == 1 && isConvex(part.contours.front());
+        const size_t segments = path.size() > 1 ? path.size() - 1 : path.size();
+        for (size_t k = 0; k < segments; ++k) {
+            const API::lPoint a = path[k];
+            const API::lPoint b = path[std::min(k + 1, path.size() - 1)];
+            if (convex) {
+                bg::model::multi_point<BPoint> corners;
+                for (const API::lPoint& q : part.contours.front()) {
+                    corners.push_back({q.x + a.x, q.y + a.y});
+                    corners.push_back({q.x + b.x, q.y + b.y});
+                }
+                BPoly hull;
+                bg::convex_hull(corners, hull);
+                add(std::move(hull));
+                continue;
+            }
+            pieces.push_back(areaOf(part, a.x, a.y));
+            if (a.x == b.x && a.y == b.y) continue;
+            pieces.push_back(areaOf(part, b.x, b.y));
+            for (const Loop& loop : part.contours)
+                for (size_t i = 0; i < loop.size(); ++i) {
+                    const API::lPoint u = loop[i], v = loop[(i + 1) % loop.size()];
+                    add(polygonOf({{u.x + a.x, u.y + a.y}, {v.x + a.x, v.y + a.y}, {v.x + b.x, v.y + b.y},
+                                   {u.x + b.x, u.y + b.y}}));
+                }
+        }
+    }
+    // Pairwise unions keep the pieces being merged of similar size.
+    while (pieces.size() > 1) {
+        std::vector<BMulti> next;
+        for (size_t i = 0; i + 1 < pieces.size(); i += 2) {
+            BMulti u;
+            bg::union_(pieces[i], pieces[i + 1], u);
+            next.push_back(std::move(u));
+        }
+        if (pieces.size() % 2) next.push_back(std::move(pieces.back()));
+        pieces = std::move(next);
+    }
+    return pieces.empty() ? BMulti() : std::move(pieces.front());
+}
+
 // ---- apertures --------------------------------------------------------------
 struct Aperture {
     char kind = 'C';  // C R O P, M for a macro, B for a block
@@ -278,6 +484,8 @@ struct Aperture {
     double unit = 1e6;              // nm per file unit when defined
     API::attr_map attrs;            // aperture attributes at definition
     std::vector<Feat> block;        // B: the block's features about its origin
+    // M: the exposed shape about the origin, worked out at the first use.
+    mutable std::shared_ptr<const std::vector<Part>> shape;
 };
 
 struct Macro {
@@ -441,13 +649,18 @@ public:
     }
 
     ParsedFile run() {
-        std::vector<Command> commands = splitCommands(text_, file_);
+        const Commands commands = splitCommands(text_, file_);
+        out_.features.reserve(commands.list.size());
         bool ended = false;
-        for (const Command& c : commands) {
+        std::string plain;
+        for (const Command& c : commands.list) {
             line_ = c.line;
+            const Blocks* b = c.extra < 0 ? nullptr : &commands.extras[static_cast<size_t>(c.extra)];
+            if (b && !b->stray.empty()) warn("'" + b->stray.substr(0, 40) + "' after the last '*' of a command ignored");
             try {
-                if (c.extended) extended(c.blocks);
-                else ended = word(c.blocks.front());
+                if (!b) ended = word(plain.assign(text_, c.from, c.to - c.from));
+                else if (b->extended) extended(b->blocks);
+                else ended = word(b->blocks.front());
             } catch (const Fault& f) {
                 fileError(file_, line_, f.what);
             } catch (const std::exception& e) {
@@ -478,6 +691,11 @@ private:
     void extended(const std::vector<std::string>& blocks) {
         const std::string& b = blocks.front();
         const std::string code = b.substr(0, 2);
+        // Transformations and new definitions change the symbols of draws and flashes.
+        if (code == "LM" || code == "LR" || code == "LS" || code == "AD" || code == "AB") {
+            strokeCache_.clear();
+            padCache_.clear();
+        }
         const std::string arg = b.size() > 2 ? b.substr(2) : std::string();
         if (code == "FS") formatSpec(arg);
         else if (code == "MO") {
@@ -518,6 +736,15 @@ private:
             axisPair(arg, a, b, 0.0, false);
             imageMirror_[0] = a != 0;
             imageMirror_[1] = b != 0;
+        } else if (code == "AS") {
+            if (arg == "AXBY") swapAxes_ = false;
+            else if (arg == "AYBX") swapAxes_ = true;
+            else fault("unknown axis select '" + arg + "'");
+        } else if (code == "IR") {
+            const int r = smallNumber(arg);
+            if (arg.empty() || arg.find_first_not_of("0123456789") != std::string::npos || r % 90 != 0 || r >= 360)
+                fault("unknown image rotation '" + arg + "'");
+            imageRotation_ = r;
         } else if (code == "IN" || code == "LN") {
             // names only
         } else if (code == "AB") {
@@ -582,8 +809,15 @@ private:
         const size_t comma = arg.find(',', p);
         const std::string name = arg.substr(p, comma == std::string::npos ? std::string::npos : comma - p);
         std::vector<double> params;
-        if (comma != std::string::npos)
-            for (const std::string& s : split(arg.substr(comma + 1), 'X')) params.push_back(number(s));
+        if (comma != std::string::npos) {
+            std::vector<std::string> fields = split(arg.substr(comma + 1), 'X');
+            // Some writers end the sizes with a separator: "C,0.1X".
+            if (fields.size() > 1 && fields.back().empty()) {
+                warnOnce("aperture sizes ending in 'X': the empty size ignored");
+                fields.pop_back();
+            }
+            for (const std::string& s : fields) params.push_back(number(s));
+        }
         Aperture a;
         a.unit = unit_;
         a.attrs = apertureAttrs_;
@@ -660,7 +894,11 @@ private:
     void flashBlock(const Aperture& a, double x, double y) {
         const Transform& t = transform_;
         const bool mirrored = t.mirrorX != t.mirrorY;
-        if (t.scale != 1) warnOnce("block aperture scaled in position only: its symbols keep their size");
+        double rot = std::fmod(t.rotation, 360.0);
+        if (rot < 0) rot += 360;
+        const bool onItsSide = std::fmod(rot, 180.0) == 90.0;
+        budget_.expect(1, Budget::bytesOf(a.block));
+        std::map<std::string, KERNEL::Symbol> symbols;
         for (Feat f : a.block) {
             auto place = [&](double& px, double& py) {
                 const API::lPoint q = t.apply({px, py});
@@ -671,24 +909,98 @@ private:
             place(f.xc, f.yc);
             for (API::lPoint& p : f.points) place(p.x, p.y);
             if (mirrored) f.cw = !f.cw;
-            if (f.kind == Feat::Pad) {
-                int angle = f.angle;
-                if (t.mirrorX != t.mirrorY) angle = (t.mirrorY ? 180 : 0) - angle, f.mirror = !f.mirror;
-                else if (t.mirrorX) angle += 180;
-                angle += static_cast<int>(std::lround(t.rotation));
-                f.angle = ((angle % 360) + 360) % 360;
-            }
             if (!dark_) f.positive = !f.positive;
+            if (f.kind == Feat::Surface) {
+                push(std::move(f));
+                continue;
+            }
+            auto known = symbols.find(f.symbol);
+            if (known == symbols.end()) {
+                try {
+                    known = symbols.emplace(f.symbol, KERNEL::parseSymbol(f.symbol)).first;
+                } catch (const API::KernelText& e) {
+                    fault(e);
+                }
+            }
+            const KERNEL::Symbol& sym = known->second;
+            const bool round = sym.shape == KERNEL::SymbolShape::Round || sym.shape == KERNEL::SymbolShape::Donut;
+            const double w = sym.width * t.scale, h = sym.height * t.scale;
+            if (f.kind == Feat::Line && !round && std::fmod(rot, 90.0) != 0) {
+                // An axis-parallel pen turned by a fraction of a quarter: the
+                // area it sweeps.
+                Loop pen = rectLoop(-w / 2, -h / 2, w / 2, h / 2);
+                for (API::lPoint& p : pen) p = rotated(p, rot);
+                pushSurfaces(partsOf(sweptArea({Part{true, {pen}}}, {{f.x1, f.y1}, {f.x2, f.y2}})), f);
+                continue;
+            }
+            if (f.kind == Feat::Pad) {
+                // The pad's own mirror and turn follow the block's: mirrored
+                // in x, its angle runs the other way from 180 degrees.
+                double angle = f.angle;
+                if (mirrored) angle = (t.mirrorY ? 180 : 0) - angle, f.mirror = !f.mirror;
+                else if (t.mirrorX) angle += 180;
+                angle += rot;
+                if (!round && angle != std::floor(angle)) {
+                    // Pads turn by whole degrees: other angles are exact surfaces.
+                    Loop outline = sym.shape == KERNEL::SymbolShape::Oval ? obroundLoop(w, h)
+                                                                         : rectLoop(-w / 2, -h / 2, w / 2, h / 2);
+                    for (API::lPoint& p : outline) {
+                        p = rotated(p, angle);
+                        p = {p.x + f.x1, p.y + f.y1};
+                    }
+                    pushSurfaces({Part{true, {outline}}}, f);
+                    continue;
+                }
+                f.angle = ((static_cast<int>(std::lround(angle)) % 360) + 360) % 360;
+            }
+            f.symbol = symbolName(sym, t.scale, f.kind == Feat::Line && onItsSide);
             push(std::move(f));
         }
     }
+
+    // The symbol of that shape scaled by s, on its side when asked.
+    static std::string symbolName(const KERNEL::Symbol& sym, double s, bool onSide) {
+        if (s == 1 && !onSide) return sym.name;
+        double w = sym.width * s, h = sym.height * s;
+        if (onSide) std::swap(w, h);
+        switch (sym.shape) {
+        case KERNEL::SymbolShape::Round: return "r" + micrometres(w);
+        case KERNEL::SymbolShape::Square: return "s" + micrometres(w);
+        case KERNEL::SymbolShape::Rect: return "rect" + micrometres(w) + "x" + micrometres(h);
+        case KERNEL::SymbolShape::Oval: return "oval" + micrometres(w) + "x" + micrometres(h);
+        case KERNEL::SymbolShape::Donut: return "donut_r" + micrometres(sym.width * s) + "x" + micrometres(sym.inner * s);
+        }
+        return sym.name;
+    }
+
+    // Surfaces for the parts, placed already, with the polarity, D code and
+    // attributes of `like`.
+    void pushSurfaces(const std::vector<Part>& parts, const Feat& like) {
+        for (const Part& part : parts) {
+            Feat f;
+            f.kind = Feat::Surface;
+            f.positive = like.positive;
+            f.dcode = like.dcode;
+            f.attrs = like.attrs;
+            for (const Loop& loop : part.contours) {
+                f.points.insert(f.points.end(), loop.begin(), loop.end());
+                f.points.push_back(loop.front());
+            }
+            push(std::move(f));
+        }
+    }
+
 
     void closeStepRepeat() {
         if (!sr_.open) return;
         sr_.open = false;
         std::vector<Feat> block(out_.features.begin() + sr_.first, out_.features.end());
-        if (block.size() * static_cast<size_t>(sr_.nx) * sr_.ny > kMaxImportFeatures) fault("step and repeat makes too many features");
+        const size_t copies = static_cast<size_t>(sr_.nx) * sr_.ny;
+        if (block.size() * copies > kMaxImportFeatures) fault("step and repeat makes too many features");
+        // The block is spent already; the other copies are new.
+        budget_.spend(copies - 1, Budget::bytesOf(block));
         out_.features.resize(sr_.first);
+        out_.features.reserve(sr_.first + block.size() * copies);
         for (int j = 0; j < sr_.ny; ++j)
             for (int i = 0; i < sr_.nx; ++i)
                 for (Feat f : block) {
@@ -742,7 +1054,7 @@ private:
 
     // ---- word commands; true at the end of the file
     bool word(const std::string& b) {
-        if (b.compare(0, 3, "G04") == 0 || (b.compare(0, 2, "G4") == 0 && (b.size() == 2 || !isDigit(b[2])))) {
+        if (isComment(b)) {
             commentAttribute(b);
             return false;
         }
@@ -756,7 +1068,9 @@ private:
             if (letter == 'G' || letter == 'D' || letter == 'M') {
                 while (p < b.size() && isDigit(b[p])) ++p;
                 if (p == from) fault("malformed command '" + b + "'");
-                const int n = smallNumber(b.substr(from, p - from));
+                long long sum = 0;  // saturated like smallNumber
+                for (size_t k = from; k < p; ++k) sum = std::min(1000000000LL, sum * 10 + (b[k] - '0'));
+                const int n = static_cast<int>(sum);
                 if (letter == 'G') gCode(n);
                 else if (letter == 'D') d = n;
                 else if (n == 2 || n == 0 || n == 1) return n == 2 || n == 0;
@@ -765,7 +1079,7 @@ private:
                 while (p < b.size() && isDigit(b[p])) ++p;
             } else if (letter == 'X' || letter == 'Y' || letter == 'I' || letter == 'J') {
                 while (p < b.size() && isNumberChar(b[p])) ++p;
-                const double v = coordinate(b.substr(from, p - from));
+                const double v = coordinate(b.data() + from, p - from);
                 if (letter == 'X') hasX = true, x = v;
                 if (letter == 'Y') hasY = true, y = v;
                 if (letter == 'I') hasI = true, i = v;
@@ -783,15 +1097,22 @@ private:
         const bool hasCoord = hasX || hasY || hasI || hasJ;
         if (d < 0) {
             if (!hasCoord) return false;
-            if (lastOperation_ < 0) fault("coordinates without an operation in '" + b + "'");
-            warnOnce("coordinates without D01/D02/D03 repeat the previous operation");
-            d = lastOperation_;
+            if (lastOperation_ < 0) {
+                // Nothing to repeat yet: the coordinates only set the point.
+                warnOnce("coordinates without an operation before any operation taken as a move (D02)");
+                d = 2;
+            } else {
+                if (!modalWarned_) warnOnce("coordinates without D01/D02/D03 repeat the previous operation");
+                modalWarned_ = true;
+                d = lastOperation_;
+            }
         }
         if (d == 0 || d > 3) fault("unknown D code D" + std::to_string(d));
         lastOperation_ = d;
         double nx = incremental_ ? curX_ + (hasX ? x : 0) : (hasX ? x : curX_);
         double ny = incremental_ ? curY_ + (hasY ? y : 0) : (hasY ? y : curY_);
-        checkRange(nx, ny, "the point of '" + b + "'");
+        if (!(std::fabs(nx) <= kMaxImportCoordinate && std::fabs(ny) <= kMaxImportCoordinate))
+            checkRange(nx, ny, "the point of '" + b + "'");
         if (d == 1) interpolate(nx, ny, i, j);
         else if (d == 2) move(nx, ny);
         else flash(nx, ny);
@@ -824,25 +1145,32 @@ private:
         }
     }
 
-    double coordinate(const std::string& s) {
-        if (s.empty()) fault("coordinate without digits");
+    // Digits without a decimal point are read as a whole number: the
+    // format's digits fit in a 64-bit integer, so no text is built per word.
+    double coordinate(const char* s, size_t n) {
+        if (n == 0) fault("coordinate without digits");
         if (!formatSet_) fault("coordinate data before the format statement (FS)");
         if (!unitSet_) {
             warnOnce("no unit (MO) before the first coordinate: inches assumed");
             unitSet_ = true;
         }
-        if (s.find('.') != std::string::npos) return number(s) * unit_;
+        if (std::memchr(s, '.', n)) return number(std::string(s, n)) * unit_;
         size_t p = 0;
         const bool minus = s[0] == '-';
         if (s[0] == '-' || s[0] == '+') ++p;
-        std::string digits = s.substr(p);
-        if (digits.empty() || digits.find_first_not_of("0123456789") != std::string::npos)
-            fault("malformed coordinate '" + s + "'");
+        if (p == n) fault("malformed coordinate '" + std::string(s, n) + "'");
         const size_t total = static_cast<size_t>(intDigits_ + decDigits_);
-        if (digits.size() > total) fault("coordinate '" + s + "' has more digits than the format allows");
-        if (omitTrailing_) digits.append(total - digits.size(), '0');
-        const double v = std::strtod(digits.c_str(), nullptr) / std::pow(10.0, decDigits_);
-        return (minus ? -v : v) * unit_;
+        if (n - p > total) fault("coordinate '" + std::string(s, n) + "' has more digits than the format allows");
+        long long v = 0;
+        for (size_t k = p; k < n; ++k) {
+            if (!isDigit(s[k])) fault("malformed coordinate '" + std::string(s, n) + "'");
+            v = v * 10 + (s[k] - '0');
+        }
+        if (omitTrailing_)
+            for (size_t k = n - p; k < total; ++k) v *= 10;
+        static const double kPow10[] = {1, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8, 1e9};
+        const double value = static_cast<double>(v) / kPow10[decDigits_];
+        return (minus ? -value : value) * unit_;
     }
 
     // ---- operations
@@ -853,6 +1181,7 @@ private:
 
     API::attr_map featureAttrs(const API::attr_map* aperture) const {
         API::attr_map a;
+        if (objectAttrs_.empty() && (aperture ? aperture->empty() : apertureAttrs_.empty())) return a;
         auto set = [&](const char* from, const char* to) {
             auto it = objectAttrs_.find(from);
             if (it != objectAttrs_.end()) a[to] = it->second;
@@ -873,6 +1202,7 @@ private:
 
     void push(Feat f) {
         if (out_.features.size() >= kMaxImportFeatures) fault("too many features");
+        budget_.take(f);
         out_.features.push_back(std::move(f));
     }
 
@@ -935,11 +1265,22 @@ private:
             return;
         }
         const Aperture& a = current();
+        if (needsSweep(a, arc)) {
+            Loop path{{curX_, curY_}};
+            if (arc && (full || !(x == curX_ && y == curY_))) {
+                for (const API::lPoint& p : arcPoints(curX_, curY_, x, y, cx, cy, cw)) path.push_back(p);
+            } else if (!(x == curX_ && y == curY_)) {
+                path.push_back({x, y});
+            }
+            return sweep(a, path);
+        }
         Feat f;
         f.dcode = aperture_;
         f.positive = dark_;
         f.attrs = featureAttrs(&a.attrs);
-        f.symbol = strokeSymbol(a);
+        auto cached = strokeCache_.find(aperture_);
+        if (cached == strokeCache_.end()) cached = strokeCache_.emplace(aperture_, strokeSymbol(a)).first;
+        f.symbol = cached->second;
         if (f.symbol.empty()) return;
         f.x1 = curX_, f.y1 = curY_, f.x2 = x, f.y2 = y;
         if (arc && (full || !(x == curX_ && y == curY_))) {
@@ -949,21 +1290,51 @@ private:
         push(std::move(f));
     }
 
+    // Whether the draw's symbol cannot show the aperture's sweep: the kernel
+    // strokes lines with a round pen or an axis-parallel rectangle, arcs
+    // with a round pen only.
+    bool needsSweep(const Aperture& a, bool arc) const {
+        if (a.kind == 'C' || a.kind == 'B') return false;
+        if (a.kind == 'M' || a.kind == 'P') return true;
+        double w = a.params[0], h = a.params[1];
+        if (a.kind == 'O' && w == h) return false;
+        if (a.kind == 'O' || arc) return true;
+        return std::fmod(std::fabs(transform_.rotation), 90.0) != 0;
+    }
+
+    // A draw with an aperture no symbol strokes: the area it sweeps, as
+    // surfaces. The aperture's hole plays no part in a draw.
+    void sweep(const Aperture& a, const Loop& path) {
+        std::vector<Part> shape;
+        if (a.kind == 'M') shape = macroShape(a);
+        else shape.push_back(Part{true, {outlineOf(a).front()}});
+        for (Part& part : shape)
+            for (Loop& loop : part.contours)
+                for (API::lPoint& p : loop) p = transform_.apply(p);
+        for (const Part& part : partsOf(sweptArea(shape, path))) {
+            Feat f;
+            f.kind = Feat::Surface;
+            f.positive = dark_;
+            f.dcode = aperture_;
+            f.attrs = featureAttrs(&a.attrs);
+            for (const Loop& loop : part.contours) {
+                f.points.insert(f.points.end(), loop.begin(), loop.end());
+                f.points.push_back(loop.front());
+            }
+            push(std::move(f));
+        }
+    }
+
     std::string strokeSymbol(const Aperture& a) {
         const double s = transform_.scale;
         if (a.kind == 'C') return "r" + micrometres(a.params[0] * s);
         if (a.kind == 'R' || a.kind == 'O') {
             double w = a.params[0] * s, h = a.params[1] * s;
             if (std::fmod(std::fabs(transform_.rotation), 180.0) == 90.0) std::swap(w, h);
-            else if (std::fmod(transform_.rotation, 180.0) != 0) warnOnce("rotated rectangular aperture drawn unrotated");
             if (a.kind == 'R') return w == h ? "s" + micrometres(w) : "rect" + micrometres(w) + "x" + micrometres(h);
             return w == h ? "r" + micrometres(w) : "oval" + micrometres(w) + "x" + micrometres(h);
         }
-        if (a.kind == 'P') {
-            warnOnce("draw with a polygon aperture: drawn with its circumscribed circle");
-            return "r" + micrometres(a.params[0] * s);
-        }
-        warnOnce("draw with a macro or block aperture skipped");
+        warnOnce("draw with a block aperture skipped");
         return std::string();
     }
 
@@ -992,23 +1363,25 @@ private:
         if (region_) fault("flash (D03) inside a region");
         const Aperture& a = current();
         if (a.kind == 'B') return flashBlock(a, x, y);
-        if (a.kind == 'M') {
-            std::vector<std::string> warnings;
-            std::vector<Part> parts = flattenMacro(macros_.at(a.macro), a.macroArgs, a.unit, warnings);
-            for (const std::string& w : warnings) warnOnce(w);
-            return flashParts(parts, x, y);
-        }
+        if (a.kind == 'M') return flashParts(macroShape(a), x, y);
         Feat f;
         f.kind = Feat::Pad;
         f.x1 = x, f.y1 = y;
         f.positive = dark_;
         f.attrs = featureAttrs(&a.attrs);
+        auto cached = padCache_.find(aperture_);
+        if (cached != padCache_.end()) {
+            f.symbol = cached->second.first;
+            f.angle = cached->second.second;
+            return push(std::move(f));
+        }
         const double s = transform_.scale;
         const bool roundHole = a.kind == 'C' && a.params.size() == 2;
         if (a.kind == 'P' || (hasHole(a) && !roundHole)) return flashParts({Part{true, outlineOf(a)}}, x, y);
         if (a.kind == 'C') {
             const double d = a.params[0] * s, hole = roundHole ? a.params[1] * s : 0;
             f.symbol = hole > 0 && hole < d ? "donut_r" + micrometres(d) + "x" + micrometres(hole) : "r" + micrometres(d);
+            padCache_[aperture_] = {f.symbol, f.angle};
             return push(std::move(f));
         }
         double w = a.params[0] * s, h = a.params[1] * s;
@@ -1022,21 +1395,28 @@ private:
         }
         if (a.kind == 'R') f.symbol = w == h ? "s" + micrometres(w) : "rect" + micrometres(w) + "x" + micrometres(h);
         else f.symbol = w == h ? "r" + micrometres(w) : "oval" + micrometres(w) + "x" + micrometres(h);
+        padCache_[aperture_] = {f.symbol, f.angle};
         push(std::move(f));
     }
 
-    // Surfaces for flattened aperture parts, through the aperture
-    // transformation, placed at (x, y).
+    const std::vector<Part>& macroShape(const Aperture& a) {
+        if (!a.shape) {
+            std::vector<std::string> warnings;
+            std::vector<Part> parts = flattenMacro(macros_.at(a.macro), a.macroArgs, a.unit, warnings);
+            for (const std::string& w : warnings) warnOnce(w);
+            a.shape = std::make_shared<const std::vector<Part>>(exposedShape(parts));
+        }
+        return *a.shape;
+    }
+
+    // Surfaces for flattened aperture parts (all exposed), through the
+    // aperture transformation, placed at (x, y).
     void flashParts(const std::vector<Part>& parts, double x, double y) {
         const Transform& t = transform_;
         for (const Part& part : parts) {
-            if (!part.on && !dark_) {
-                warnOnce("exposure-off parts of a clear flash ignored");
-                continue;
-            }
             Feat f;
             f.kind = Feat::Surface;
-            f.positive = part.on == dark_;
+            f.positive = dark_;
             f.dcode = aperture_;
             f.attrs = featureAttrs(&apertures_.at(aperture_).attrs);
             for (const Loop& loop : part.contours) {
@@ -1075,23 +1455,58 @@ private:
     }
 
     // Deprecated image parameters, applied to the finished image.
+    // The axis select swaps the data's axes, then come the mirror, the
+    // scale, the rotation (counter-clockwise) and the offset.
     void finishImage() {
-        const bool mirrored = imageMirror_[0] != imageMirror_[1];
+        const bool mirrored = (imageMirror_[0] != imageMirror_[1]) != swapAxes_;
+        const bool quarterTurn = (imageRotation_ % 180 != 0) != swapAxes_;  // rectangles turn on their side
         for (Feat& f : out_.features) {
             auto map = [&](double& px, double& py) {
+                if (swapAxes_) std::swap(px, py);
                 if (imageMirror_[0]) px = -px;
                 if (imageMirror_[1]) py = -py;
-                px = px * imageScale_[0] + offset_[0];
-                py = py * imageScale_[1] + offset_[1];
+                px *= imageScale_[0];
+                py *= imageScale_[1];
+                for (int r = 0; r < imageRotation_; r += 90) {
+                    const double t = px;
+                    px = -py;
+                    py = t;
+                }
+                px += offset_[0];
+                py += offset_[1];
             };
             map(f.x1, f.y1);
             map(f.x2, f.y2);
             map(f.xc, f.yc);
             for (API::lPoint& p : f.points) map(p.x, p.y);
             if (mirrored) f.cw = !f.cw;
+            if (f.kind == Feat::Pad) {
+                // Pad shapes are symmetric about both their axes: a
+                // reflection turns the pad's angle the other way.
+                int a = f.angle;
+                if (swapAxes_) a = 90 - a;
+                if (imageMirror_[0] != imageMirror_[1]) a = -a;
+                a += imageRotation_;
+                f.angle = ((a % 360) + 360) % 360;
+            } else if (f.kind == Feat::Line && quarterTurn) {
+                f.symbol = onItsSide(f.symbol);
+            }
             if (negativeImage_) f.positive = !f.positive;
         }
         if (negativeImage_ && !out_.features.empty()) addBackground();
+    }
+
+    // A line symbol of w x h as h x w: lines stroke with the axis-parallel
+    // symbol, which a quarter turn of the image lays on its side.
+    static std::string onItsSide(const std::string& symbol) {
+        for (const char* prefix : {"rect", "oval"}) {
+            const size_t n = std::string(prefix).size();
+            if (symbol.compare(0, n, prefix) != 0) continue;
+            const size_t x = symbol.find('x', n);
+            if (x == std::string::npos) return symbol;
+            return prefix + symbol.substr(x + 1) + "x" + symbol.substr(n, x - n);
+        }
+        return symbol;
     }
 
     // A negative image clears its objects out of a dark field: the field is a
@@ -1128,6 +1543,7 @@ private:
     const std::string& text_;
     std::string file_;
     ParsedFile out_;
+    Budget budget_;
     int line_ = 1;
     std::map<std::string, bool> warned_;
 
@@ -1151,6 +1567,13 @@ private:
     bool negativeImage_ = false;
     double offset_[2] = {0, 0}, imageScale_[2] = {1, 1};
     bool imageMirror_[2] = {false, false};
+    bool swapAxes_ = false;
+    bool modalWarned_ = false;
+    // Symbols of the apertures' draws and pad flashes (with the pad's angle)
+    // under the current transformation.
+    std::map<int, std::string> strokeCache_;
+    std::map<int, std::pair<std::string, int>> padCache_;
+    int imageRotation_ = 0;  // degrees counter-clockwise, a multiple of 90
 };
 
 }  // namespace

@@ -4,6 +4,7 @@
 // A reader turns the text into a ParsedFile (features in nanometres, symbol
 // names, attributes) without touching any job; commitParsed then registers
 // the symbols and adds every feature in one AddFeatures call.
+#include <atomic>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,29 @@ struct ParsedFile {
 // a bound on features so that no input grows without end.
 constexpr double kMaxImportCoordinate = 1.0e9;
 constexpr size_t kMaxImportFeatures = 20000000;
+
+// What the features of one file cost the reader in memory, held against the
+// import budget. Expansions check what they are about to make before making
+// it, so that a refused file never reaches the allocator.
+extern std::atomic<size_t> importBudget;
+class Budget {
+public:
+    Budget();
+    // Spends one feature's cost; faults past the budget.
+    void take(const Feat& f) { spend(1, bytesOf(f)); }
+    // Faults when `copies` more of something costing `each` would not fit.
+    void expect(size_t copies, size_t each) const;
+    void spend(size_t copies, size_t each) {
+        expect(copies, each);
+        spent_ += copies * each;
+    }
+    static size_t bytesOf(const Feat& f);
+    static size_t bytesOf(const std::vector<Feat>& features);
+
+private:
+    size_t limit_;
+    size_t spent_ = 0;
+};
 
 // A fault found below the line or command level; the reader adds file and line.
 struct Fault {

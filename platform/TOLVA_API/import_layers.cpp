@@ -1,14 +1,17 @@
 // Layer typing, storing parsed files in a job, and whole-job imports.
 #include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <set>
+#include <unordered_map>
 
 #include "TOLVA_Job.h"
 #include "import_internal.h"
 #include "kernel.h"
+#include "records.h"
 
 namespace TOLVA {
 namespace IMPORT {
@@ -34,6 +37,30 @@ std::string micrometres(double nm) {
 }
 
 void fault(const std::string& what) { throw Fault{what}; }
+
+std::atomic<size_t> importBudget{size_t(2) << 30};
+
+Budget::Budget() : limit_(importBudget.load()) {}
+
+void Budget::expect(size_t copies, size_t each) const {
+    // Written as a division so that a huge count cannot overflow the product.
+    const size_t room = limit_ - std::min(spent_, limit_);
+    if (each != 0 && copies > room / each)
+        fault("the file expands past the import budget of " + std::to_string(limit_ >> 20) + " MB");
+}
+
+size_t Budget::bytesOf(const Feat& f) {
+    // Attributes are counted at a map node each, their strings held short.
+    constexpr size_t kAttributeNode = 96;
+    return sizeof(Feat) + f.points.size() * sizeof(API::lPoint) + f.attrs.size() * kAttributeNode +
+           (f.symbol.size() > 15 ? f.symbol.size() : 0);
+}
+
+size_t Budget::bytesOf(const std::vector<Feat>& features) {
+    size_t sum = 0;
+    for (const Feat& f : features) sum += bytesOf(f);
+    return sum;
+}
 
 void checkBytes(const std::string& text, bool utf8) {
     for (unsigned char c : text)
@@ -90,16 +117,18 @@ std::vector<API::lPoint> arcPoints(double xs, double ys, double xe, double ye, d
 
 namespace {
 
-std::string record(const Feat& f, int symbol) {
+KERNEL::ParsedFeature built(const Feat& f, int symbol) {
     const int pol = f.positive ? API::POL_POSITIVE : API::POL_NEGATIVE;
+    KERNEL::ParsedFeature p;
     switch (f.kind) {
-    case Feat::Line: return API::GreateLineString(f.x1, f.y1, f.x2, f.y2, symbol, pol, f.dcode);
-    case Feat::Pad: return API::GreatePadString(f.x1, f.y1, symbol, pol, f.angle, f.mirror, 1);
+    case Feat::Line: p.f = KERNEL::lineFeature(f.x1, f.y1, f.x2, f.y2, symbol, pol, f.dcode); break;
+    case Feat::Pad: p.f = KERNEL::padFeature(f.x1, f.y1, symbol, pol, f.angle, f.mirror, 1); break;
     case Feat::Arc:
-        return API::GreateArcString(f.x1, f.y1, f.x2, f.y2, f.xc, f.yc, symbol, pol, f.dcode, f.cw);
-    case Feat::Surface: break;
+        p.f = KERNEL::arcFeature(f.x1, f.y1, f.x2, f.y2, f.xc, f.yc, symbol, pol, f.dcode, f.cw);
+        break;
+    case Feat::Surface: return KERNEL::surfaceFeature(f.points, pol, f.dcode, true);
     }
-    return API::GreateSurfaceString(f.points, pol, f.dcode, true);
+    return p;
 }
 
 bool hasLayer(const std::string& job, const std::string& layer) {
@@ -109,6 +138,16 @@ bool hasLayer(const std::string& job, const std::string& layer) {
 }
 
 std::string contextFor(const std::string& type) { return type == "document" ? "misc" : "board"; }
+
+// A negative image (a plane drawn as its clearances) is the layer's polarity,
+// not its features'.
+std::string polarityOf(const import_report& report) {
+    const auto it = report.file_attributes.find(".FilePolarity");
+    if (it == report.file_attributes.end()) return "positive";
+    std::string value = it->second.substr(0, 8);
+    for (char& c : value) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return value == "negative" ? "negative" : "positive";
+}
 
 }  // namespace
 
@@ -123,9 +162,9 @@ void checkCoordinates(const Feat& f, const std::string& file) {
 // Everything the kernel could still reject, found before the job changes:
 // symbol names and coordinates fail the file; surfaces that rounding to the
 // nanometre leaves without area are dropped.
-std::map<size_t, std::string> validate(ParsedFile& parsed) {
+std::map<size_t, KERNEL::ParsedFeature> validate(ParsedFile& parsed) {
     const std::string& file = parsed.report.file;
-    std::map<size_t, std::string> surfaces;
+    std::map<size_t, KERNEL::ParsedFeature> surfaces;
     std::set<std::string> symbols;
     std::vector<Feat> kept;
     kept.reserve(parsed.features.size());
@@ -133,8 +172,7 @@ std::map<size_t, std::string> validate(ParsedFile& parsed) {
     for (Feat& f : parsed.features) {
         if (f.kind == Feat::Surface) {
             try {
-                const int pol = f.positive ? API::POL_POSITIVE : API::POL_NEGATIVE;
-                surfaces[kept.size()] = API::GreateSurfaceString(f.points, pol, f.dcode, true);
+                surfaces[kept.size()] = built(f, -1);
             } catch (const API::KernelText&) {
                 ++dropped;
                 continue;
@@ -165,20 +203,30 @@ void commitParsed(const std::string& job, const std::string& step, const std::st
     const std::vector<std::string> steps = JOB::list_steps(job);  // throws for an unknown job
     if (std::find(steps.begin(), steps.end(), step) == steps.end())
         throw API::KernelText(parsed.report.file + ": job '" + job + "' has no step '" + step + "'");
-    std::map<size_t, std::string> surfaces = validate(parsed);
-    if (!hasLayer(job, layer)) JOB::add_layer(job, layer, contextFor(type), type, "positive");
+    std::map<size_t, KERNEL::ParsedFeature> surfaces = validate(parsed);
+    if (!hasLayer(job, layer)) JOB::add_layer(job, layer, contextFor(type), type, polarityOf(parsed.report));
     try {
-        std::vector<std::string> strings;
+        std::vector<KERNEL::ParsedFeature> features;
         std::vector<API::attr_map> attrs;
-        strings.reserve(parsed.features.size());
+        features.reserve(parsed.features.size());
+        attrs.reserve(parsed.features.size());
+        std::map<std::string, int> symbols;  // a file uses few apertures many times
         for (size_t i = 0; i < parsed.features.size(); ++i) {
             const Feat& f = parsed.features[i];
-            int symbol = -1;
-            if (f.kind != Feat::Surface) API::create_new_symbol(job, step, layer, f.symbol, symbol);
-            strings.push_back(f.kind == Feat::Surface ? surfaces[i] : record(f, symbol));
+            if (f.kind == Feat::Surface) {
+                features.push_back(std::move(surfaces[i]));
+            } else {
+                auto known = symbols.find(f.symbol);
+                if (known == symbols.end()) {
+                    int index = -1;
+                    API::create_new_symbol(job, step, layer, f.symbol, index);
+                    known = symbols.emplace(f.symbol, index).first;
+                }
+                features.push_back(built(f, known->second));
+            }
             attrs.push_back(f.attrs);
         }
-        if (!strings.empty()) API::AddFeatures(job, step, {layer}, {{layer, strings}}, attrs);
+        if (!features.empty()) KERNEL::addBuiltFeatures(job, step, layer, features, attrs);
     } catch (const API::KernelText& e) {
         throw API::KernelText(parsed.report.file + ": " + e);
     }
@@ -211,13 +259,34 @@ bool guessFromFunction(const std::string& function, layer_guess& g) {
     const std::string f = lower(function);
     if (f.empty()) return false;
     if (contains(f, "profile")) g = {"document", true};
-    else if (contains(f, "copper") || contains(f, "plane")) g.type = "signal";
+    else if (contains(f, "copper") || contains(f, "plane"))
+        g.type = contains(f, ",plane") ? "power_ground" : contains(f, ",mixed") ? "mixed" : "signal";
     else if (contains(f, "soldermask")) g.type = "solder_mask";
     else if (contains(f, "legend")) g.type = "silk_screen";
     else if (contains(f, "paste")) g.type = "solder_paste";
     else if (contains(f, "plated") || contains(f, "drill")) g.type = contains(f, "rout") ? "rout" : "drill";
     else g.type = "document";
     return true;
+}
+
+// `stem` is `prefix` followed by one or more digits only: "l3", "layer12".
+bool numbered(const std::string& stem, const char* prefix) {
+    const std::string p(prefix);
+    if (stem.size() <= p.size() || stem.compare(0, p.size(), p) != 0) return false;
+    return std::all_of(stem.begin() + long(p.size()), stem.end(), isDigit);
+}
+
+// Names older CAD tools and bureaus write without a telling extension: copper
+// numbered from the top, planes by their net, and the German names for stop
+// mask ("Stopp") and silk screen ("Siebdruck").
+layer_guess guessFromStem(const std::string& stem) {
+    if (numbered(stem, "l") || numbered(stem, "layer") || numbered(stem, "in")) return {"signal", false};
+    if (numbered(stem, "pow") || numbered(stem, "gnd") || stem == "gnd" || stem == "pow" || stem == "pwr" ||
+        stem == "vcc" || contains(stem, "plane"))
+        return {"power_ground", false};
+    if (numbered(stem, "stp") || stem == "stp") return {"solder_mask", false};
+    if (numbered(stem, "sieb") || stem == "sieb") return {"silk_screen", false};
+    return {"document", false};
 }
 
 layer_guess guessFromName(const std::string& file_name) {
@@ -231,7 +300,7 @@ layer_guess guessFromName(const std::string& file_name) {
         {"gtp", "solder_paste"}, {"gbp", "solder_paste"}, {"crc", "solder_paste"},
         {"crs", "solder_paste"}, {"drl", "drill"},        {"xln", "drill"},
         {"exc", "drill"},        {"drd", "drill"},        {"rou", "rout"},
-        {"rout", "rout"}};
+        {"rout", "rout"},        {"slk", "silk_screen"}};
     if (ext == "gko" || ext == "gm1" || ext == "gml" || ext == "gm" || contains(name, "outline") ||
         contains(name, "edge_cuts") || contains(name, "edge.cuts") || contains(name, "profile"))
         return {"document", true};
@@ -242,13 +311,13 @@ layer_guess guessFromName(const std::string& file_name) {
         return {"signal", false};  // inner copper: .g1, .g2, .gl2 ...
     if (contains(name, "rout") || contains(name, "mill")) return {"rout", false};
     if (contains(name, "drill") || contains(name, "npth") || contains(name, "pth")) return {"drill", false};
-    if (contains(name, "mask")) return {"solder_mask", false};
+    if (contains(name, "mask") || contains(name, "stop")) return {"solder_mask", false};
     if (contains(name, "silk") || contains(name, "legend")) return {"silk_screen", false};
     if (contains(name, "paste")) return {"solder_paste", false};
     if (contains(name, "copper") || contains(name, "_cu") || contains(name, "top") ||
         contains(name, "bottom") || contains(name, "inner"))
         return {"signal", false};
-    return {"document", false};
+    return guessFromStem(name.substr(0, name.rfind('.')));
 }
 
 // Closed loops of the layer's lines and arcs chained end to end, and its
@@ -262,9 +331,60 @@ double area(const Loop& loop) {
     return std::fabs(a) / 2;
 }
 
-bool near(const API::lPoint& a, const API::lPoint& b) {
-    return std::hypot(a.x - b.x, a.y - b.y) <= 10000.0;  // 10 um: rounding of the file's format
-}
+constexpr double kJoin = 10000.0;  // 10 um: rounding of the file's format
+
+bool near(const API::lPoint& a, const API::lPoint& b) { return std::hypot(a.x - b.x, a.y - b.y) <= kJoin; }
+
+// The ends of the paths in cells of the join distance, so that the path to
+// join at a point is found among its neighbours, not among all paths: an
+// outline of many thousand segments chains in linear time.
+class PathEnds {
+public:
+    static constexpr size_t kNone = size_t(-1);
+
+    explicit PathEnds(const std::vector<Loop>& paths) : m_paths(paths) {
+        for (size_t i = 0; i < paths.size(); ++i) {
+            add(paths[i].front(), i);
+            if (!sameCell(paths[i].front(), paths[i].back())) add(paths[i].back(), i);
+        }
+    }
+
+    // The first path in file order not used yet with an end near `p`.
+    size_t next(const API::lPoint& p, const std::vector<bool>& used) {
+        size_t best = kNone;
+        const long long cx = cell(p.x), cy = cell(p.y);
+        for (long long dx = -1; dx <= 1; ++dx)
+            for (long long dy = -1; dy <= 1; ++dy) {
+                auto it = m_cells.find(key(cx + dx, cy + dy));
+                if (it == m_cells.end()) continue;
+                Cell& c = it->second;
+                // Entries are in file order: the used ones gather at the front.
+                while (c.first < c.paths.size() && used[c.paths[c.first]]) ++c.first;
+                for (size_t k = c.first; k < c.paths.size() && c.paths[k] < best; ++k) {
+                    const size_t i = c.paths[k];
+                    if (!used[i] && (near(m_paths[i].front(), p) || near(m_paths[i].back(), p))) best = i;
+                }
+            }
+        return best;
+    }
+
+private:
+    struct Cell {
+        std::vector<size_t> paths;
+        size_t first = 0;
+    };
+    static long long cell(double v) { return static_cast<long long>(std::floor(v / kJoin)); }
+    static uint64_t key(long long x, long long y) {
+        return (static_cast<uint64_t>(static_cast<uint32_t>(x)) << 32) | static_cast<uint32_t>(y);
+    }
+    static bool sameCell(const API::lPoint& a, const API::lPoint& b) {
+        return cell(a.x) == cell(b.x) && cell(a.y) == cell(b.y);
+    }
+    void add(const API::lPoint& p, size_t i) { m_cells[key(cell(p.x), cell(p.y))].paths.push_back(i); }
+
+    const std::vector<Loop>& m_paths;
+    std::unordered_map<uint64_t, Cell> m_cells;
+};
 
 std::vector<Loop> chainLoops(const std::vector<Feat>& features) {
     std::vector<Loop> paths;  // each: its points in order
@@ -278,21 +398,19 @@ std::vector<Loop> chainLoops(const std::vector<Feat>& features) {
     }
     std::vector<Loop> loops;
     std::vector<bool> used(paths.size(), false);
+    PathEnds ends(paths);
     for (size_t start = 0; start < paths.size(); ++start) {
         if (used[start]) continue;
         used[start] = true;
         Loop loop = paths[start];
-        bool grown = true;
-        while (grown && !near(loop.front(), loop.back())) {
-            grown = false;
-            for (size_t i = 0; i < paths.size() && !grown; ++i) {
-                if (used[i]) continue;
-                Loop p = paths[i];
-                if (near(p.back(), loop.back())) std::reverse(p.begin(), p.end());
-                if (!near(p.front(), loop.back())) continue;
-                loop.insert(loop.end(), p.begin() + 1, p.end());
-                used[i] = grown = true;
-            }
+        while (!near(loop.front(), loop.back())) {
+            const size_t i = ends.next(loop.back(), used);
+            if (i == PathEnds::kNone) break;
+            const Loop& p = paths[i];
+            // Joined by whichever end is near; from the back when both are.
+            if (near(p.back(), loop.back())) loop.insert(loop.end(), p.rbegin() + 1, p.rend());
+            else loop.insert(loop.end(), p.begin() + 1, p.end());
+            used[i] = true;
         }
         if (loop.size() > 3 && near(loop.front(), loop.back())) {
             loop.pop_back();
@@ -324,6 +442,8 @@ ParsedFile parseAny(const import_file& f) {
 }
 
 }  // namespace
+
+size_t set_import_budget(size_t bytes) { return DETAIL::importBudget.exchange(bytes); }
 
 std::string detect_format(const std::string& text) {
     const std::string head = text.substr(0, 4096);

@@ -165,6 +165,86 @@ std::string featureRecord(const LayerData& data, const Feature& f) {
     return formatRecord(f, nullptr, nullptr, 0, nullptr);
 }
 
+Feature lineFeature(double x1, double y1, double x2, double y2, int symbol, int polarity, int dcode) {
+    Feature f;
+    f.type = API::FT_LINE;
+    f.x1 = toCoordinate(x1, "line start x");
+    f.y1 = toCoordinate(y1, "line start y");
+    f.x2 = toCoordinate(x2, "line end x");
+    f.y2 = toCoordinate(y2, "line end y");
+    f.ref = symbolRef(symbol);
+    f.flags = polarityFlag(polarity);
+    f.extra = dcode;
+    return f;
+}
+
+Feature padFeature(double x, double y, int symbol, int polarity, int angle, int mirror, double scale) {
+    Feature f;
+    f.type = API::FT_PAD;
+    f.x1 = toCoordinate(x, "pad x");
+    f.y1 = toCoordinate(y, "pad y");
+    f.ref = symbolRef(symbol);
+    f.flags = polarityFlag(polarity) | mirrorFlag(mirror);
+    f.angle = normalAngle(angle);
+    f.setScale(padScale(scale));
+    return f;
+}
+
+Feature arcFeature(double xs, double ys, double xe, double ye, double xc, double yc, int symbol, int polarity,
+                   int dcode, bool clockwise) {
+    Feature f;
+    f.type = API::FT_ARC;
+    f.x1 = toCoordinate(xs, "arc start x");
+    f.y1 = toCoordinate(ys, "arc start y");
+    f.x2 = toCoordinate(xe, "arc end x");
+    f.y2 = toCoordinate(ye, "arc end y");
+    f.xc = toCoordinate(xc, "arc centre x");
+    f.yc = toCoordinate(yc, "arc centre y");
+    if (f.x1 == f.xc && f.y1 == f.yc) fail("arc start lies on its centre");
+    f.ref = symbolRef(symbol);
+    f.flags = polarityFlag(polarity) | (clockwise ? kClockwise : 0);
+    f.extra = dcode;
+    return f;
+}
+
+ParsedFeature surfaceFeature(const std::vector<API::lPoint>& points, int polarity, int dcode, bool close) {
+    if (points.empty()) fail("surface with an empty outline");
+    ParsedFeature p;
+    p.f.type = API::FT_SURFACE;
+    p.f.flags = polarityFlag(polarity);
+    p.f.extra = dcode;
+    std::vector<API::point> contour;
+    auto finish = [&](bool closed) {
+        // Drop repeated neighbours; the closing point is implicit.
+        std::vector<API::point> clean;
+        for (const API::point& v : contour)
+            if (clean.empty() || clean.back() != v) clean.push_back(v);
+        while (clean.size() > 1 && clean.back() == clean.front()) clean.pop_back();
+        if (!closed && !close)
+            fail("surface contour " + std::to_string(p.contours.size() + 1) +
+                 " is not closed (its first point does not repeat)");
+        if (clean.size() < 3)
+            fail("surface contour " + std::to_string(p.contours.size() + 1) +
+                 " has fewer than three corners");
+        p.contours.push_back(static_cast<uint32_t>(clean.size()));
+        p.vertices.insert(p.vertices.end(), clean.begin(), clean.end());
+        contour.clear();
+    };
+    for (const API::lPoint& lp : points) {
+        API::point v{toCoordinate(lp.x, "surface x"), toCoordinate(lp.y, "surface y")};
+        contour.push_back(v);
+        if (contour.size() > 1 && v == contour.front()) {
+            // A repeat right after the start is a doubled point, not a closure.
+            bool degenerate = std::all_of(contour.begin(), contour.end(),
+                                          [&](const API::point& q) { return q == v; });
+            if (!degenerate) finish(true);
+        }
+    }
+    if (!contour.empty()) finish(false);
+    finishSurface(p);
+    return p;
+}
+
 ParsedFeature parseRecord(const std::string& record) {
     try {
         TokenReader r(record);
@@ -408,87 +488,25 @@ using namespace KERNEL;
 str GreateLineString(double x1, double y1, double x2, double y2, int symbol, int polarity,
                      int dcode) {
     KERNEL_LOCK;
-    Feature f;
-    f.type = FT_LINE;
-    f.x1 = toCoordinate(x1, "line start x");
-    f.y1 = toCoordinate(y1, "line start y");
-    f.x2 = toCoordinate(x2, "line end x");
-    f.y2 = toCoordinate(y2, "line end y");
-    f.ref = symbolRef(symbol);
-    f.flags = polarityFlag(polarity);
-    f.extra = dcode;
-    return formatRecord(f, nullptr, nullptr, 0, nullptr);
+    return formatRecord(lineFeature(x1, y1, x2, y2, symbol, polarity, dcode), nullptr, nullptr, 0, nullptr);
 }
 
 str GreatePadString(double x, double y, int symbol, int polarity, int angle, int mirror,
                     double scale) {
     KERNEL_LOCK;
-    Feature f;
-    f.type = FT_PAD;
-    f.x1 = toCoordinate(x, "pad x");
-    f.y1 = toCoordinate(y, "pad y");
-    f.ref = symbolRef(symbol);
-    f.flags = polarityFlag(polarity) | mirrorFlag(mirror);
-    f.angle = normalAngle(angle);
-    f.setScale(padScale(scale));
-    return formatRecord(f, nullptr, nullptr, 0, nullptr);
+    return formatRecord(padFeature(x, y, symbol, polarity, angle, mirror, scale), nullptr, nullptr, 0, nullptr);
 }
 
 str GreateArcString(double xs, double ys, double xe, double ye, double xc, double yc, int symbol,
                     int polarity, int dcode, bool clockwise) {
     KERNEL_LOCK;
-    Feature f;
-    f.type = FT_ARC;
-    f.x1 = toCoordinate(xs, "arc start x");
-    f.y1 = toCoordinate(ys, "arc start y");
-    f.x2 = toCoordinate(xe, "arc end x");
-    f.y2 = toCoordinate(ye, "arc end y");
-    f.xc = toCoordinate(xc, "arc centre x");
-    f.yc = toCoordinate(yc, "arc centre y");
-    if (f.x1 == f.xc && f.y1 == f.yc) fail("arc start lies on its centre");
-    f.ref = symbolRef(symbol);
-    f.flags = polarityFlag(polarity) | (clockwise ? kClockwise : 0);
-    f.extra = dcode;
-    return formatRecord(f, nullptr, nullptr, 0, nullptr);
+    return formatRecord(arcFeature(xs, ys, xe, ye, xc, yc, symbol, polarity, dcode, clockwise), nullptr, nullptr, 0,
+                        nullptr);
 }
 
 str GreateSurfaceString(const std::vector<lPoint>& points, int polarity, int dcode, bool close) {
     KERNEL_LOCK;
-    if (points.empty()) fail("surface with an empty outline");
-    ParsedFeature p;
-    p.f.type = FT_SURFACE;
-    p.f.flags = polarityFlag(polarity);
-    p.f.extra = dcode;
-    std::vector<point> contour;
-    auto finish = [&](bool closed) {
-        // Drop repeated neighbours; the closing point is implicit.
-        std::vector<point> clean;
-        for (const point& v : contour)
-            if (clean.empty() || clean.back() != v) clean.push_back(v);
-        while (clean.size() > 1 && clean.back() == clean.front()) clean.pop_back();
-        if (!closed && !close)
-            fail("surface contour " + std::to_string(p.contours.size() + 1) +
-                 " is not closed (its first point does not repeat)");
-        if (clean.size() < 3)
-            fail("surface contour " + std::to_string(p.contours.size() + 1) +
-                 " has fewer than three corners");
-        p.contours.push_back(static_cast<uint32_t>(clean.size()));
-        p.vertices.insert(p.vertices.end(), clean.begin(), clean.end());
-        contour.clear();
-    };
-    for (const lPoint& lp : points) {
-        point v{toCoordinate(lp.x, "surface x"), toCoordinate(lp.y, "surface y")};
-        contour.push_back(v);
-        if (contour.size() > 1 && v == contour.front()) {
-            // A repeat right after the start is a doubled point, not a closure.
-            bool degenerate = std::all_of(contour.begin(), contour.end(),
-                                          [&](const point& q) { return q == v; });
-            if (!degenerate) finish(true);
-        }
-    }
-    if (!contour.empty()) finish(false);
-    finishSurface(p);
-    return formatParsed(p);
+    return formatParsed(surfaceFeature(points, polarity, dcode, close));
 }
 
 str GreateTextString(double x, double y, const str& text, int polarity, int angle, double xsize,

@@ -63,6 +63,9 @@ TEST_F(GerberImport, CoordinateFormatsAndUnits) {
         {"sequence numbers, line breaks", "%FSLAX24Y24*%%MOMM*%", "N12X100\n00Y5\r\n000D03*", 1e6, 0.5e6},
         {"image offset", "%FSLAX24Y24*%%MOMM*%%OFA1B2*%", "X0Y0D03*", 1e6, 2e6},
         {"image mirror", "%FSLAX24Y24*%%MOMM*%%MIA1B0*%", "X10000Y10000D03*", -1e6, 1e6},
+        {"axis select", "%FSLAX24Y24*%%MOMM*%%ASAYBX*%", "X10000Y20000D03*", 2e6, 1e6},
+        {"image rotation", "%FSLAX24Y24*%%MOMM*%%IR90*%", "X10000Y20000D03*", -2e6, 1e6},
+        {"image scale then offset", "%FSLAX24Y24*%%MOMM*%%SFA2B0.5*%%OFA1B0*%", "X10000Y20000D03*", 3e6, 1e6},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -241,7 +244,8 @@ TEST_F(GerberImport, MacroPrimitivesFlattenToSurfaces) {
         {"polygon", "5,1,4,0,0,2,0", "", 1, API::POL_POSITIVE, -1, -1, 1, 1},
         {"polygon rotated", "5,1,4,0,0,2,45", "", 1, API::POL_POSITIVE, -M_SQRT1_2, -M_SQRT1_2, M_SQRT1_2, M_SQRT1_2},
         {"thermal: four quarters", "7,0,0,2,1,0.2,0", "", 4, API::POL_POSITIVE, 0.1, 0.1, std::sqrt(0.99), std::sqrt(0.99)},
-        {"exposure off after on", "1,1,2,0,0*1,0,1,0,0", "", 2, API::POL_POSITIVE, -1, -1, 1, 1},
+        {"exposure off after on: a ring", "1,1,2,0,0*1,0,1,0,0", "", 1, API::POL_POSITIVE, -1, -1, 1, 1},
+        {"exposure off cutting in two", "21,1,2,1,0,0,0*21,0,0.5,2,0,0,0", "", 2, API::POL_POSITIVE, 0.25, -0.5, 1, 0.5},
         {"variables and arithmetic", "$3=$1x2+-$2*21,1,$3,(1+1)/4,0,-$2,0", "0.5X0.25", 1, API::POL_POSITIVE,
          -0.375, -0.5, 0.375, 0},
     };
@@ -256,13 +260,124 @@ TEST_F(GerberImport, MacroPrimitivesFlattenToSurfaces) {
         EXPECT_EQ(all[0].polarity, c.polarity);
         expectBox(all[0], c.xmin * 1e6, c.ymin * 1e6, c.xmax * 1e6, c.ymax * 1e6);
     }
-    // Exposure off is a negative surface after the positive one.
-    kt::freshJob(kJob, {});
-    load(mm33("%AMM*1,1,2,0,0*1,0,1,0,0*%%ADD10M*%D10*X1000Y0D03*"));
+}
+
+// Draws whose aperture no stroke symbol shows become the exact area the
+// aperture sweeps; circles and axis-parallel rectangles stay lines.
+TEST_F(GerberImport, DrawsSweepTheirAperture) {
+    struct Case {
+        const char* name;
+        const char* body;
+        int type;
+        double xmin, ymin, xmax, ymax;  // mm
+    };
+    const double h = M_SQRT1_2, c30 = std::cos(30.5 * M_PI / 180), s30 = std::sin(30.5 * M_PI / 180);
+    const Case cases[] = {
+        {"rectangle turned 45 degrees", "%ADD10R,1X1*%%LR45*%D10*X0Y0D02*X10000Y0D01*", API::FT_SURFACE, -h, -h, 10 + h, h},
+        {"rectangle turned 30.5 degrees", "%ADD10R,2X0.01*%%LR30.5*%D10*X0Y0D02*X0Y10000D01*", API::FT_SURFACE,
+         -(c30 + 0.005 * s30), -(s30 + 0.005 * c30), c30 + 0.005 * s30, 10 + s30 + 0.005 * c30},
+        {"rectangle turned 90 degrees stays a line", "%ADD10R,2X1*%%LR90*%D10*X0Y0D02*X10000Y0D01*", API::FT_LINE,
+         -0.5, -1, 10.5, 1},
+        {"obround along its length", "%ADD10O,2X1*%D10*X0Y0D02*X10000Y0D01*", API::FT_SURFACE, -1, -0.5, 11, 0.5},
+        {"obround as round as a circle stays a line", "%ADD10O,1X1*%D10*X0Y0D02*X10000Y0D01*", API::FT_LINE, -0.5,
+         -0.5, 10.5, 0.5},
+        {"polygon", "%ADD10P,2X4X45*%D10*X0Y0D02*X10000Y0D01*", API::FT_SURFACE, -h, -h, 10 + h, h},
+        {"macro", "%AMSQ*21,1,1,1,0,0,0*%%ADD10SQ*%D10*X0Y0D02*X10000Y0D01*", API::FT_SURFACE, -0.5, -0.5, 10.5, 0.5},
+        {"macro ring", "%AMRING*1,1,2,0,0*1,0,1,0,0*%%ADD10RING*%D10*X0Y0D02*X10000Y0D01*", API::FT_SURFACE, -1, -1, 11, 1},
+        {"macro drawn to its own point", "%AMSQ*21,1,1,1,0,0,0*%%ADD10SQ*%D10*X3000Y0D02*X3000Y0D01*",
+         API::FT_SURFACE, 2.5, -0.5, 3.5, 0.5},
+        {"rectangle along a quarter arc", "%ADD10R,1X1*%D10*G75*X0Y0D02*G02X5000Y5000I5000J0D01*", API::FT_SURFACE,
+         -0.5, -0.5, 5.5, 5.5},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        kt::freshJob(kJob, {});
+        load(mm33(c.body));
+        std::vector<API::featureInfo> all = features();
+        ASSERT_EQ(all.size(), 1u);
+        EXPECT_EQ(all[0].type, c.type);
+        EXPECT_NEAR(all[0].xmin, c.xmin * 1e6, 1000) << "xmin";
+        EXPECT_NEAR(all[0].ymin, c.ymin * 1e6, 1000) << "ymin";
+        EXPECT_NEAR(all[0].xmax, c.xmax * 1e6, 1000) << "xmax";
+        EXPECT_NEAR(all[0].ymax, c.ymax * 1e6, 1000) << "ymax";
+    }
+}
+
+// A quarter turn of the image, or swapped axes, lay rectangles on their side.
+TEST_F(GerberImport, ImageTransformsTurnRectangles) {
+    struct Case {
+        const char* name;
+        const char* prefix;
+        const char* line, *pad;  // symbols
+        int padAngle;
+        double xe, ye;  // mm, the line's end
+    };
+    const Case cases[] = {
+        {"none", "", "rect2000x1000", "rect2000x1000", 0, 10, 0},
+        {"turned a quarter", "%IR90*%", "rect1000x2000", "rect2000x1000", 90, 0, 10},
+        {"half a turn", "%IR180*%", "rect2000x1000", "rect2000x1000", 180, -10, 0},
+        {"axes swapped", "%ASAYBX*%", "rect1000x2000", "rect2000x1000", 90, 0, 10},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        kt::freshJob(kJob, {});
+        load(mm33(std::string(c.prefix) + "%ADD10R,2X1*%D10*X0Y0D02*X10000Y0D01*X0Y0D03*"));
+        std::vector<API::featureInfo> all = features();
+        ASSERT_EQ(all.size(), 2u);
+        EXPECT_EQ(all[0].type, API::FT_LINE);
+        EXPECT_EQ(all[0].symbol, c.line);
+        EXPECT_NEAR(all[0].xe, c.xe * 1e6, 1);
+        EXPECT_NEAR(all[0].ye, c.ye * 1e6, 1);
+        EXPECT_EQ(all[1].symbol, c.pad);
+        EXPECT_EQ(all[1].angle, c.padAngle);
+    }
+}
+
+// Writers' slips read as the writer meant them.
+TEST_F(GerberImport, TolerantReadings) {
+    // Coordinates before any operation only set the point.
+    IMPORT::import_report r = load(mm33("%ADD10C,0.1*%D10*X1000Y2000*X3000D03*"));
     std::vector<API::featureInfo> all = features();
-    ASSERT_EQ(all.size(), 2u);
-    EXPECT_EQ(all[1].polarity, API::POL_NEGATIVE);
-    expectBox(all[1], 0.5e6, -0.5e6, 1.5e6, 0.5e6);
+    ASSERT_EQ(all.size(), 1u);
+    EXPECT_EQ(all[0].type, API::FT_PAD);
+    EXPECT_DOUBLE_EQ(all[0].xs, 3e6);
+    EXPECT_DOUBLE_EQ(all[0].ys, 2e6);
+    // A word after the last '*' of an extended command is dropped with a warning.
+    kt::freshJob(kJob, {});
+    r = load(mm33("%ADD10C,0.5*X0.7%\nD10*X0Y0D03*"));
+    all = features();
+    ASSERT_EQ(all.size(), 1u);
+    EXPECT_EQ(all[0].symbol, "r500");
+    ASSERT_FALSE(r.warnings.empty());
+    EXPECT_NE(r.warnings[0].find("'X0.7'"), std::string::npos) << r.warnings[0];
+    // Sizes ending in a separator.
+    kt::freshJob(kJob, {});
+    load(mm33("%ADD14C,0.25X*%D14*X0Y0D03*"));
+    all = features();
+    ASSERT_EQ(all.size(), 1u);
+    EXPECT_EQ(all[0].symbol, "r250");
+}
+
+// Exposure off makes a hole in the aperture only: a ring flashed over a pad
+// leaves the pad whole, and a clear flash of the ring clears the ring alone.
+TEST_F(GerberImport, ExposureOffMakesAHoleInTheApertureOnly) {
+    load(mm33("%AMRING*1,1,2,0,0*1,0,1,0,0*%%ADD10RING*%%ADD11C,1.5*%"
+              "D11*X2000Y2000D03*D10*X2000Y2000D03*%LPC*%X5000Y2000D03*"));
+    std::vector<API::featureInfo> all = features();
+    ASSERT_EQ(all.size(), 3u);
+    // One surface each, its outline and its hole, positive then negative.
+    EXPECT_EQ(all[1].record.compare(0, 9, "S P 10 2 "), 0) << all[1].record.substr(0, 20);
+    EXPECT_EQ(all[2].record.compare(0, 9, "S N 10 2 "), 0) << all[2].record.substr(0, 20);
+    // 10 um per pixel over (0, 0)-(7, 4) mm.
+    API::init_canvas(700, 400);
+    API::zoom_to_box(0, 0, 7000, 4000);
+    API::draw_layer(kJob, "pcb", kLayer, 255, 255, 255, 255);
+    auto at = [](double xmm, double ymm) { return kt::painted(int(xmm * 100), 399 - int(ymm * 100)); };
+    EXPECT_TRUE(at(2, 2)) << "the pad under the ring's hole";
+    EXPECT_TRUE(at(2.6, 2)) << "the pad under the ring";
+    EXPECT_TRUE(at(2.9, 2)) << "the ring beyond the pad";
+    EXPECT_FALSE(at(3.1, 2)) << "beyond the ring";
+    EXPECT_FALSE(at(5.9, 2)) << "the clear ring over nothing";
 }
 
 TEST_F(GerberImport, BlockAperturesPlaceTheirFeatures) {
@@ -287,6 +402,48 @@ TEST_F(GerberImport, BlockAperturesPlaceTheirFeatures) {
         EXPECT_EQ(all[i].symbol, want[i].symbol);
         EXPECT_EQ(all[i].polarity, want[i].polarity);
     }
+}
+
+// A block flashed turned or scaled turns and scales what it holds: pads and
+// rectangle pens with it, exactly where the turn is a fraction of a degree.
+TEST_F(GerberImport, BlockFlashesTurnAndScaleTheirSymbols) {
+    const std::string block = "%ABD12*%%ADD11R,2X1*%%ADD13C,0.5*%D11*X0Y0D02*X4000Y0D01*X0Y0D03*D13*X1000Y1000D03*%AB*%D12*";
+    struct Case {
+        const char* name;
+        const char* transform;
+        int line, pad;  // feature types
+        const char* lineSymbol, *padSymbol, *roundSymbol;
+        int padAngle;
+    };
+    const Case cases[] = {
+        {"as defined", "", API::FT_LINE, API::FT_PAD, "rect2000x1000", "rect2000x1000", "r500", 0},
+        {"a quarter turn", "%LR90*%", API::FT_LINE, API::FT_PAD, "rect1000x2000", "rect2000x1000", "r500", 90},
+        {"scaled", "%LS2*%", API::FT_LINE, API::FT_PAD, "rect4000x2000", "rect4000x2000", "r1000", 0},
+        {"turned 30 degrees", "%LR30*%", API::FT_SURFACE, API::FT_PAD, "", "rect2000x1000", "r500", 30},
+        {"turned 12.5 degrees", "%LR12.5*%", API::FT_SURFACE, API::FT_SURFACE, "", "", "r500", 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        kt::freshJob(kJob, {});
+        load(mm33(block + c.transform + "X10000Y0D03*"));
+        std::vector<API::featureInfo> all = features();
+        ASSERT_EQ(all.size(), 3u);
+        EXPECT_EQ(all[0].type, c.line);
+        EXPECT_EQ(all[0].symbol, c.lineSymbol);
+        EXPECT_EQ(all[1].type, c.pad);
+        EXPECT_EQ(all[1].symbol, c.padSymbol);
+        if (c.pad == API::FT_PAD) {
+            EXPECT_EQ(all[1].angle, c.padAngle);
+        }
+        EXPECT_EQ(all[2].symbol, c.roundSymbol);
+    }
+    // The turned pen sweeps the turned rectangle: 4 mm along 30 degrees.
+    kt::freshJob(kJob, {});
+    load(mm33(block + "%LR30*%X0Y0D03*"));
+    const API::featureInfo line = features()[0];
+    const double c30 = std::cos(M_PI / 6), s30 = std::sin(M_PI / 6);
+    EXPECT_NEAR(line.xmax, (4 * c30 + c30 + 0.5 * s30) * 1e6, 1000);
+    EXPECT_NEAR(line.ymin, -(s30 + 0.5 * c30) * 1e6, 1000);
 }
 
 TEST_F(GerberImport, ArcWithoutOffsetsIsDrawnStraight) {
@@ -417,6 +574,9 @@ TEST_F(GerberImport, MalformedFilesThrowWithFileAndLineAndChangeNothing) {
          "t.gbr:6: unknown macro primitive 9"},
         {"unbalanced expression", "%FSLAX33Y33*%\n%MOMM*%\n%AMQ*1,1,(1+2,0,0*%\n%ADD10Q*%\nD10*\nX0Y0D03*\nM02*\n",
          "t.gbr:6: missing ')'"},
+        {"macro with exposure off metres wide",
+         "%FSLAX33Y33*%\n%MOMM*%\n%AMQ*1,1,3,0,0*21,0,20000,2,0,0,5*%\n%ADD10Q*%\nD10*\nX0Y0D03*\nM02*\n",
+         "t.gbr:6: aperture macro reaches out of range"},
         {"unclosed block aperture", "%FSLAX33Y33*%\n%MOMM*%\n%ABD12*%\nM02*\n", "t.gbr:4: block aperture D12 is not closed"},
         {"unclosed region", "%FSLAX33Y33*%\n%MOMM*%\nG36*\nX0Y0D02*\nM02*\n", "inside a region"},
         {"too many digits", "%FSLAX23Y23*%\n%MOMM*%\n%ADD10C,1*%\nD10*\nX1234567Y0D03*\nM02*\n", "t.gbr:5: "},
@@ -440,6 +600,55 @@ TEST_F(GerberImport, MalformedFilesThrowWithFileAndLineAndChangeNothing) {
     // A good file for a missing step does not leave a new layer behind.
     EXPECT_THROW(IMPORT::import_gerber(kJob, "nope", "other", mm33(""), "t.gbr"), API::KernelText);
     EXPECT_EQ(API::get_matrix(kJob).size(), 1u);
+}
+
+// Step and repeat, nested block flashes and drill repeat codes multiply a
+// few bytes of text; past the budget the file is refused, naming the line
+// whose expansion would not fit, and nothing reaches the job.
+TEST_F(GerberImport, ExpansionsPastTheBudgetAreRefused) {
+    struct Budget {
+        size_t previous = IMPORT::set_import_budget(size_t(1) << 20);
+        ~Budget() { IMPORT::set_import_budget(previous); }
+    } budget;
+    std::string pads = "%ABD12*%%ADD10C,0.1*%D10*";
+    for (int i = 0; i < 50; ++i) pads += "X" + std::to_string(i * 100) + "Y0D03*";
+    pads += "%AB*%";
+    auto nested = [&](int flashes) {
+        std::string text = "%ABD13*%D12*";
+        for (int i = 0; i < flashes; ++i) text += "X0Y" + std::to_string(i * 100) + "D03*";
+        return mm33(pads + text + "%AB*%D13*X0Y0D03*");
+    };
+    struct Case {
+        const char* name;
+        std::string text;
+        bool gerber;
+        int features;       // when it fits
+        const char* where;  // where the refusal is reported, when it does not
+    };
+    const Case cases[] = {
+        {"step and repeat that fits", mm33("%ADD10C,0.1*%D10*%SRX10Y10I1J1*%X0Y0D03*X1Y0D03*%SR*%"), true, 200, ""},
+        {"step and repeat past it", mm33("%ADD10C,0.1*%D10*%SRX100Y100I1J1*%X0Y0D03*X1Y0D03*%SR*%"), true, 0, "t.gbr:3:"},
+        {"nested blocks that fit", nested(2), true, 100, ""},
+        {"nested blocks past it", nested(200), true, 0, "t.gbr:3:"},
+        {"drill repeat that fits", "M48\nMETRIC\nT1C0.3\n%\nT1\nX1.0Y1.0\nR5X0.1\nM30\n", false, 6, ""},
+        {"drill repeat past it", "M48\nMETRIC\nT1C0.3\n%\nT1\nX1.0Y1.0\nR99999X0.1\nM30\n", false, 0, "t.drl:7:"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        kt::freshJob(kJob, {});
+        try {
+            const IMPORT::import_report r =
+                c.gerber ? load(c.text) : IMPORT::import_excellon(kJob, "pcb", kLayer, c.text, "t.drl");
+            EXPECT_EQ(*c.where, '\0') << "loaded";
+            EXPECT_EQ(r.features, c.features);
+        } catch (const API::KernelText& e) {
+            EXPECT_NE(*c.where, '\0') << "refused: " << e;
+            EXPECT_NE(e.find(std::string(c.where) + " the file expands past the import budget of 1 MB"),
+                      std::string::npos)
+                << e;
+            EXPECT_TRUE(API::get_matrix(kJob).empty());
+        }
+    }
 }
 
 TEST_F(GerberImport, GarbageNeverHangsOrCrashes) {

@@ -56,6 +56,31 @@ TEST_F(DrillImport, UnitsZeroModesAndFormats) {
     }
 }
 
+// Tools sized before any unit take the unit the file declares next, as long
+// as nothing was drilled in the assumed one.
+TEST_F(DrillImport, ToolSizesBeforeTheUnit) {
+    struct Case {
+        const char* name;
+        const char* text;
+        const char* symbol;
+    };
+    const Case cases[] = {
+        {"M71 after the header", "M48\nT01C.864\n%\nG90\nM71\nT01\nX40500Y6270\nM30\n", "r864"},
+        {"METRIC after the tools", "M48\nT01C.864\nMETRIC\n%\nT01\nX40500Y6270\nM30\n", "r864"},
+        {"M72 after the header", "M48\nT01C.034\n%\nM72\nT01\nX40500Y6270\nM30\n", "r863.6"},
+        {"no unit at all: inches", "M48\nT01C.034\n%\nT01\nX40500Y6270\nM30\n", "r863.6"},
+        {"M71 after a hit: too late", "M48\nT01C.034\n%\nT01\nX40500Y6270\nM71\nM30\n", "r863.6"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        kt::freshJob(kJob, {});
+        load(c.text);
+        std::vector<API::featureInfo> all = features();
+        ASSERT_EQ(all.size(), 1u);
+        EXPECT_EQ(all[0].symbol, c.symbol);
+    }
+}
+
 TEST_F(DrillImport, ToolsHitsRepeatsAndPlating) {
     IMPORT::import_report r = load(
         "M48\nINCH,TZ\n;TYPE=PLATED\nT1C0.0125\n;TYPE=NON_PLATED\nT2C0.125\n"
