@@ -10,7 +10,8 @@ while [ $# -gt 0 ]; do
     *) args+=("$1"); shift ;;
   esac
 done
-ensure_packages
+# gerbv: the import benchmarks read its example boards.
+ensure_packages gerbv
 build "$ROOT/build-release" Release -DGV_BUILD_TESTS=OFF -DGV_BUILD_BENCH=ON
 [ -n "$json_dir" ] && mkdir -p "$json_dir"
 export QT_QPA_PLATFORM=offscreen
