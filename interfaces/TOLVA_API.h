@@ -62,6 +62,13 @@ TOLVA_API_EXPORT bool has_profile(const str& job, const str& step);
 // features (all zero for an empty step). layer_box: the box of one layer.
 TOLVA_API_EXPORT reply_box profile_box(const str& job, const str& step);
 TOLVA_API_EXPORT reply_box layer_box(const str& job, const str& step, const str& layer);
+// How many features of the layer have the centre of their box in each cell
+// of a cols x rows grid laid over `box` (nanometres), row-major from the
+// (xmin, ymin) corner; features centred outside the box are not counted.
+// Reads only the feature records, for overviews of whole boards.
+TOLVA_API_EXPORT std::vector<int> feature_density(const str& job, const str& step,
+                                                  const str& layer, const reply_box& box,
+                                                  int cols, int rows);
 TOLVA_API_EXPORT std::vector<graphic_info> get_graphics(const str& job);
 TOLVA_API_EXPORT std::vector<matrix_info> get_matrix(const str& job);
 // Rewrites the row whose number is row.row (name, context, type, polarity).

@@ -226,6 +226,32 @@ reply_box layer_box(const str& job, const str& step, const str& layer) {
     return layerBounds(j, si, li, b) ? toReply(b) : reply_box{};
 }
 
+std::vector<int> feature_density(const str& job, const str& step, const str& layer,
+                                 const reply_box& box, int cols, int rows) {
+    KERNEL_LOCK;
+    Job& j = findJob(job);
+    const size_t si = findStepIndex(j, step);
+    const size_t li = findLayerIndex(j, layer);
+    if (cols <= 0 || rows <= 0 || cols > 4096 || rows > 4096)
+        fail("density grid " + std::to_string(cols) + " x " + std::to_string(rows) +
+             " is not between 1 and 4096 cells a side");
+    const double width = box.xmax - box.xmin, height = box.ymax - box.ymin;
+    if (!(width > 0) || !(height > 0)) fail("density box has no area");
+    std::vector<int> cells(size_t(cols) * size_t(rows), 0);
+    const LayerContext ctx{j.layers[li], j.steps[si].layers[li]};
+    for (const Feature& f : ctx.data.features) {
+        const IBox b = featureBox(ctx, f);
+        // Half sums in double: the centre of a box spanning the whole range
+        // would overflow in 32 bits.
+        const double cx = (double(b.xmin) + b.xmax) / 2, cy = (double(b.ymin) + b.ymax) / 2;
+        const double u = (cx - box.xmin) / width * cols, v = (cy - box.ymin) / height * rows;
+        if (u < 0 || v < 0 || u > cols || v > rows) continue;
+        const int i = std::min(int(u), cols - 1), k = std::min(int(v), rows - 1);
+        ++cells[size_t(k) * size_t(cols) + size_t(i)];
+    }
+    return cells;
+}
+
 std::vector<graphic_info> get_graphics(const str& job) {
     KERNEL_LOCK;
     Job& j = findJob(job);

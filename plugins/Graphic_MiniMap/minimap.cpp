@@ -43,17 +43,18 @@ bool readBox(const QVariantMap& data, QRectF& box) {
     return true;
 }
 
-// Feature counts per cell of a grid laid over the board.
+// Feature counts per cell of a grid laid over the board, row-major from the
+// board's lower left corner.
 struct Density {
     std::vector<int> cells = std::vector<int>(kCells * kCells, 0);
     int total = 0;
     int highest = 0;
-    void count(const QRectF& board, const API::featureInfo& f) {
-        const double cx = (f.xmin + f.xmax) / 2, cy = (f.ymin + f.ymax) / 2;
-        const int i = std::clamp(int((cx - board.left()) / board.width() * kCells), 0, kCells - 1);
-        const int j = std::clamp(int((cy - board.top()) / board.height() * kCells), 0, kCells - 1);
-        highest = std::max(highest, ++cells[size_t(j * kCells + i)]);
-        ++total;
+    void add(const std::vector<int>& layer) {
+        for (size_t c = 0; c < cells.size() && c < layer.size(); ++c) {
+            cells[c] += layer[c];
+            total += layer[c];
+            highest = std::max(highest, cells[c]);
+        }
     }
 };
 
@@ -134,11 +135,8 @@ private:
                 const API::reply_box box = API::profile_box(job, step);
                 const QRectF board(QPointF(box.xmin, box.ymin), QPointF(box.xmax, box.ymax));
                 if (board.width() <= 0 || board.height() <= 0) return;
-                std::vector<API::featureInfo> features;
-                for (const API::matrix_info& row : API::get_matrix(job)) {
-                    API::get_features_in_box(job, step, row.name, box, features);
-                    for (const API::featureInfo& f : features) m_density.count(board, f);
-                }
+                for (const API::matrix_info& row : API::get_matrix(job))
+                    m_density.add(API::feature_density(job, step, row.name, box, kCells, kCells));
                 m_board = board;
             });
         }

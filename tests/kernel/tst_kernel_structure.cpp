@@ -84,6 +84,35 @@ TEST_F(Structure, LayerAndStepBoxesFollowMovesCopiesAndUndo) {
     }
 }
 
+TEST_F(Structure, DensityCountsFeatureCentresPerCell) {
+    int s = -1;
+    API::create_new_symbol("j", "pcb", "top", "r100", s);
+    // A 4 x 2 grid over (0,0)-(4000000,2000000): cells of 1 mm.
+    struct Pad { double x, y; int cell; };  // cell -1: not counted
+    const Pad pads[] = {
+        {500000, 500000, 0},      {3500000, 500000, 3},   {500000, 1500000, 4},
+        {999999, 999999, 0},      {1000000, 1000000, 5},  // a centre on a cell edge goes up and right
+        {4000000, 2000000, 7},    // the far corner belongs to the last cell
+        {-1, 500000, -1},         {500000, 2000001, -1},  // just outside
+    };
+    std::vector<int> expected(8, 0);
+    for (const Pad& p : pads) {
+        API::AddFeature("j", "pcb", {"top"}, {{"top", API::GreatePadString(p.x, p.y, s, API::POL_POSITIVE, 0, 0, 1)}},
+                        {}, false);
+        if (p.cell >= 0) ++expected[size_t(p.cell)];
+    }
+    // A line counts at the centre of its box, whatever its ends.
+    API::AddFeature("j", "pcb", {"top"}, {{"top", API::GreateLineString(0, 0, 4000000, 1000000, s, API::POL_POSITIVE, 0)}},
+                    {}, false);
+    ++expected[2];
+    EXPECT_EQ(API::feature_density("j", "pcb", "top", {0, 0, 4000000, 2000000}, 4, 2), expected);
+    EXPECT_EQ(API::feature_density("j", "pcb", "drl", {0, 0, 4000000, 2000000}, 4, 2), std::vector<int>(8, 0));
+    for (auto [cols, rows] : {std::pair{0, 2}, {4, -1}, {5000, 1}})
+        EXPECT_THROW(API::feature_density("j", "pcb", "top", {0, 0, 1, 1}, cols, rows), API::KernelText) << cols;
+    EXPECT_THROW(API::feature_density("j", "pcb", "top", {0, 0, 0, 1}, 1, 1), API::KernelText);
+    EXPECT_THROW(API::feature_density("j", "pcb", "nolayer", {0, 0, 1, 1}, 1, 1), API::KernelText);
+}
+
 TEST_F(Structure, UnknownNamesThrowText) {
     EXPECT_THROW(API::profile_box("nojob", "pcb"), API::KernelText);
     EXPECT_THROW(API::profile_box("j", "nostep"), API::KernelText);
