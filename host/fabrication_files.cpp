@@ -6,9 +6,11 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
+#include <QSaveFile>
 #include <algorithm>
 #include <memory>
 
+#include "TOLVA_Export.h"
 #include "TOLVA_Job.h"
 
 namespace host {
@@ -62,8 +64,12 @@ bool readZip(const QString& path, std::vector<import_file>& files, QString* why)
         if (!member) continue;
         std::string text(std::size_t(st.size), '\0');
         const zip_int64_t got = zip_fread(member, text.empty() ? nullptr : &text[0], st.size);
+        // The checksum is compared only when a read reaches the member's end:
+        // one more read must find nothing, not an error.
+        char past = 0;
+        const zip_int64_t more = zip_fread(member, &past, 1);
         zip_fclose(member);
-        if (got != zip_int64_t(st.size)) {
+        if (got != zip_int64_t(st.size) || more != 0) {
             *why = QStringLiteral("member %1 is damaged").arg(QString::fromStdString(name));
             return false;
         }
@@ -133,6 +139,30 @@ bool importFabrication(const std::string& job, const std::vector<import_file>& f
         }
     }
     return false;
+}
+
+bool exportFabrication(const std::string& job, const std::string& step, const QString& dir, QStringList* written,
+                       QString* reason) {
+    auto refuse = [&](const QString& why) {
+        if (reason) *reason = why;
+        return false;
+    };
+    std::vector<import_file> files;
+    try {
+        files = TOLVA::EXPORT::export_job(job, step);
+    } catch (const std::string& text) {
+        return refuse(QString::fromStdString(text));
+    }
+    if (!QDir().mkpath(dir)) return refuse(QStringLiteral("%1: cannot create the directory").arg(dir));
+    for (const import_file& f : files) {
+        const QString path = QDir(dir).filePath(QString::fromStdString(f.name));
+        QSaveFile out(path);
+        if (!out.open(QIODevice::WriteOnly) || out.write(f.text.data(), qint64(f.text.size())) != qint64(f.text.size()) ||
+            !out.commit())
+            return refuse(QStringLiteral("%1: %2").arg(path, out.errorString()));
+        if (written) written->append(path);
+    }
+    return true;
 }
 
 QString importedJobName(const QString& firstArgument) {

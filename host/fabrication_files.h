@@ -24,6 +24,13 @@ bool collectFabricationFiles(const QString& argument, std::vector<TOLVA::IMPORT:
 bool importFabrication(const std::string& job, const std::vector<TOLVA::IMPORT::import_file>& files,
                        QStringList* problems);
 
+// Writes every layer of the job's step into `dir` (created when missing), each
+// as its type asks: Gerber X2, or Excellon for drill and rout layers. Each
+// file is replaced whole or not at all. False with a one-line reason when a
+// layer cannot be written; `written` receives the paths written.
+bool exportFabrication(const std::string& job, const std::string& step, const QString& dir, QStringList* written,
+                       QString* reason);
+
 // A job name for imported data: the base name of the first argument.
 QString importedJobName(const QString& firstArgument);
 

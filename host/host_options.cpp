@@ -54,6 +54,8 @@ QString usageText() {
         "  --layers A,B        layers to show (default: top copper, drill and profile)\n"
         "  --box X0,Y0,X1,Y1   show exactly this board window, in millimetres\n"
         "  --features N        size of the generated demo board (default 200000)\n"
+        "  --export DIR        write every layer to DIR, Gerber X2 or Excellon by its\n"
+        "                      type, and exit (after the snapshot, if one is asked)\n"
         "  -h, --help          this text\n");
 }
 
@@ -85,6 +87,9 @@ QString parseOptions(const QStringList& args, HostOptions& out) {
                 return QStringLiteral("bad --box '%1', expected XMIN,YMIN,XMAX,YMAX in mm with XMIN<XMAX, YMIN<YMAX")
                     .arg(value);
             out.hasBox = true;
+        } else if (takeValue(args, i, QStringLiteral("--export"), value)) {
+            if (value.isEmpty()) return QStringLiteral("--export needs a directory");
+            out.exportDir = value;
         } else if (takeValue(args, i, QStringLiteral("--features"), value)) {
             bool ok = false;
             out.features = value.toLong(&ok);

@@ -2,6 +2,7 @@
 // The application's command line:
 //   tolva_host [JOB_DIR | FILE...] [--snapshot OUT] [--size WxH]
 //              [--layers NAME,NAME] [--box XMIN,YMIN,XMAX,YMAX] [--features N]
+//              [--export DIR]
 #include <QRectF>
 #include <QSize>
 #include <QString>
@@ -17,6 +18,7 @@ struct HostOptions {
     bool hasBox = false;
     QRectF boxMm;           // board window in millimetres, left/bottom to right/top
     long features = 200000; // size of the generated demo board
+    QString exportDir;      // write every layer as Gerber or Excellon here and exit
 };
 
 // Reads the arguments (argv without the program name). Returns an empty text

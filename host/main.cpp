@@ -18,6 +18,7 @@
 #include "job_session.h"
 #include "fabrication_files.h"
 #include "main_window.h"
+#include "png_writer.h"
 
 namespace {
 
@@ -54,26 +55,49 @@ QString missingLayer(const QString& job, const QStringList& layers) {
     return QString();
 }
 
-int writeSnapshot(host::MainWindow& window, const host::HostOptions& options) {
+// The view alone, at exactly the asked size before any job is drawn in it:
+// tool bars and docks would take their share of the window, and a first
+// drawing at the window's size would be thrown away.
+void prepareSnapshotView(host::MainWindow& window, const host::HostOptions& options) {
     QWidget* view = window.view();
-    // The view alone, at exactly the asked size: tool bars and docks would
-    // take their share of the window.
+    if (!view) return;
     window.takeCentralWidget();
     view->resize(options.size);
+    // Laid out and drawn, but not painted until the grab: each paint of the
+    // view waits for its frame rate, and only the grab needs one.
+    view->setUpdatesEnabled(false);
     view->show();
     QApplication::processEvents();
+}
+
+int writeSnapshot(host::MainWindow& window, const host::HostOptions& options) {
+    QWidget* view = window.view();
+    if (!view) return fail(QStringLiteral("the view is not loaded"));
     if (options.hasBox)
         window.showBoardWindow(options.boxMm.left() * 1e6, options.boxMm.top() * 1e6, options.boxMm.right() * 1e6,
                                options.boxMm.bottom() * 1e6);
     else
         window.fitToProfile();  // imported data often has no profile: its features are fitted
     QApplication::processEvents();
+    view->setUpdatesEnabled(true);
     const QImage image = view->grab().toImage();
     if (image.isNull() || image.size() != options.size)
         return fail(QStringLiteral("the view could not be drawn at %1x%2").arg(options.size.width()).arg(options.size.height()));
-    if (!image.save(options.snapshot, host::snapshotFormat(options.snapshot).constData()))
-        return fail(QStringLiteral("cannot write %1").arg(options.snapshot));
+    const QByteArray format = host::snapshotFormat(options.snapshot);
+    QString why;
+    const bool written = format == "PNG" ? host::writeFastPng(image, options.snapshot, &why)
+                                         : image.save(options.snapshot, format.constData());
+    if (!written) return fail(QStringLiteral("cannot write %1%2").arg(options.snapshot, why.isEmpty() ? QString() : QStringLiteral(": ") + why));
     std::printf("%s\n", qPrintable(options.snapshot));
+    return 0;
+}
+
+// Every layer of the shown step, one file each; their paths go to stdout.
+int writeExport(host::MainWindow& window, const QString& dir) {
+    QStringList written;
+    QString reason;
+    if (!window.exportTo(dir, &written, &reason)) return fail(QStringLiteral("cannot export: %1").arg(reason));
+    for (const QString& path : written) std::printf("%s\n", qPrintable(path));
     return 0;
 }
 
@@ -93,9 +117,11 @@ int main(int argc, char** argv) {
         return 2;
     }
     const bool snapshot = !options.snapshot.isEmpty();
+    const bool exporting = !options.exportDir.isEmpty();
     // The platform is chosen before QApplication exists: a snapshot needs no display.
-    if (snapshot && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
-    if (!snapshot && !hasDisplay()) {
+    const bool batch = snapshot || exporting;  // writes its files and exits
+    if (batch && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
+    if (!batch && !hasDisplay()) {
         std::fprintf(stderr, "tolva_host: no display; use --snapshot OUT.png\n");
         return 1;
     }
@@ -125,9 +151,10 @@ int main(int argc, char** argv) {
     }
 
     host::MainWindow window;
-    window.setJournalling(!snapshot);
+    window.setJournalling(!batch);
     QString reason;
     if (!window.loadPlugins(&reason)) return fail(reason);
+    if (snapshot) prepareSnapshotView(window, options);
     if (!fabrication.isEmpty()) {
         if (!window.openFabricationFiles(fabrication, fabricationFiles, &reason)) return fail(reason);
     } else if (jobDirs.isEmpty()) {
@@ -155,8 +182,9 @@ int main(int argc, char** argv) {
         if (!missing.isEmpty()) return fail(missing);
         window.showLayers(options.layers);
     }
-    if (snapshot) {
-        const int status = writeSnapshot(window, options);
+    if (batch) {
+        int status = snapshot ? writeSnapshot(window, options) : 0;
+        if (status == 0 && exporting) status = writeExport(window, options.exportDir);
         host::shutDownLogging();
         return status;
     }

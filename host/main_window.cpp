@@ -176,6 +176,8 @@ const std::vector<MainWindow::Shortcut>& MainWindow::shortcuts() {
         {QKeySequence::Open, QStringLiteral("Open a job"), [](MainWindow& w) { w.openJob(); }},
         {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_O), QStringLiteral("Import Gerber and Excellon files (or a .zip)"),
          [](MainWindow& w) { w.importFiles(); }},
+        {QKeySequence(Qt::CTRL | Qt::Key_E), QStringLiteral("Export every layer as Gerber X2 and Excellon"),
+         [](MainWindow& w) { w.exportFiles(); }},
         {QKeySequence::Save, QStringLiteral("Save the job"), [](MainWindow& w) { w.saveJob(); }},
         {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S), QStringLiteral("Save the job as"), [](MainWindow& w) { w.saveJobAs(); }},
         {QKeySequence(Qt::CTRL | Qt::Key_Q), QStringLiteral("Quit"), [](MainWindow& w) { w.close(); }},
@@ -268,6 +270,7 @@ void MainWindow::buildMenus() {
     for (const Shortcut& s : shortcuts()) {
         QMenu* menu = s.keys == QKeySequence::Open || s.keys == QKeySequence::Save ||
                               s.keys == QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_O) ||
+                              s.keys == QKeySequence(Qt::CTRL | Qt::Key_E) ||
                               s.keys == QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_S) ||
                               s.keys == QKeySequence(Qt::CTRL | Qt::Key_Q)
                           ? file
@@ -576,6 +579,29 @@ void MainWindow::importFiles() {
         tr("Fabrication data (*.gbr *.ger *.gb* *.gt* *.gm* *.gko *.grb *.gbx *.pho *.art *.drl *.xln *.exc *.txt *.zip);;"
            "All files (*)"));
     openArguments(files);
+}
+
+bool MainWindow::exportTo(const QString& dir, QStringList* written, QString* reason) {
+    if (!m_session.isOpen()) {
+        if (reason) *reason = tr("no job is open");
+        return false;
+    }
+    return exportFabrication(m_session.job().toStdString(), m_step.toStdString(), dir, written, reason);
+}
+
+void MainWindow::exportFiles() {
+    if (!m_session.isOpen()) return;
+    if (headless()) {
+        LOG(WARNING) << "export: no folder dialog without a display; use --export DIR on the command line";
+        return;
+    }
+    const QString dir = QFileDialog::getExistingDirectory(this, tr("Export Gerber and Excellon files into"));
+    if (dir.isEmpty()) return;
+    QStringList written;
+    QString reason;
+    if (!exportTo(dir, &written, &reason)) return tell(this, tr("Cannot export"), reason);
+    LOG(INFO) << "exported " << written.size() << " files to " << dir.toStdString();
+    statusBar()->showMessage(tr("Exported %n layer(s) to %1", nullptr, int(written.size())).arg(dir), 5000);
 }
 
 void MainWindow::dragEnterEvent(QDragEnterEvent* event) {

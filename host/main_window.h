@@ -53,6 +53,10 @@ public:
     // Shows exactly this board window, in board units.
     void showBoardWindow(double xmin, double ymin, double xmax, double ymax);
     JobSession& session() { return m_session; }
+    const QString& step() const { return m_step; }
+    // Writes every layer of the shown step into `dir` as Gerber X2 or
+    // Excellon; false with a reason when the job cannot be written.
+    bool exportTo(const QString& dir, QStringList* written, QString* reason);
     // A snapshot run keeps no journal and offers no recovery.
     void setJournalling(bool on) { m_journalling = on; }
 
@@ -69,6 +73,7 @@ public slots:
     void fitToProfile();
     void openJob();
     void importFiles();
+    void exportFiles();
     bool saveJob();
     bool saveJobAs();
 

@@ -2,11 +2,12 @@
 set -euo pipefail
 ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 PACKAGES=(build-essential cmake ninja-build pkg-config qtbase5-dev libgoogle-glog-dev
-          libboost-dev libgtest-dev libgmock-dev libbenchmark-dev libzip-dev xvfb xauth)
+          libboost-dev libgtest-dev libgmock-dev libbenchmark-dev libzip-dev libpng-dev xvfb xauth)
 
+# ensure_packages [extra packages...]: the common list plus the caller's own.
 ensure_packages() {
   local missing=()
-  for p in "${PACKAGES[@]}"; do
+  for p in "${PACKAGES[@]}" "$@"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
   done
   [ ${#missing[@]} -eq 0 ] && return 0

@@ -80,6 +80,27 @@ QSet<QRgb> colours(const QImage& image) {
 
 QRgb palette(int i) { return LayerPalette::color(i).rgb(); }
 
+// Writes each named text into the folder, creating it; false when one cannot be written.
+bool writeFiles(const QString& dir, const std::map<QString, QByteArray>& files) {
+    QDir().mkpath(dir);
+    for (const auto& f : files) {
+        QFile file(QDir(dir).filePath(f.first));
+        if (!file.open(QIODevice::WriteOnly) || file.write(f.second) != f.second.size()) return false;
+    }
+    return true;
+}
+
+// The box of the pixels that differ from the top left one (the background:
+// fitted boards leave a margin).
+QRect paintedBounds(const QImage& image) {
+    const QRgb background = image.pixel(0, 0);
+    QRect box;
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
+            if (image.pixel(x, y) != background) box |= QRect(x, y, 1, 1);
+    return box;
+}
+
 TEST_F(HostCli, SnapshotHoldsExactlyTheShownLayersColours) {
     struct Case {
         QString layers;
@@ -181,11 +202,7 @@ TEST_F(HostCli, GerberAndExcellonFilesFoldersAndZipsAreRead) {
         {QStringLiteral("broken.gbs"), "%FSLAX36Y36*%\n%MOMM*%\n%ADD10C,1.0*%\nD10*\nX5000"},
         {QStringLiteral("readme.txt"), "not fabrication data\n"},
     };
-    for (const auto& f : files) {
-        QFile file(QDir(dir).filePath(f.first));
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(f.second);
-    }
+    ASSERT_TRUE(writeFiles(dir, files));
     const QString zipPath = out(QStringLiteral("fab.zip"));
     {
         int error = 0;
@@ -214,7 +231,87 @@ TEST_F(HostCli, GerberAndExcellonFilesFoldersAndZipsAreRead) {
         const QSet<QRgb> shown = colours(image);
         EXPECT_TRUE(shown.contains(palette(0))) << "the copper layer is not drawn";
         EXPECT_TRUE(shown.contains(palette(1))) << "the drill layer is not drawn";
+        // Without a profile the features are fitted: they span the picture
+        // but for a small margin (9 x 7.75 mm fill the 200 pixels across).
+        const QRect painted = paintedBounds(image);
+        EXPECT_GE(painted.width(), 170) << "the imported board is not fitted to the window";
+        EXPECT_LE(painted.width(), 196) << "the fit leaves no margin";
     }
+}
+
+// Layers written out with --export and read back draw the same picture, and
+// each file has the format of its layer's type.
+TEST_F(HostCli, ExportedLayersReadBackToTheSamePicture) {
+    const QString dir = out(QStringLiteral("src"));
+    QDir().mkpath(dir);
+    const std::map<QString, QByteArray> files = {
+        {QStringLiteral("top.gtl"),
+         "%FSLAX36Y36*%\n%MOMM*%\n%ADD10C,0.8*%\n%ADD11R,2.0X1.0*%\nD10*\nX1000000Y1000000D02*\nX9000000Y3000000D01*\n"
+         "G75*G03X5000000Y7000000I-2000000J2000000D01*\nD11*\nX8000000Y8000000D03*\n"
+         "G36*X1000000Y5000000D02*X3000000Y5000000D01*X3000000Y8000000D01*X1000000Y5000000D01*G37*\nM02*\n"},
+        {QStringLiteral("holes.drl"), "M48\nMETRIC,TZ\nT1C0.600\nT2C1.100\n%\nT1\nX2.0Y2.0\nX6.5Y4.25\nT2\nX8.0Y1.0\nM30\n"},
+    };
+    ASSERT_TRUE(writeFiles(dir, files));
+    const QString exported = out(QStringLiteral("exported"));
+    const HostRun written = run({dir, QStringLiteral("--export"), exported});
+    ASSERT_TRUE(written.finished);
+    ASSERT_EQ(written.exitCode, 0) << written.err.toStdString();
+    EXPECT_EQ(QDir(exported).entryList(QDir::Files, QDir::Name), (QStringList{QStringLiteral("holes.drl"), QStringLiteral("top.gbr")}));
+    QFile gerber(QDir(exported).filePath(QStringLiteral("top.gbr")));
+    ASSERT_TRUE(gerber.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(gerber.readAll().contains("%TF.FileFunction,")) << "an artwork layer is written as Gerber X2";
+    QFile drill(QDir(exported).filePath(QStringLiteral("holes.drl")));
+    ASSERT_TRUE(drill.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(drill.readAll().startsWith("M48")) << "a drill layer is written as Excellon";
+
+    const QStringList view{QStringLiteral("--size"), QStringLiteral("160x160"), QStringLiteral("--box"),
+                           QStringLiteral("0,0,10,10"), QStringLiteral("--layers"), QStringLiteral("top,holes")};
+    QImage pictures[2];
+    const QString sources[2] = {dir, exported};
+    for (int i = 0; i < 2; ++i) {
+        const QString png = out(QStringLiteral("rt%1.png").arg(i));
+        const HostRun r = run(QStringList{sources[i], QStringLiteral("--snapshot"), png} + view);
+        ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
+        pictures[i] = QImage(png).convertToFormat(QImage::Format_RGB32);
+    }
+    ASSERT_EQ(pictures[0].size(), QSize(160, 160));
+    EXPECT_GT(colours(pictures[0]).size(), 2) << "the board is not drawn";
+    EXPECT_TRUE(pictures[0] == pictures[1]) << "the layers read back draw differently";
+
+    const HostRun refused = run({dir, QStringLiteral("--export"), QStringLiteral("/proc/no/such/dir")});
+    EXPECT_NE(refused.exitCode, 0);
+    EXPECT_TRUE(refused.err.contains(QStringLiteral("cannot export"))) << refused.err.toStdString();
+}
+
+// An archive whose member fails its checksum is refused, naming the member,
+// rather than read with a layer silently cut.
+TEST_F(HostCli, AZipWithADamagedMemberIsRefused) {
+    const QByteArray gerber = "%FSLAX36Y36*%\n%MOMM*%\n%ADD10C,1.0*%\nD10*\nX5000000Y5000000D03*\nM02*\n";
+    const QString zipPath = out(QStringLiteral("damaged.zip"));
+    {
+        int error = 0;
+        zip_t* z = zip_open(QFile::encodeName(zipPath).constData(), ZIP_CREATE | ZIP_TRUNCATE, &error);
+        ASSERT_NE(z, nullptr);
+        zip_source_t* src = zip_source_buffer(z, gerber.constData(), zip_uint64_t(gerber.size()), 0);
+        const zip_int64_t index = zip_file_add(z, "top.gtl", src, ZIP_FL_OVERWRITE);
+        ASSERT_GE(index, 0);
+        ASSERT_EQ(zip_set_file_compression(z, zip_uint64_t(index), ZIP_CM_STORE, 0), 0);
+        ASSERT_EQ(zip_close(z), 0);
+    }
+    QFile file(zipPath);
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+    QByteArray bytes = file.readAll();
+    const int at = bytes.indexOf("X5000000Y5000000D03");  // stored: the text is in the archive as is
+    ASSERT_GE(at, 0);
+    bytes[at + 1] = '6';
+    file.seek(0);
+    file.write(bytes);
+    file.close();
+    const HostRun r = run({zipPath, QStringLiteral("--snapshot"), out(QStringLiteral("damaged.png"))});
+    ASSERT_TRUE(r.finished);
+    EXPECT_NE(r.exitCode, 0);
+    EXPECT_TRUE(r.err.contains(QStringLiteral("top.gtl is damaged"))) << r.err.toStdString();
+    EXPECT_FALSE(QFile::exists(out(QStringLiteral("damaged.png"))));
 }
 
 TEST_F(HostCli, LogsGoToTheApplicationFolder) {
