@@ -436,9 +436,12 @@ std::string uniqueLayerName(const std::string& wanted, std::set<std::string>& ta
 
 ParsedFile parseAny(const import_file& f) {
     const std::string format = detect_format(f.text);
-    if (format == "gerber") return parseGerber(f.text, f.name);
-    if (format == "excellon") return parseExcellon(f.text, f.name);
-    throw API::KernelText(f.name + ": neither a Gerber nor an Excellon file");
+    ParsedFile parsed;
+    if (format == "gerber") parsed = parseGerber(f.text, f.name);
+    else if (format == "excellon") parsed = parseExcellon(f.text, f.name);
+    else throw API::KernelText(f.name + ": neither a Gerber nor an Excellon file");
+    parsed.report.format = format;
+    return parsed;
 }
 
 }  // namespace
@@ -488,8 +491,10 @@ std::string layer_name_for(const std::string& file_name) {
 
 namespace {
 
+// Stores the parsed file; its features stay readable afterwards (the whole-job
+// import chains the outline layer's into the profile).
 import_report importInto(const std::string& job, const std::string& step, const std::string& layer,
-                         ParsedFile parsed, const char* format) {
+                         ParsedFile& parsed, const char* format) {
     parsed.report.format = format;
     const layer_guess g = guess_layer(parsed.report.file, parsed.fileFunction);
     parsed.report.outline = g.outline;
@@ -508,13 +513,15 @@ void requireFormat(const std::string& text, const std::string& file, const char*
 import_report import_gerber(const std::string& job, const std::string& step, const std::string& layer,
                             const std::string& text, const std::string& file_name) {
     requireFormat(text, file_name, "gerber");
-    return importInto(job, step, layer, parseGerber(text, file_name), "gerber");
+    ParsedFile parsed = parseGerber(text, file_name);
+    return importInto(job, step, layer, parsed, "gerber");
 }
 
 import_report import_excellon(const std::string& job, const std::string& step, const std::string& layer,
                               const std::string& text, const std::string& file_name) {
     requireFormat(text, file_name, "excellon");
-    return importInto(job, step, layer, parseExcellon(text, file_name), "excellon");
+    ParsedFile parsed = parseExcellon(text, file_name);
+    return importInto(job, step, layer, parsed, "excellon");
 }
 
 std::vector<import_report> import_job(const std::string& job, const std::vector<import_file>& files) {
@@ -529,9 +536,8 @@ std::vector<import_report> import_job(const std::string& job, const std::vector<
         const ParsedFile* outline = nullptr;
         size_t outlineReport = 0;
         for (size_t i = 0; i < files.size(); ++i) {
-            const std::string format = detect_format(files[i].text);
             const std::string layer = uniqueLayerName(layer_name_for(files[i].name), taken);
-            reports.push_back(importInto(job, "pcb", layer, parsed[i], format == "gerber" ? "gerber" : "excellon"));
+            reports.push_back(importInto(job, "pcb", layer, parsed[i], parsed[i].report.format == "gerber" ? "gerber" : "excellon"));
             if (reports.back().outline && !outline) {
                 outline = &parsed[i];
                 outlineReport = i;
