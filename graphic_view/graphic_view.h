@@ -372,6 +372,24 @@ public:
     void get_coordinate_effect_layers(PluginMetaData msg);
     void setResizeHoleTmpData(PluginMetaData msg);
 
+    // ---- typed coordinates, relative origin, feature search
+    //      (graphic_view_coordinates, graphic_view_search) ----------------
+    bool hasRelativeOrigin() const { return m_hasRelativeOrigin; }
+    QPointF relativeOrigin() const { return m_relativeOrigin; }
+    // Centres the view on a board point exactly, at the current scale.
+    void centreOn(const QPointF& point);
+    // Whether the active tool takes a typed coordinate as its next point.
+    bool toolTakesPoints() const;
+    // One feature a search found: layer, index, box and centre (board units).
+    struct SearchHit {
+        QString layer;
+        int index = -1;
+        QRectF box;
+        QPointF centre;
+    };
+    const QList<SearchHit>& searchHits() const { return m_searchHits; }
+    int currentSearchHit() const { return m_searchPosition; }
+
 signals:
     void sendMsgToManager(PluginMetaData msg);
     void changeUnit();
@@ -619,6 +637,19 @@ private:
 
     bool m_outsideBoxConfirmed = false;
     std::string m_snapLayer;
+
+    // Typed coordinates and feature search.
+    void refuseRequest(const PluginMetaData& msg, const QString& reason);
+    void applyTypedPoint(const QPointF& point);
+    void feedToolPoint(const QPointF& point);
+    void shareRelativeOrigin();
+    void announceCoordinateSettings();
+    QStringList coordinateLayers() const;
+    void showSearchHit(int position);
+    bool m_typedPointPending = false;
+    QPointF m_typedPoint;
+    QList<SearchHit> m_searchHits;
+    int m_searchPosition = -1;
 
     ViewSettings m_settings;
 };

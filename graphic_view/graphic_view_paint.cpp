@@ -165,17 +165,18 @@ void ViewWidget::setRelativeOrigin(const QPointF& origin) {
     m_hasRelativeOrigin = true;
 }
 
-// The relative origin: a circled cross, tied by a dotted leader to the
-// profile's lower-left corner that its coordinates are measured from.
+// The relative origin: a white circled cross whose arms reach past the
+// circle, so that the point stays visible over a pad of the same size.
+// Nothing is drawn until an origin is set.
 void ViewWidget::draw_relative_origin(QPainter* painter) {
     if (!m_hasRelativeOrigin) return;
     const QPoint c = toPixel(m_relativeOrigin);
-    painter->setPen(QPen(Qt::white, 1, Qt::DotLine));
-    painter->drawLine(QPoint(m_profilePixels[0], m_profilePixels[1]), c);
+    constexpr int arm = 2 * kOriginRadius;
     painter->setPen(whitePen());
+    painter->setBrush(Qt::NoBrush);
     painter->drawEllipse(c, kOriginRadius, kOriginRadius);
-    painter->drawLine(c.x() - 2 * kOriginRadius, c.y(), c.x() + 2 * kOriginRadius, c.y());
-    painter->drawLine(c.x(), c.y() - 2 * kOriginRadius, c.x(), c.y() + 2 * kOriginRadius);
+    painter->drawLine(c.x() - arm, c.y(), c.x() + arm, c.y());
+    painter->drawLine(c.x(), c.y() - arm, c.x(), c.y() + arm);
 }
 
 void ViewWidget::draw_check_points(QPainter& painter, const check_points& point) {

@@ -48,6 +48,11 @@ struct CoordinateRecord {
     double snap_y = 0;
     QString text;  // the read-out text of the cursor position
     std::vector<std::string> effect_layers;
+    // The read-out measures from the relative origin while both are set.
+    bool relative_mode = false;
+    bool has_relative_origin = false;
+    double origin_x = 0;  // board units
+    double origin_y = 0;
 };
 
 // The copy/cut buffer.

@@ -249,11 +249,8 @@ Probe storesSnapMode(int mode) {
 TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
     g_prompts = &prompts;
     const std::set<std::string> notYet = {
-        "draw_use_symbol_line", "show_contour_fill_parameters", "get_archor_signal",
-        "zoomIn_search_feature", "showNetAnalyzeResult", "eq_zoomIn_special_points",
-        "edit_coordinate_setting", "get_Mouse_rect", "sent_Mouse_Point",
-        "get_coordinate_data", "refresh_layer_compare_show", "get_analyze_data", "get_DFM_data", "on_enter_pressed",
-        "get_coordinate_effect_layers", "get_rout_selectorder", "do_drawchain",
+        "draw_use_symbol_line", "show_contour_fill_parameters", "showNetAnalyzeResult", "eq_zoomIn_special_points",
+        "refresh_layer_compare_show", "get_analyze_data", "get_DFM_data", "get_rout_selectorder", "do_drawchain",
         "get_addchain_vector", "setResizeHoleTmpData"};
     static std::vector<TOLVA::API::point> crossList{{1200, -3400}};
     std::map<std::string, Probe> probes = {
@@ -441,6 +438,40 @@ TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
               EXPECT_TRUE(toolIs<SelectTool>(v));
           }}},
     };
+    // Typed coordinates, the relative origin, the read-out options and the
+    // search: each by what it leaves or answers (CoordinateMessages.h).
+    const auto withPoint = [](ViewWidget&, PluginMetaData& m) { m.data = {{"X", 1000.0}, {"Y", -2000.0}}; };
+    const auto centred = [](ViewWidget& v, qint32) { EXPECT_EQ(v.center(), QPointF(1000, -2000)); };
+    const auto answers = [this](qint32 reply) {
+        return [this, reply](ViewWidget&, qint32) {
+            int toSender = 0;  // a refusal also goes to the coordinate panel
+            for (const PluginMetaData& sent : m_messages->withCode(reply)) toSender += sent.receiver == PluginNames::JobList;
+            EXPECT_EQ(toSender, 1);
+        };
+    };
+    probes["get_coordinate_data"] = {withPoint, centred};
+    probes["on_enter_pressed"] = {withPoint, centred};
+    probes["sent_Mouse_Point"] = {nullptr, answers(20003213)};
+    probes["get_Mouse_rect"] = {nullptr, answers(20003214)};
+    probes["zoomIn_search_feature"] = {[](ViewWidget&, PluginMetaData& m) { m.data = {{"Mode", "next"}}; },
+                                       answers(20003212)};  // nothing to step through yet
+    probes["get_coordinate_effect_layers"] = {[](ViewWidget&, PluginMetaData& m) { m.data = {{"Layers", QStringList{"l9"}}}; },
+                                              answers(20003212)};  // no job: no such layer
+    probes["get_archor_signal"] = {withPoint, [](ViewWidget& v, qint32 code) {
+                                       // The profile and feature anchors need a job; the others take the point.
+                                       const bool needsJob = code >= 20001406 && code <= 20001411;
+                                       EXPECT_EQ(v.hasRelativeOrigin(), !needsJob && code != 20001419);
+                                       if (v.hasRelativeOrigin()) {
+                                           EXPECT_EQ(v.relativeOrigin(), QPointF(1000, -2000));
+                                       }
+                                   }};
+    probes["edit_coordinate_setting"] = {[](ViewWidget&, PluginMetaData& m) { m.data = {{"Unit", "Inch"}}; },
+                                         [this](ViewWidget& v, qint32 code) {
+                                             EXPECT_EQ(m_messages->withCode(20003211).size(), 1u);
+                                             if (code != 20001415) {
+                                                 EXPECT_EQ(TOLVA::UIAPI::getCoordinate(v.host()).relative_mode, code == 20001414);
+                                             }
+                                         }};
     // The operations still to be built name themselves in the log (checked below).
     for (const std::string& name : notYet) probes[name] = {nullptr, [](ViewWidget&, qint32) {}};
     const std::set<std::string> opensATool = {"draw_use_symbol",  "doSignalBoxSelect", "diSignalBoxDelete", "zoom area",
