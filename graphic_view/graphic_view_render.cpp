@@ -112,6 +112,9 @@ void ViewWidget::draw() {
         std::memcpy(m_composition.get(), pixels, bytes);
 
         const std::string jobName = job(), stepName = step();
+        // Before a job is bound (a window laid out first, a snapshot sized
+        // before its job opens) the cleared canvas is the whole picture.
+        if (jobName.empty()) return;
         // One pass: clear the kernel canvas, let it render, blend the result.
         m_drawTimings = DrawTimings();
         QElapsedTimer clock;

@@ -1431,6 +1431,50 @@ private:
         }
     }
 
+    // A region's holes come as cut-ins: the contour runs from its outline
+    // along a bridge to the hole, round the hole, and back along the same
+    // bridge. Each return to a point already on the path closes a ring:
+    // rings that enclose area are the outline and its holes, the bridges
+    // enclose none and go. Filled by the even-odd rule the rings cover
+    // exactly what the single contour did. `closed` ends at its first point;
+    // the result holds the rings, each closed by repeating its first point.
+    static std::vector<API::lPoint> splitCutIns(const std::vector<API::lPoint>& closed) {
+        std::vector<std::vector<API::lPoint>> rings;
+        std::vector<API::lPoint> path;
+        std::map<std::pair<double, double>, size_t> onPath;  // point -> its index in path
+        size_t outer = 0;                                    // the ring of the largest area
+        double outerArea = 0;
+        for (const API::lPoint& p : closed) {
+            auto seen = onPath.find({p.x, p.y});
+            if (seen == onPath.end()) {
+                onPath.emplace(std::make_pair(p.x, p.y), path.size());
+                path.push_back(p);
+                continue;
+            }
+            const size_t from = seen->second;
+            double twiceArea = 0;
+            for (size_t i = from; i < path.size(); ++i) {
+                const API::lPoint& a = path[i];
+                const API::lPoint& b = i + 1 < path.size() ? path[i + 1] : p;
+                twiceArea += a.x * b.y - b.x * a.y;
+            }
+            if (path.size() - from >= 3 && std::fabs(twiceArea) > 1.0) {
+                if (std::fabs(twiceArea) > outerArea) outer = rings.size(), outerArea = std::fabs(twiceArea);
+                rings.emplace_back(path.begin() + static_cast<std::ptrdiff_t>(from), path.end());
+                rings.back().push_back(p);
+            }
+            for (size_t i = from + 1; i < path.size(); ++i) onPath.erase({path[i].x, path[i].y});
+            path.resize(from + 1);
+        }
+        // The outline first, the holes in the order met: what a writer of
+        // cut-ins puts out, so that reading it back gives the same rings.
+        std::vector<API::lPoint> out;
+        if (rings.empty()) return out;
+        std::rotate(rings.begin(), rings.begin() + static_cast<std::ptrdiff_t>(outer), rings.begin() + static_cast<std::ptrdiff_t>(outer) + 1);
+        for (const std::vector<API::lPoint>& ring : rings) out.insert(out.end(), ring.begin(), ring.end());
+        return out;
+    }
+
     void closeContour() {
         if (contour_.size() > 1) {
             const API::lPoint first = contour_.front(), last = contour_.back();
@@ -1440,12 +1484,13 @@ private:
             } else {
                 contour_.back() = first;
             }
-            if (contour_.size() >= 4) {
+            std::vector<API::lPoint> rings = splitCutIns(contour_);
+            if (!rings.empty()) {
                 Feat f;
                 f.kind = Feat::Surface;
                 f.positive = dark_;
                 f.attrs = featureAttrs(nullptr);
-                f.points = contour_;
+                f.points = std::move(rings);
                 push(std::move(f));
             } else {
                 warnOnce("region contour with fewer than three corners skipped");

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "TOLVA_Import.h"
+#include "TOLVA_Measure.h"
 #include "kernel_test_util.h"
 
 using namespace TOLVA;
@@ -165,6 +166,41 @@ TEST_F(GerberImport, RegionContoursBecomeSurfaces) {
     expectBox(all[0], 0, 0, 1e6, 1e6);
     expectBox(all[1], 2e6, 0, 4e6, 0.5e6);
     expectBox(all[2], 6e6, -1e6, 8e6, 1e6);  // a circular region, flattened
+}
+
+// A hole drawn as a cut-in becomes a hole of the surface: the bridge to it
+// is no part of the outline (it would add twice its length to the
+// perimeter), and a contour touching itself at a corner splits there.
+TEST_F(GerberImport, RegionCutInsBecomeHoles) {
+    struct Case {
+        const char* name;
+        const char* region;
+        double perimeter, area;  // mm, mm2
+    };
+    const Case cases[] = {
+        {"square hole by a cut-in",
+         "X0Y0D02*X10000Y0D01*X10000Y10000D01*X0Y10000D01*X0Y5000D01*X3000Y5000D01*X3000Y3000D01*"
+         "X7000Y3000D01*X7000Y7000D01*X3000Y7000D01*X3000Y5000D01*X0Y5000D01*X0Y0D01*",
+         56, 84},
+        {"two holes on one bridge",
+         "X0Y0D02*X10000Y0D01*X10000Y10000D01*X0Y10000D01*X0Y5000D01*X1000Y5000D01*X1000Y4000D01*"
+         "X3000Y4000D01*X3000Y6000D01*X1000Y6000D01*X1000Y5000D01*X5000Y5000D01*X5000Y4000D01*"
+         "X7000Y4000D01*X7000Y6000D01*X5000Y6000D01*X5000Y5000D01*X1000Y5000D01*X0Y5000D01*X0Y0D01*",
+         56, 92},
+        {"two squares meeting at a corner",
+         "X0Y0D02*X1000Y0D01*X1000Y1000D01*X2000Y1000D01*X2000Y2000D01*X1000Y2000D01*X1000Y1000D01*"
+         "X0Y1000D01*X0Y0D01*",
+         8, 2},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        kt::freshJob(kJob, {});
+        load(mm33(std::string("G01*G36*") + c.region + "G37*"));
+        ASSERT_EQ(features().size(), 1u);
+        const MEASURE::feature_ref surface{kLayer, 0};
+        EXPECT_NEAR(MEASURE::surface_perimeter(kJob, "pcb", surface), c.perimeter * 1e6, 1);
+        EXPECT_NEAR(MEASURE::surface_area(kJob, "pcb", surface), c.area * 1e12, 1e3);
+    }
 }
 
 // Some writers pad a file with NUL bytes after its end; a NUL inside the

@@ -229,6 +229,22 @@ TEST_F(Rendering, ZeroSizeWidgetNeverCrashes) {
     EXPECT_EQ(view->compositionSize(), QSize(kSize, kSize));
 }
 
+// A window is laid out, and a snapshot sized, before any job opens: those
+// draws show the empty canvas and are not failures.
+TEST_F(Rendering, DrawingBeforeAJobOpensReportsNothing) {
+    QWidget otherHost;
+    ViewWidget* empty = static_cast<ViewWidget*>(GetViewInstance(&otherHost));
+    LogCapture logs;
+    prompts.clear();
+    empty->resize(120, 80);
+    empty->draw();
+    empty->refresh();
+    EXPECT_TRUE(prompts.requests().empty());
+    EXPECT_EQ(logs.count(google::GLOG_ERROR, kFailureDescriptionLabel), 0);
+    EXPECT_EQ(empty->compositionSize(), QSize(120, 80));
+    delete empty;
+}
+
 TEST_F(Rendering, KernelFailureInDrawIsReportedAndTheViewStays) {
     PluginMetaData bind(PluginNames::JobList, PluginNames::GraphicView, 20001637);
     bind.data = {{QStringLiteral("JobName"), "render_job"}, {QStringLiteral("Step"), "nostep"}};
