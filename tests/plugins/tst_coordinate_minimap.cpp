@@ -101,14 +101,16 @@ TEST_F(Coordinates, ATypedPointGoesToTheViewInBoardUnitsThenTheEnter) {
         type(child<QLineEdit>(panel, "typedY"), c.y);
         MessageRecorder rec;
         QTest::keyClick(child<QLineEdit>(panel, "typedY"), Qt::Key_Return);
-        ASSERT_EQ(rec.entries().size(), 2u);
-        EXPECT_EQ(rec.entries()[0].msg.msgType, 20003201);
-        EXPECT_EQ(rec.entries()[1].msg.msgType, 20003202);
-        for (const auto& e : rec.entries()) {
-            EXPECT_EQ(e.msg.receiver, PluginNames::GraphicView);
-            EXPECT_DOUBLE_EQ(e.msg.data.value("X").toDouble(), c.xNm);
-            EXPECT_DOUBLE_EQ(e.msg.data.value("Y").toDouble(), c.yNm);
+        // The panel's two messages; the view, gone there, reports its new area to the job list.
+        const auto toView = rec.to(PluginNames::GraphicView);
+        ASSERT_EQ(toView.size(), 2u);
+        EXPECT_EQ(toView[0].msgType, 20003201);
+        EXPECT_EQ(toView[1].msgType, 20003202);
+        for (const auto& msg : toView) {
+            EXPECT_DOUBLE_EQ(msg.data.value("X").toDouble(), c.xNm);
+            EXPECT_DOUBLE_EQ(msg.data.value("Y").toDouble(), c.yNm);
         }
+        EXPECT_EQ(view->center(), QPointF(c.xNm, c.yNm));
     }
     MessageRecorder rec;
     type(child<QLineEdit>(panel, "typedX"), "abc");
@@ -117,7 +119,7 @@ TEST_F(Coordinates, ATypedPointGoesToTheViewInBoardUnitsThenTheEnter) {
     EXPECT_FALSE(child<QLabel>(panel, "message")->text().isEmpty());
     type(child<QLineEdit>(panel, "typedX"), "1");
     QTest::keyClick(child<QLineEdit>(panel, "typedX"), Qt::Key_Return);
-    EXPECT_EQ(rec.entries().size(), 2u);
+    EXPECT_EQ(rec.to(PluginNames::GraphicView).size(), 2u);
     EXPECT_TRUE(child<QLabel>(panel, "message")->text().isEmpty());
 }
 
