@@ -211,6 +211,22 @@ public:
     void setCurrentCheckPoint(const check_points& point) { m_currentCheckPoint = point; }
     void setCurrentMeasurement(const MeasurementShape& shape) { m_currentMeasurement = shape; }
     void setMeasurements(const QList<MeasurementShape>& shapes) { m_measurements = shapes; }
+    const MeasurementShape& currentMeasurement() const { return m_currentMeasurement; }
+    const QList<MeasurementShape>& measurements() const { return m_measurements; }
+    // A finished measurement becomes the current one (the one before joins
+    // the list) and its result goes to the coordinate read-out (MeasureMessages.h).
+    // `replacesCurrent`: the result completes the current one (a ruler
+    // continued into a polyline) instead of following it.
+    void recordMeasurement(const MeasurementShape& shape, const QVariantMap& result, bool replacesCurrent = false);
+    void clearMeasurements();
+    // Tells the coordinate read-out why a measure changed nothing.
+    void sendMeasureNotice(const QString& text);
+    // The candidate snap point under the cursor while a point-taking tool is
+    // active and snapping is on.
+    bool hasSnapCandidate() const { return m_hasSnapCandidate; }
+    QPointF snapCandidate() const { return m_snapCandidate; }
+    // The layers a measure picks features from: the work layer, then the shown layers.
+    std::vector<std::string> measureLayers() const;
     static constexpr int kPaintThrottleMs = 50;
 
     // ---- tools -----------------------------------------------------------
@@ -528,6 +544,15 @@ private:
     void paintPolyline(QPainter& painter);
     void paintEditShapes(QPainter& painter);
     void paintCrossMarker(QPainter& painter);
+    void paintSnapGrid(QPainter& painter);
+    void paintRulerTicks(QPainter& painter, const QPointF& from, const QPointF& to);
+    static QColor snapModeColour(int mode);
+    void paintSnapCandidate(QPainter& painter);
+    // Snapping: the kernel's nearest point of the current mode within
+    // `radius` board units; failures are logged (once while they repeat).
+    bool snapNear(const QPointF& point, double radius, QPointF& snapped);
+    bool takesPoints() const;
+    void updateSnapCandidate(const QPoint& pixel);
     QPoint toPixel(const QPointF& board);
     static void arcGeometry(bool clockwise, const QPointF& start, const QPointF& end, const QPointF& centre,
                             QRectF& rect, double& startAngle, double& spanAngle);
@@ -650,6 +675,9 @@ private:
     QPointF m_typedPoint;
     QList<SearchHit> m_searchHits;
     int m_searchPosition = -1;
+    bool m_hasSnapCandidate = false;
+    QPointF m_snapCandidate;
+    QString m_lastSnapError;
 
     ViewSettings m_settings;
 };

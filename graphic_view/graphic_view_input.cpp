@@ -16,6 +16,9 @@
 #include "PluginNames.h"
 #include "QTpluginsManger4CAM.h"
 #include "TOLVA_API.h"
+#include "TOLVA_Measure.h"
+#include "ViewTool/RulerTool.h"
+#include "ViewTool/SelectTool.h"
 #include "UIAPICommon.h"
 #include "core/prompt.h"
 #include "graphic_view.h"
@@ -34,6 +37,17 @@ constexpr qint32 kMoveCopyModeCodes[] = {20000207, 20000208, 20000209, 20000210}
 constexpr int kShiftModifierValue = 0x2000000;  // Qt::ShiftModifier, compared with key() on purpose
 constexpr double kShiftMovementFactor = 0.1;
 constexpr qint32 kSelectToolbarCode = 20000202;
+
+// The kernel's snap modes carry the shared UI numbers.
+static_assert(int(MEASURE::snap_mode::CENTER) == UIAPI::SNAP_CENTER &&
+                  int(MEASURE::snap_mode::SKELETON) == UIAPI::SNAP_SKELETON &&
+                  int(MEASURE::snap_mode::EDGE) == UIAPI::SNAP_EDGE &&
+                  int(MEASURE::snap_mode::INTERSECTION) == UIAPI::SNAP_INTERSECTION &&
+                  int(MEASURE::snap_mode::GRID) == UIAPI::SNAP_GRID &&
+                  int(MEASURE::snap_mode::MIDPOINT) == UIAPI::SNAP_MIDPOINT &&
+                  int(MEASURE::snap_mode::PROFILE) == UIAPI::SNAP_PROFILE &&
+                  int(MEASURE::snap_mode::OFF) == UIAPI::SNAP_OFF,
+              "snap mode numbers differ between the kernel and the UI state");
 
 template <std::size_t N>
 bool isOneOf(qint32 code, const qint32 (&codes)[N]) {
@@ -145,7 +159,17 @@ void ViewWidget::diSignalBoxDelete(PluginMetaData msg) { openToolFromRequest(msg
 void ViewWidget::doLineEditSelect(PluginMetaData msg) { openToolFromRequest(msg, T::LINE_EDIT_TOOL, nullptr, 0); }
 void ViewWidget::doPullFeatureSelect(PluginMetaData msg) { openToolFromRequest(msg, T::PULL_TOOL, nullptr, 0); }
 void ViewWidget::doOpenPopView(PluginMetaData msg) { openToolFromRequest(msg, T::POPVIEW_TOOL, nullptr, 0); }
-void ViewWidget::doMeasureSelect(PluginMetaData msg) { openToolFromRequest(msg, T::RULER_TOOL, nullptr, 0); }
+// Another measure mode while measuring re-configures the tool; asking again
+// for the mode it has switches it off, as with every tool.
+void ViewWidget::doMeasureSelect(PluginMetaData msg) {
+    auto* ruler = qobject_cast<RulerTool*>(m_tool);
+    if (ruler && RulerTool::isMeasureCode(msg.msgType) && ruler->requestCode() != msg.msgType) {
+        ruler->setWorkParam(&msg);
+        add_tool_param(T::RULER_TOOL, msg);
+        return;
+    }
+    openToolFromRequest(msg, T::RULER_TOOL, nullptr, 0);
+}
 void ViewWidget::do_mark(PluginMetaData msg) { openToolFromRequest(msg, T::MARK_TOOL, nullptr, 0); }
 void ViewWidget::draw_use_symbol(PluginMetaData msg) { openToolFromRequest(msg, T::DRAW_SYMBOL_TOOL, nullptr, 0); }
 void ViewWidget::change_SR_Edit_tool(PluginMetaData msg) { openToolFromRequest(msg, T::EDIT_TOOL, nullptr, 0); }
@@ -159,33 +183,76 @@ bool ViewWidget::cur_layers_exist() { return !m_job.isEmpty() && !m_shownLayers.
 
 bool ViewWidget::get_shift_state() const { return QApplication::keyboardModifiers() & Qt::ShiftModifier; }
 
-// The snap search asks the kernel for the features of the snap layer (the
-// work layer when none is set) whose outline meets the box and takes the
-// nearest of their key points: end points, arc centres and pad positions.
+// The snap search: the kernel's nearest point of the current snap mode on the
+// snap layer (the work layer when none is set), searched within the shared
+// snap size around the point, or within the box when that is wider. Grid and
+// profile snapping need no layer.
 bool ViewWidget::on_snap_mode_point_check(const QRectF& box, const QPointF& point, QPointF& snapped) {
-    const std::string layer = m_snapLayer.empty() ? work_layer : m_snapLayer;
-    if (box.isEmpty() || layer.empty() || m_snapMode == UIAPI::SNAP_OFF) return false;
-    bool found = false;
-    guarded(__FILE__, __LINE__, [&] {
-        const API::reply_box area{truncToInt(box.left()), truncToInt(box.top()), truncToInt(box.right()),
-                                  truncToInt(box.bottom())};
-        std::vector<API::featureInfo> inBox;
-        API::get_features_in_box(job(), step(), layer, area, inBox);
-        double best = -1;
-        for (const API::featureInfo& f : inBox) {
-            QVector<QPointF> keys{QPointF(f.xs, f.ys)};
-            if (f.type == API::FT_LINE || f.type == API::FT_ARC) keys.append(QPointF(f.xe, f.ye));
-            if (f.type == API::FT_ARC) keys.append(QPointF(f.xc, f.yc));
-            for (const QPointF& key : keys) {
-                const double d = QLineF(key, point).length();
-                if (best >= 0 && d >= best) continue;
-                best = d;
-                snapped = key;
-                found = true;
-            }
-        }
-    });
-    return found;
+    if (box.isEmpty() || m_snapMode == UIAPI::SNAP_OFF) return false;
+    const double sizeRadius = UIAPI::getSnapSize(m_host) / m_scale;
+    const double boxRadius = std::max(box.width(), box.height()) / 2;
+    return snapNear(point, std::max(sizeRadius, boxRadius), snapped);
+}
+
+bool ViewWidget::snapNear(const QPointF& point, double radius, QPointF& snapped) {
+    using MEASURE::snap_mode;
+    if (m_job.isEmpty() || m_snapMode < UIAPI::SNAP_CENTER || m_snapMode >= UIAPI::SNAP_OFF) return false;
+    MEASURE::snap_request request;
+    request.mode = snap_mode(m_snapMode);
+    request.x = point.x();
+    request.y = point.y();
+    request.radius = radius;
+    if (request.mode == snap_mode::GRID) {
+        const UIAPI::SnapGrid grid = UIAPI::getSnapGrid(m_host);
+        request.grid_x = grid.origin_x;
+        request.grid_y = grid.origin_y;
+        request.grid_pitch_x = grid.pitch_x;
+        request.grid_pitch_y = grid.pitch_y;
+    } else if (request.mode != snap_mode::PROFILE) {
+        const std::string layer = m_snapLayer.empty() ? work_layer : m_snapLayer;
+        if (layer.empty()) return false;
+        request.layers = {layer};
+    }
+    try {
+        const MEASURE::snap_result found = MEASURE::snap(job(), step(), request);
+        m_lastSnapError.clear();
+        if (!found.found) return false;
+        snapped = QPointF(found.x, found.y);
+        return true;
+    } catch (...) {
+        // Asked on every mouse move: a failure is logged once, not per event.
+        const QString text = describeFailure(std::current_exception()).text;
+        if (text != m_lastSnapError) logFailure(__FILE__, __LINE__, text);
+        m_lastSnapError = text;
+        return false;
+    }
+}
+
+// The tools whose clicks are points that snapping may move.
+bool ViewWidget::takesPoints() const {
+    switch (m_tool ? m_tool->getType() : T::NORMAL_TOOL) {
+    case T::RULER_TOOL:
+    case T::MOVE_COPY_TOOL:
+    case T::MOVE_COPY_SAME_LAYER_TOOL:
+    case T::EDIT_BUFFER_TOOL: return true;
+    case T::SELECT_TOOL: {
+        const auto* select = qobject_cast<const SelectTool*>(m_tool);
+        return select && select->clipMode() != SelectTool::NoClip;
+    }
+    default: return false;
+    }
+}
+
+// Shows where a click would land before it is made. Asked only while
+// snapping is on and a point-taking tool is active; the kernel looks only at
+// the features near the cursor, so a move costs little.
+void ViewWidget::updateSnapCandidate(const QPoint& pixel) {
+    const UIAPI::CoordinateRecord& coordinate = UIAPI::getCoordinate(m_host);
+    m_hasSnapCandidate = false;
+    if (!coordinate.snap_on || coordinate.locked || !takesPoints() || !cur_layers_exist()) return;
+    QPointF snapped;
+    m_hasSnapCandidate = snapNear(toBoard(pixel), UIAPI::getSnapSize(m_host) / m_scale, snapped);
+    m_snapCandidate = snapped;
 }
 
 // ---- events --------------------------------------------------------------------
@@ -222,6 +289,7 @@ void ViewWidget::mouseMoveEvent(QMouseEvent* event) {
     m_mousePoint = event->pos();
     m_lastMousePos = event->localPos();
     updateCoordinateReadout(event->pos());
+    updateSnapCandidate(event->pos());
     sendTo(PluginNames::MiniMap, 10000000,
            {{QStringLiteral("x"), m_lastBoardPoint.x()}, {QStringLiteral("y"), m_lastBoardPoint.y()}});
     // Four routings, each ending in exactly one call: a left drag with the

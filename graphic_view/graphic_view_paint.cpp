@@ -6,8 +6,13 @@
 #include <QPainterPath>
 #include <QThread>
 #include <QtMath>
+#include <algorithm>
+#include <cmath>
+#include <iterator>
 #include <set>
 
+#include "MeasureMessages.h"
+#include "PluginNames.h"
 #include "TOLVA_API.h"
 #include "UIAPICommon.h"
 #include "Widget_Common.h"
@@ -25,6 +30,19 @@ constexpr int kCheckPointArm = 5;
 constexpr int kOriginRadius = 6;
 constexpr char kRoutKind[] = "rout";
 constexpr int kSixteenths = 16;    // QPainter arc angles are in 1/16 degree
+constexpr int kEndMark = 3;        // the cross at each end of a distance
+constexpr int kLabelOffset = 6;
+constexpr double kMinTickPixels = 8;
+constexpr int kMaxTicks = 1000;
+constexpr int kShortTick = 3;
+constexpr int kLongTick = 7;
+constexpr double kMinGridPixels = 6;
+constexpr double kMaxGridNodes = 40000;
+constexpr int kSnapMark = 4;       // the snap candidate's square is 2 * 4 + 1 pixels wide
+constexpr double kNmPerMm = 1e6;
+constexpr double kNmPerInch = 25.4e6;
+const QColor kMeasureColour(255, 255, 0);
+const QColor kGridColour(128, 128, 128);
 
 QPen whitePen() { return QPen(QColor(255, 255, 255, 255)); }
 
@@ -51,7 +69,9 @@ void ViewWidget::paintEvent(QPaintEvent*) {
     if (m_currentCheckPoint.index >= 0) draw_check_points(painter, m_currentCheckPoint);
     draw_shape(&painter, m_currentMeasurement);
     for (const MeasurementShape& shape : m_measurements) draw_shape(&painter, shape);
+    paintSnapGrid(painter);
     paintCrossMarker(painter);
+    paintSnapCandidate(painter);
     if (m_tool) m_tool->paint(&painter);
     update();
     painter.end();
@@ -191,15 +211,32 @@ void ViewWidget::draw_check_points(QPainter& painter, const check_points& point)
     if (!point.text.isEmpty()) painter.drawText(c + QPoint(kCheckPointArm + 2, -kCheckPointArm), point.text);
 }
 
+// A measurement in its own colour: the segments, ruler ticks at a round step
+// of the display unit (never closer than kMinTickPixels), end marks on a
+// distance, the arms of an angle, and the label by the last point.
 void ViewWidget::draw_shape(QPainter* painter, const MeasurementShape& shape) {
     if (shape.isEmpty()) return;
     QVector<QPoint> pts;
     for (const QPointF& p : shape.points) pts.append(toPixel(p));
-    painter->setPen(QPen(QColor(255, 255, 0), 1));
+    painter->setPen(QPen(kMeasureColour, 1));
     switch (shape.kind) {
     case MeasurementShape::Line:
     case MeasurementShape::Polyline:
+    case MeasurementShape::Angle:
         for (int i = 1; i < pts.size(); ++i) painter->drawLine(pts[i - 1], pts[i]);
+        break;
+    case MeasurementShape::Ruler:
+        for (int i = 1; i < pts.size(); ++i) {
+            painter->drawLine(pts[i - 1], pts[i]);
+            paintRulerTicks(*painter, shape.points[i - 1], shape.points[i]);
+        }
+        break;
+    case MeasurementShape::Distance:
+        if (pts.size() >= 2) painter->drawLine(pts[0], pts[1]);
+        for (const QPoint& p : pts) {
+            painter->drawLine(p - QPoint(kEndMark, kEndMark), p + QPoint(kEndMark, kEndMark));
+            painter->drawLine(p - QPoint(kEndMark, -kEndMark), p + QPoint(kEndMark, -kEndMark));
+        }
         break;
     case MeasurementShape::Box:
         if (pts.size() >= 2) painter->drawRect(QRect(pts[0], pts[1]).normalized());
@@ -212,7 +249,99 @@ void ViewWidget::draw_shape(QPainter* painter, const MeasurementShape& shape) {
         break;
     default: break;
     }
-    if (!shape.label.isEmpty()) painter->drawText(pts.last() + QPoint(4, -4), shape.label);
+    if (!shape.label.isEmpty()) painter->drawText(pts.last() + QPoint(kLabelOffset, -kLabelOffset), shape.label);
+}
+
+// Ticks across a ruler segment at 1, 2 or 5 times a power of ten of the
+// display unit, from its start; every fifth a longer one.
+void ViewWidget::paintRulerTicks(QPainter& painter, const QPointF& from, const QPointF& to) {
+    const double length = QLineF(from, to).length();
+    if (length <= 0 || m_scale <= 0) return;
+    const double perUnit = Is_current_Unit_MM() ? kNmPerMm : kNmPerInch;
+    const double minStep = kMinTickPixels / m_scale / perUnit;  // display units
+    double step = std::pow(10.0, std::floor(std::log10(minStep)));
+    for (double factor : {1.0, 2.0, 5.0, 10.0})
+        if (step * factor >= minStep) {
+            step *= factor;
+            break;
+        }
+    const double stepBoard = step * perUnit;
+    const int count = int(std::min(double(kMaxTicks), std::floor(length / stepBoard)));
+    const QPointF along = (to - from) / length;
+    for (int i = 0; i <= count; ++i) {
+        const QPoint at = toPixel(from + along * (i * stepBoard));
+        const QPoint next = toPixel(to);
+        QLineF normal = QLineF(at, next).normalVector();
+        if (normal.length() <= 0) continue;
+        normal.setLength(i % 5 == 0 ? kLongTick : kShortTick);
+        painter.drawLine(normal);
+    }
+}
+
+// The snap grid's nodes as dots, when it is shown and not too dense to see.
+void ViewWidget::paintSnapGrid(QPainter& painter) {
+    const UIAPI::SnapGrid grid = UIAPI::getSnapGrid(m_host);
+    if (!grid.shown || grid.pitch_x * m_scale < kMinGridPixels || grid.pitch_y * m_scale < kMinGridPixels) return;
+    const BoardBox visible = transform().visibleBox();
+    const double minX = visible.minX, minY = visible.minY, maxX = visible.maxX, maxY = visible.maxY;
+    const double i0 = std::ceil((minX - grid.origin_x) / grid.pitch_x), i1 = std::floor((maxX - grid.origin_x) / grid.pitch_x);
+    const double j0 = std::ceil((minY - grid.origin_y) / grid.pitch_y), j1 = std::floor((maxY - grid.origin_y) / grid.pitch_y);
+    if ((i1 - i0 + 1) * (j1 - j0 + 1) > kMaxGridNodes) return;
+    painter.setPen(QPen(kGridColour, 1));
+    QVector<QPoint> nodes;
+    for (double i = i0; i <= i1; ++i)
+        for (double j = j0; j <= j1; ++j)
+            nodes.append(toPixel(QPointF(grid.origin_x + i * grid.pitch_x, grid.origin_y + j * grid.pitch_y)));
+    painter.drawPoints(nodes.constData(), nodes.size());
+}
+
+// A small square where a click would snap to, in the colour of the snap mode.
+void ViewWidget::paintSnapCandidate(QPainter& painter) {
+    if (!m_hasSnapCandidate || !takesPoints()) return;
+    const QPoint c = toPixel(m_snapCandidate);
+    painter.setPen(QPen(snapModeColour(m_snapMode), 1));
+    painter.setBrush(Qt::NoBrush);
+    painter.drawRect(QRect(c - QPoint(kSnapMark, kSnapMark), QSize(2 * kSnapMark, 2 * kSnapMark)));
+}
+
+QColor ViewWidget::snapModeColour(int mode) {
+    static const QColor colours[] = {
+        QColor(0, 255, 255),    // centre
+        QColor(255, 0, 255),    // skeleton
+        QColor(255, 160, 0),    // edge
+        QColor(255, 60, 60),    // intersection
+        QColor(0, 200, 0),      // grid
+        QColor(80, 140, 255),   // midpoint
+        QColor(255, 255, 160),  // profile
+    };
+    return mode >= 0 && mode < int(std::size(colours)) ? colours[mode] : QColor(Qt::white);
+}
+
+// ---- measurement list ------------------------------------------------------------
+
+void ViewWidget::recordMeasurement(const MeasurementShape& shape, const QVariantMap& result, bool replacesCurrent) {
+    if (!replacesCurrent && !m_currentMeasurement.isEmpty()) m_measurements.append(m_currentMeasurement);
+    m_currentMeasurement = shape;
+    sendTo(PluginNames::Coordinate, MeasureMessages::kResult, result);
+}
+
+void ViewWidget::clearMeasurements() {
+    m_currentMeasurement = MeasurementShape();
+    m_measurements.clear();
+}
+
+void ViewWidget::sendMeasureNotice(const QString& text) {
+    sendTo(PluginNames::Coordinate, MeasureMessages::kNotice, {{QStringLiteral("Text"), text}});
+}
+
+std::vector<std::string> ViewWidget::measureLayers() const {
+    std::vector<std::string> layers;
+    if (!work_layer.empty()) layers.push_back(work_layer);
+    for (const ShownLayer& shown : m_shownLayers) {
+        const std::string name = shown.name.toStdString();
+        if (std::find(layers.begin(), layers.end(), name) == layers.end()) layers.push_back(name);
+    }
+    return layers;
 }
 
 void ViewWidget::draw_arc(QPainter* painter, const QPointF& start, const QPointF& end, const QPointF& centre,

@@ -19,9 +19,19 @@ struct check_points {
     QColor color = QColor(255, 255, 0);
 };
 
-// One measurement drawn over the board.
+// One measurement drawn over the board. Everything is kept in board units,
+// so a measurement stays on its features through pans, zooms and turns.
 struct MeasurementShape {
-    enum Kind { None = 0, Line = 1, Box = 2, Circle = 3, Polyline = 4 };
+    enum Kind {
+        None = 0,
+        Line = 1,
+        Box = 2,
+        Circle = 3,
+        Polyline = 4,
+        Ruler = 5,     // a polyline with ticks along it
+        Distance = 6,  // two closest points joined, each end marked
+        Angle = 7,     // points[1] is the vertex, arms to points[0] and points[2]
+    };
     int kind = None;
     QVector<QPointF> points;  // board units
     QString label;

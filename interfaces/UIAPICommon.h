@@ -90,6 +90,20 @@ UIAPI_EXPORT void setSnapMode(void* host, int mode);
 UIAPI_EXPORT int getSnapSize(void* host);  // pixels
 UIAPI_EXPORT void setSnapSize(void* host, int pixels);
 
+// The grid that grid snapping finds nodes of, board units: nodes at
+// (origin_x + i * pitch_x, origin_y + j * pitch_y). `shown` draws it in the view.
+struct SnapGrid {
+    double pitch_x = 1000000;  // 1 mm
+    double pitch_y = 1000000;
+    double origin_x = 0;
+    double origin_y = 0;
+    bool shown = false;
+};
+UIAPI_EXPORT SnapGrid getSnapGrid(void* host);
+// A pitch that is not a positive finite number is refused (returns false,
+// the grid stays as it was).
+UIAPI_EXPORT bool setSnapGrid(void* host, const SnapGrid& grid);
+
 UIAPI_EXPORT std::string getUnitString();  // "Inch" or "MM"
 UIAPI_EXPORT void setUnitString(const std::string& unit);
 

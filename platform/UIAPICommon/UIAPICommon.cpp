@@ -1,5 +1,6 @@
 #include "UIAPICommon.h"
 
+#include <cmath>
 #include <mutex>
 
 namespace TOLVA {
@@ -10,6 +11,7 @@ namespace {
 struct HostState {
     int snapMode = SNAP_OFF;
     int snapSize = 5;
+    SnapGrid snapGrid;
     CoordinateRecord coordinate;
     Edit_Buffer editBuffer;
     Selection selection;
@@ -45,6 +47,15 @@ int getSnapMode(void* h) { return locked([&] { return host(h).snapMode; }); }
 void setSnapMode(void* h, int mode) { locked([&] { host(h).snapMode = mode; }); }
 int getSnapSize(void* h) { return locked([&] { return host(h).snapSize; }); }
 void setSnapSize(void* h, int pixels) { locked([&] { host(h).snapSize = pixels; }); }
+SnapGrid getSnapGrid(void* h) { return locked([&] { return host(h).snapGrid; }); }
+bool setSnapGrid(void* h, const SnapGrid& grid) {
+    const auto usable = [](double v) { return std::isfinite(v) && v > 0; };
+    if (!usable(grid.pitch_x) || !usable(grid.pitch_y) || !std::isfinite(grid.origin_x) ||
+        !std::isfinite(grid.origin_y))
+        return false;
+    locked([&] { host(h).snapGrid = grid; });
+    return true;
+}
 
 std::string getUnitString() { return locked([] { return store().unit; }); }
 void setUnitString(const std::string& unit) { locked([&] { store().unit = unit; }); }

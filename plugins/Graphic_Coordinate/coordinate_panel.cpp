@@ -17,6 +17,7 @@
 #include "PluginNames.h"
 #include "QTpluginsManger4CAM.h"
 #include "UIAPICommon.h"
+#include "measurement_list.h"
 #include "plugin_widgets.h"
 
 namespace {
@@ -86,6 +87,7 @@ public:
 
 protected:
     void receive(const PluginMetaData& msg) override {
+        if (m_measurements->handle(msg)) return;
         if (receiveCoordinateMessage(msg)) return;
         if (msg.msgType != kStepRepeatPoint) return;
         QPointF p;
@@ -143,6 +145,7 @@ private:
         grid->addWidget(m_relative, 1, 2);
         grid->addWidget(m_origin, 2, 2);
         grid->addWidget(m_message, 4, 0, 1, 3);
+        grid->addWidget(m_measurements, 5, 0, 1, 3);
     }
 
     static bool readPoint(const QVariantMap& data, const QString& xKey, const QString& yKey, QPointF& out) {
@@ -249,6 +252,7 @@ private:
     QCheckBox* m_relative;
     QAction* m_relativeAction = nullptr;
     QLabel* m_origin;
+    MeasurementList* m_measurements = new MeasurementList(this);  // the view's measurement results
     QPointF m_cursorPoint;
     std::optional<QPointF> m_stepRepeatPoint;
     int m_observer = -1;

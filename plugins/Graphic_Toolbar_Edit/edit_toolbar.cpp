@@ -45,6 +45,10 @@ const std::vector<ToolButton>& toolButtons() {
         {"Select Layer Net", "selectLayerNet", 20000244, {20000244}, false},
         {"Select Board Net", "selectBoardNet", 20000245, {20000245}, false},
         {"Measure", "measure", 20000230, {20000247, 20000230}, true},
+        {"Measure Edge to Edge", "measureEdge", 20000231, {20000231}, true},
+        {"Measure Center to Center", "measureCenter", 20000232, {20000232}, true},
+        {"Measure Along", "measureAlong", 20000233, {20000233}, true},
+        {"Measure Angle", "measureAngle", 20000234, {20000234}, true},
     };
     return buttons;
 }
