@@ -5,6 +5,9 @@
 // where the operator sees it, and the cursor and visible box are answered.
 #include <QCheckBox>
 #include <QComboBox>
+#include <QDialog>
+#include <QSpinBox>
+#include <QTreeWidget>
 #include <QLabel>
 #include <QLineEdit>
 #include <QRegularExpression>
@@ -504,6 +507,111 @@ TEST_F(Coordinates, ASearchThatFindsNothingSaysSo) {
         EXPECT_TRUE(bad.withCode(kRefused)[1].data.value(kKeyMessage).toString().contains(c.reason));
         EXPECT_EQ(view->center(), centre);
     }
+}
+
+// ---- reachable from the menus ----------------------------------------------------------
+
+class CoordinateMenus : public Coordinates {
+protected:
+    void SetUp() override {
+        Coordinates::SetUp();
+        actions = load(PluginNames::MenuBarActions);
+    }
+    // Picks a combo box entry by its text, typing it when the box is editable.
+    static void choose(QDialog* dialog, const char* key, const QString& text) {
+        auto* box = child<QComboBox>(dialog, key);
+        ASSERT_TRUE(box);
+        if (box->isEditable()) {
+            type(box->lineEdit(), text);
+            return;
+        }
+        const int index = box->findText(text);
+        ASSERT_GE(index, 0) << text.toStdString();
+        box->setCurrentIndex(index);
+    }
+    QWidget* actions = nullptr;
+};
+
+TEST_F(CoordinateMenus, FindFeatureAsksWithoutBlockingAndStepsThroughWhatItFound) {
+    struct Case {
+        const char* mode;
+        const char* name;
+        const char* value;
+        int index;
+        const char* layers;
+        int count;
+        QPointF first;
+    };
+    const Case cases[] = {
+        {"attribute", ".net", "GND", 0, "top, bot", 3, {5 * kMm, 5 * kMm}},
+        {"attribute", ".comp", "", 0, "", 1, {12 * kMm, 25 * kMm}},  // the work layer
+        {"symbol", "r200", "", 0, "bot", 1, {20 * kMm, 10 * kMm}},
+        {"index", "", "", 1, "top", 1, {30 * kMm, 20 * kMm}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.mode) + " " + c.name);
+        MessageRecorder rec;
+        action(actions, "findFeature")->trigger();
+        auto* dialog = child<QDialog>(actions, "searchDialog");
+        ASSERT_TRUE(dialog);
+        choose(dialog, "Mode", c.mode);
+        choose(dialog, "Attribute", c.name);
+        choose(dialog, "Value", c.value);
+        type(child<QSpinBox>(dialog, "Index"), QString::number(c.index));
+        choose(dialog, "Layers", c.layers);
+        pressOk(dialog);
+        const auto asked = rec.withCode(kSearchFeature);
+        ASSERT_EQ(asked.size(), 1u);
+        EXPECT_EQ(asked[0].sender, PluginNames::MenuBarActions);
+        const auto found = rec.withCode(kSearchResult);
+        ASSERT_EQ(found.size(), 1u);
+        EXPECT_EQ(found[0].receiver, PluginNames::MenuBarActions);
+        EXPECT_EQ(found[0].data.value(kKeyCount).toInt(), c.count);
+        EXPECT_EQ(view->crossPoint(), c.first);
+    }
+    // The last search found one feature: next stays on it. The panel lists the answers.
+    action(actions, "findNext")->trigger();
+    EXPECT_EQ(view->crossPoint(), QPointF(30 * kMm, 20 * kMm));
+    auto* log = actions->findChild<QTreeWidget*>();
+    ASSERT_TRUE(log);
+    ASSERT_GE(log->topLevelItemCount(), 5);
+    const QTreeWidgetItem* last = log->topLevelItem(log->topLevelItemCount() - 1);
+    QStringList columns;
+    for (int i = 0; i < last->columnCount(); ++i) columns << last->text(i);
+    EXPECT_TRUE(columns.join(' ').contains("feature search")) << columns.join(' ').toStdString();
+}
+
+TEST_F(CoordinateMenus, TheCoordinatesMenuSetsTheOriginAndTheReadout) {
+    struct Case {
+        const char* action;
+        bool hasOrigin;
+        QPointF origin;
+    };
+    const Case cases[] = {{"originLowerLeft", true, {0, 0}},
+                          {"originUpperRight", true, {40 * kMm, 30 * kMm}},
+                          {"originProfileCentre", true, {20 * kMm, 15 * kMm}},
+                          {"clearOrigin", false, {}}};
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.action);
+        action(panel, c.action)->trigger();
+        EXPECT_EQ(view->hasRelativeOrigin(), c.hasOrigin);
+        if (c.hasOrigin) {
+            EXPECT_EQ(view->relativeOrigin(), c.origin);
+        }
+    }
+    QAction* relative = action(panel, "relativeReadout");
+    ASSERT_TRUE(relative && relative->isCheckable());
+    relative->trigger();
+    EXPECT_TRUE(TOLVA::UIAPI::getCoordinate(&host).relative_mode);
+    EXPECT_TRUE(child<QCheckBox>(panel, "relativeMode")->isChecked());
+    relative->trigger();
+    EXPECT_FALSE(TOLVA::UIAPI::getCoordinate(&host).relative_mode);
+    // The operator's way into the entry: what is there is selected, ready to be typed over.
+    auto* typedX = child<QLineEdit>(panel, "typedX");
+    typedX->setText("12");
+    typedX->deselect();
+    action(panel, "goToCoordinate")->trigger();
+    EXPECT_EQ(typedX->selectedText(), "12");
 }
 
 }  // namespace
