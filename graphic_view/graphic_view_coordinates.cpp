@@ -166,12 +166,19 @@ bool ViewWidget::toolTakesPoints() const {
 
 // The point becomes a click at the middle of the view, which is centred on
 // it first: the middle pixel converts back to exactly the typed point, and
-// the operator sees where it went.
+// the operator sees where it went. A typed value is meant exactly, so
+// snapping, which would pull it onto a feature nearby, is held off for the click.
 void ViewWidget::feedToolPoint(const QPointF& point) {
     centreOn(point);
     const QPointF pixel(width() / 2, height() / 2);
     QMouseEvent press(QEvent::MouseButtonPress, pixel, Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
     QMouseEvent release(QEvent::MouseButtonRelease, pixel, Qt::LeftButton, Qt::NoButton, Qt::NoModifier);
+    struct SnapHold {
+        UIAPI::CoordinateRecord& record;
+        const bool was;
+        explicit SnapHold(UIAPI::CoordinateRecord& r) : record(r), was(r.snap_on) { record.snap_on = false; }
+        ~SnapHold() { record.snap_on = was; }
+    } hold(UIAPI::getCoordinate(m_host));
     mousePressEvent(&press);
     mouseReleaseEvent(&release);
 }

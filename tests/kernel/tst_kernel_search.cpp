@@ -146,6 +146,12 @@ TEST_F(KernelSearch, NearestFeatureWithinTheRadius) {
     EXPECT_EQ(f.index, 0);
     ASSERT_TRUE(SEARCH::nearest_feature(kJob, "pcb", {"top"}, 2100000, 10000, 100000, f));
     EXPECT_EQ(f.index, 2);
+    // Along y = 2 mm the x distance decides: the pad at 5 mm, not the one at 1 mm.
+    ASSERT_TRUE(SEARCH::nearest_feature(kJob, "pcb", {"top"}, 4900000, 2000000, 4000000, f));
+    EXPECT_EQ(f.index, 1);
+    // A zero radius finds what the point itself lies on.
+    ASSERT_TRUE(SEARCH::nearest_feature(kJob, "pcb", {"top"}, 1000000, 2000000, 0, f));
+    EXPECT_EQ(f.index, 0);
     // The bot pad only from the bot layer.
     EXPECT_FALSE(SEARCH::nearest_feature(kJob, "pcb", {"top"}, 3000000, 3000000, 10000, f));
     ASSERT_TRUE(SEARCH::nearest_feature(kJob, "pcb", {"top", "bot"}, 3000000, 3000000, 10000, f));

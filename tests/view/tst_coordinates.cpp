@@ -458,9 +458,11 @@ TEST_F(Coordinates, ASearchZoomsToTheFirstFeatureAndStepsThroughTheOthers) {
 
 TEST_F(Coordinates, SearchesBySymbolIndexAndOnTheCoordinateLayers) {
     MessageRecorder rec;
+    toView(kSearchFeature, {{"Mode", "index"}, {"Index", 0}}, kMenu);
+    EXPECT_EQ(view->crossPoint(), QPointF(5 * kMm, 5 * kMm));
     toView(kSearchFeature, {{"Mode", "index"}, {"Index", 1}}, kMenu);  // the work layer, top
-    ASSERT_EQ(rec.withCode(kSearchResult).size(), 1u);
-    EXPECT_EQ(rec.withCode(kSearchResult)[0].data.value(kKeyCount).toInt(), 1);
+    ASSERT_EQ(rec.withCode(kSearchResult).size(), 2u);
+    EXPECT_EQ(rec.withCode(kSearchResult)[1].data.value(kKeyCount).toInt(), 1);
     EXPECT_EQ(view->crossPoint(), QPointF(30 * kMm, 20 * kMm));
     toView(kSearchFeature, {{"Mode", "symbol"}, {"Symbol", "r200"}, {"Layers", QStringList{"top", "bot"}}}, kMenu);
     EXPECT_EQ(rec.withCode(kSearchResult).back().data.value(kKeyCount).toInt(), 4);
@@ -471,6 +473,50 @@ TEST_F(Coordinates, SearchesBySymbolIndexAndOnTheCoordinateLayers) {
     toView(kSearchFeature, {{"Mode", "attribute"}, {"Attribute", ".comp"}, {"Value", "U7"},
                             {"Layers", QStringList{"top"}}}, kMenu);
     EXPECT_EQ(view->crossPoint(), QPointF(12 * kMm, 25 * kMm));
+}
+
+// A long feature is shown whole, whichever way it runs.
+TEST_F(Coordinates, ASearchShowsTheWholeFeature) {
+    int symbol = -1;
+    TOLVA::API::create_new_symbol(job->name(), ScopedJob::kStep, "bot", "r200", symbol);
+    struct Case {
+        QPointF from, to;
+        const char* name;
+    };
+    for (const Case& c : {Case{{35 * kMm, 2 * kMm}, {35 * kMm, 28 * kMm}, "J1"}, Case{{2 * kMm, 27 * kMm}, {38 * kMm, 27 * kMm}, "J2"}}) {
+        SCOPED_TRACE(c.name);
+        TOLVA::API::AddFeature(job->name(), ScopedJob::kStep, {"bot"},
+                               {{"bot", TOLVA::API::GreateLineString(c.from.x(), c.from.y(), c.to.x(), c.to.y(), symbol,
+                                                                     TOLVA::API::POL_POSITIVE, 0)}},
+                               {{".comp", c.name}}, false);
+        toView(kSearchFeature, {{"Mode", "attribute"}, {"Attribute", ".comp"}, {"Value", c.name}, {"Layers", QStringList{"bot"}}}, kMenu);
+        double minX = 0, minY = 0, maxX = 0, maxY = 0;
+        view->real_box(minX, minY, maxX, maxY);
+        EXPECT_LE(minX, std::min(c.from.x(), c.to.x()) - 0.1 * kMm);
+        EXPECT_GE(maxX, std::max(c.from.x(), c.to.x()) + 0.1 * kMm);
+        EXPECT_LE(minY, std::min(c.from.y(), c.to.y()) - 0.1 * kMm);
+        EXPECT_GE(maxY, std::max(c.from.y(), c.to.y()) + 0.1 * kMm);
+        // Not far beyond: the narrower side of the view shows three times its extent (with the pen).
+        EXPECT_LT(std::min(maxX - minX, maxY - minY), 3.01 * (QLineF(c.from, c.to).length() + 0.2 * kMm));
+    }
+}
+
+// A typed point is exact: with snapping on, the paste still lands where typed,
+// not on the pad next to it.
+TEST_F(Coordinates, ATypedPointIsNotSnapped) {
+    TOLVA::API::select_feature_by_id(job->name(), ScopedJob::kStep, "top", 0);
+    toView(20001416, {{"type", 2}}, PluginNames::MenuBarEdit);  // copy
+    toView(20001417, {}, PluginNames::MenuBarEdit);               // paste: click to place
+    ASSERT_EQ(toolType(), Graphic_ViewTool::EDIT_BUFFER_TOOL);
+    ASSERT_TRUE(view->toolTakesPoints());
+    TOLVA::UIAPI::getCoordinate(&host).snap_on = true;
+    toView(20001653, {}, PluginNames::ToolbarEdit);  // snap to centres
+    ASSERT_EQ(view->currentSnapMode(), TOLVA::UIAPI::SNAP_CENTER);
+    typePoint("30.05", "20");  // 0.05 mm beside the pad at (30, 20) mm
+    EXPECT_TRUE(TOLVA::UIAPI::getCoordinate(&host).snap_on);  // held off for the click only
+    TOLVA::API::featureInfo pasted;
+    ASSERT_TRUE(TOLVA::API::get_featureinfo_by_index(job->name(), ScopedJob::kStep, "top", 3, pasted));
+    EXPECT_EQ(QPointF(pasted.xs, pasted.ys), QPointF(30.05 * kMm, 20 * kMm));
 }
 
 TEST_F(Coordinates, ASearchThatFindsNothingSaysSo) {
