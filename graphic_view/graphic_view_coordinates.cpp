@@ -8,6 +8,7 @@
 #include <QMouseEvent>
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 #include "PluginNames.h"
 #include "TOLVA_API.h"
@@ -352,16 +353,16 @@ void ViewWidget::get_archor_signal(PluginMetaData msg) {
         });
     } else if (route->source == AnchorSource::NearestFeature) {
         const QPointF near = given ? origin : toBoard(m_mousePoint);
-        bool found = false;
+        std::optional<QPointF> centre;
         ok = guarded(__FILE__, __LINE__, [&] {
             std::vector<std::string> layers;
             for (const QString& l : coordinateLayers()) layers.push_back(l.toStdString());
             const double radius = UIAPI::getSnapSize(m_host) / m_scale;
             SEARCH::found_feature f;
-            found = SEARCH::nearest_feature(job(), step(), layers, near.x(), near.y(), radius, f);
-            origin = QPointF(f.x, f.y);
+            if (SEARCH::nearest_feature(job(), step(), layers, near.x(), near.y(), radius, f)) centre = QPointF(f.x, f.y);
         });
-        if (ok && !found) {
+        if (centre) origin = *centre;
+        if (ok && !centre) {
             refuseRequest(msg, tr("Relative origin refused: no feature near the point"));
             return;
         }
