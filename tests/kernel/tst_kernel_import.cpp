@@ -166,6 +166,17 @@ TEST_F(GerberImport, RegionContoursBecomeSurfaces) {
     expectBox(all[0], 0, 0, 1e6, 1e6);
     expectBox(all[1], 2e6, 0, 4e6, 0.5e6);
     expectBox(all[2], 6e6, -1e6, 8e6, 1e6);  // a circular region, flattened
+    // Flattened to within a micrometre of the circle: a polygon of n sides
+    // inside it falls short of its area by about (2/3) x sagitta x perimeter.
+    for (double r : {1.0, 5.0, 20.0}) {
+        SCOPED_TRACE(r);
+        kt::freshJob(kJob, {});
+        const std::string d = std::to_string(static_cast<int>(r * 1000));
+        load(mm33("G75*G36*X" + d + "Y0D02*G03*X" + d + "Y0I-" + d + "J0D01*G37*"));
+        const double area = MEASURE::surface_area(kJob, "pcb", {kLayer, 0}) / 1e12;
+        EXPECT_LT(area, M_PI * r * r);
+        EXPECT_GT(area, M_PI * r * r - 2.0 / 3 * 1e-3 * 2 * M_PI * r) << "flattened coarser than a micrometre";
+    }
 }
 
 // A hole drawn as a cut-in becomes a hole of the surface: the bridge to it
