@@ -39,10 +39,11 @@ found_feature describe(const LayerDef& def, const LayerData& data, uint32_t id) 
 // Which of the job's interned attribute sets satisfy the query: the sets are
 // few and shared, so each is looked at once instead of once per feature.
 std::vector<bool> matchingAttributeSets(const Job& job, const search_query& q) {
-    std::vector<bool> match(job.attrs.sets.size(), false);
-    for (size_t i = 0; i < job.attrs.sets.size(); ++i) {
-        const auto it = job.attrs.sets[i].find(q.attribute);
-        match[i] = it != job.attrs.sets[i].end() && (q.value.empty() || it->second == q.value);
+    std::vector<bool> match;
+    match.reserve(job.attrs.sets.size());
+    for (const API::attr_map& set : job.attrs.sets) {
+        const auto it = set.find(q.attribute);
+        match.push_back(it != set.end() && (q.value.empty() || it->second == q.value));
     }
     return match;
 }

@@ -124,8 +124,13 @@ TEST_F(Coordinates, AnotherSenderMayGoThereWithEitherCode) {
     toView(kEnterPressed, {{"X", 2 * kMm}, {"Y", 3 * kMm}});
     EXPECT_EQ(view->center(), QPointF(2 * kMm, 3 * kMm));
     EXPECT_EQ(view->getZoomINStack()->size(), history + 1);
-    // ... and a bare Enter with nothing typed says so.
+    // ... a bare Enter confirms the point just typed, once ...
     MessageRecorder rec;
+    toView(kCoordinateData, {{"X", 4 * kMm}, {"Y", 4 * kMm}});
+    toView(kEnterPressed);
+    EXPECT_TRUE(rec.withCode(kRefused).empty());
+    EXPECT_EQ(view->center(), QPointF(4 * kMm, 4 * kMm));
+    // ... and with nothing typed says so.
     toView(kEnterPressed);
     ASSERT_EQ(rec.withCode(kRefused).size(), 1u);
     EXPECT_EQ(rec.withCode(kRefused)[0].receiver, PluginNames::Coordinate);
@@ -285,6 +290,10 @@ TEST_F(Coordinates, TheOriginComesFromWhereTheRequestSays) {
     EXPECT_EQ(view->relativeOrigin(), QPointF(0, 0));
     toView(20000059, {{"X", "here"}}, kMenu);
     EXPECT_EQ(rec.withCode(kRefused).size(), 4u);
+    // Half a point is no point, whatever the code would otherwise take.
+    toView(20001407, {{"X", 1.0}}, kMenu);
+    EXPECT_EQ(rec.withCode(kRefused).size(), 6u);
+    EXPECT_EQ(view->relativeOrigin(), QPointF(0, 0));
     toView(20001419, {}, kMenu);
     EXPECT_FALSE(view->hasRelativeOrigin());
     EXPECT_FALSE(TOLVA::UIAPI::getCoordinate(&host).has_relative_origin);
@@ -553,6 +562,13 @@ TEST_F(Coordinates, ASearchThatFindsNothingSaysSo) {
         EXPECT_TRUE(bad.withCode(kRefused)[1].data.value(kKeyMessage).toString().contains(c.reason));
         EXPECT_EQ(view->center(), centre);
     }
+    // With the job closed there is nothing to search.
+    deliver(PluginNames::JobList, PluginNames::GraphicView, 20001637, {{"JobName", ""}, {"Step", ""}});
+    MessageRecorder closed;
+    toView(kSearchFeature, {{"Mode", "index"}, {"Index", 0}}, kMenu);
+    ASSERT_EQ(closed.withCode(kRefused).size(), 2u);
+    EXPECT_TRUE(closed.withCode(kRefused)[1].data.value(kKeyMessage).toString().contains("no job is open"));
+    EXPECT_TRUE(closed.withCode(kSearchResult).empty());
 }
 
 // ---- reachable from the menus ----------------------------------------------------------
