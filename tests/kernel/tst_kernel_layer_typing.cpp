@@ -23,7 +23,11 @@ TEST(LayerTyping, NamesWithoutATellingExtension) {
         {"resplan.grb", "document"},     {"d1.grb", "document"},         {"stpx.gbr", "document"},
         {"gndtext.gbr", "document"},
     };
-    for (const Case& c : cases) EXPECT_EQ(IMPORT::guess_layer(c.file, "").type, c.type) << c.file;
+    for (const Case& c : cases) {
+        const IMPORT::layer_guess g = IMPORT::guess_layer(c.file, "");
+        EXPECT_EQ(g.type, c.type) << c.file;
+        EXPECT_FALSE(g.outline) << c.file << " is no outline";
+    }
 }
 
 // The file function decides before the name, copper by its kind.
