@@ -247,6 +247,11 @@ TEST_F(Measure, TheRulerLabelIsInBoardUnitsAtEveryUnitAndViewAngle) {
             EXPECT_DOUBLE_EQ(r["DX"].toDouble(), b.x() - a.x());
             EXPECT_DOUBLE_EQ(r["DY"].toDouble(), b.y() - a.y());
             EXPECT_EQ(r["Text"].toString(), shape.label);
+            ASSERT_TRUE(r.contains("Mode") && r.contains("Angle"));
+            EXPECT_EQ(r["Mode"].toInt(), MeasureMessages::PointToPoint);
+            double direction = qRadiansToDegrees(std::atan2(b.y() - a.y(), b.x() - a.x()));
+            if (direction < 0) direction += 360;
+            EXPECT_NEAR(r["Angle"].toDouble(), direction, 1e-9);
             view->doRotate();
         }
     }
@@ -268,6 +273,8 @@ TEST_F(Measure, ClicksAfterTheFirstSegmentMakeAPolylineThatEnterFinishes) {
     const double total = QLineF(a, b).length() + QLineF(b, c).length();
     EXPECT_DOUBLE_EQ(results.back().data["Length"].toDouble(), total);
     EXPECT_EQ(view->currentMeasurement().points.size(), 3);
+    EXPECT_TRUE(view->currentMeasurement().label.endsWith("(2 segments)"))
+        << view->currentMeasurement().label.toStdString();
     EXPECT_TRUE(view->measurements().isEmpty()) << "the polyline completes the first segment's measurement";
     EXPECT_TRUE(ruler()->liveShape().isEmpty()) << "finished";
     // The next press starts a new ruler; the finished one joins the list.
@@ -402,6 +409,15 @@ TEST_F(Measure, CentreToCentreAlongAndAngle) {
     EXPECT_DOUBLE_EQ(r["Distance"].toDouble(), 3 * kMm);
     EXPECT_DOUBLE_EQ(r["DX"].toDouble(), 3 * kMm);
     EXPECT_DOUBLE_EQ(r["DY"].toDouble(), 0.0);
+    EXPECT_EQ(r["Text"].toString(), view->currentMeasurement().label);
+    EXPECT_EQ(r["Index1"].toInt(), 0) << "the first pad of \"top\"";
+    EXPECT_EQ(r["Index2"].toInt(), 0) << "the pad of \"inner\"";
+    // From the pad to the lower line's midpoint (16, 2): down and to the right.
+    clickAt(px(5.3, 5));
+    clickAt(px(15, 2));
+    r = lastResult(recorder);
+    EXPECT_NEAR(r["Angle"].toDouble(), 360 - qRadiansToDegrees(std::atan2(3.0, 11.0)), 1e-9);
+    EXPECT_EQ(r["Index2"].toInt(), 3);
 
     ask(20000233);
     clickAt(px(12.3, 14));
@@ -409,6 +425,11 @@ TEST_F(Measure, CentreToCentreAlongAndAngle) {
     EXPECT_EQ(r["Mode"].toInt(), MeasureMessages::Along);
     EXPECT_DOUBLE_EQ(r["Perimeter"].toDouble(), 24 * kMm);
     EXPECT_DOUBLE_EQ(r["Area"].toDouble(), 12 * kMm * kMm);
+    // A pad has no length: said, and nothing recorded.
+    recorder.clear();
+    clickAt(px(5, 5));
+    EXPECT_TRUE(recorder.withCode(MeasureMessages::kResult).empty());
+    EXPECT_EQ(recorder.withCode(MeasureMessages::kNotice).size(), 1u);
     // A chain of the lower line and the vertical trace, finished by a double click.
     clickAt(px(15, 2));
     clickAt(px(10, 7));
@@ -424,9 +445,10 @@ TEST_F(Measure, CentreToCentreAlongAndAngle) {
     // Three points on empty board: the angle at the second.
     clickAt(px(2, 18));
     clickAt(px(2, 12));
-    clickAt(px(8, 12));
+    clickAt(px(8, 18));
     r = lastResult(recorder);
-    EXPECT_NEAR(r["Angle"].toDouble(), 90.0, 0.5);
+    EXPECT_NEAR(r["Angle"].toDouble(), 45.0, 0.5);
+    EXPECT_NEAR(r["Y1"].toDouble(), 12 * kMm, 0.1 * kMm) << "the vertex is the second point";
 }
 
 TEST_F(Measure, AnotherModeReconfiguresAndTheSameModeSwitchesTheToolOff) {
@@ -468,6 +490,60 @@ TEST_F(Measure, TheToolBarReachesEveryMeasureMode) {
         ASSERT_TRUE(ruler());
         EXPECT_EQ(ruler()->mode(), mode);
     }
+}
+
+TEST_F(Measure, TheLiveRulerFollowsTheDragThenWaitsForTheNextVertex) {
+    snapMode(TOLVA::UIAPI::SNAP_OFF);
+    view->changeTool(T::RULER_TOOL);
+    const QPoint a(100, 200), b(180, 200), c(180, 120);
+    moveTo(a);
+    press(a);
+    moveTo(b, Qt::LeftButton);
+    MeasurementShape live = ruler()->liveShape();
+    ASSERT_EQ(live.points.size(), 2) << "the pressed point and the cursor";
+    EXPECT_EQ(live.points[0], view->toBoard(a));
+    EXPECT_EQ(live.points[1], view->toBoard(b));
+    release(b);
+    moveTo(c);
+    live = ruler()->liveShape();
+    ASSERT_EQ(live.points.size(), 3) << "the segment and the rubber band to the cursor";
+    EXPECT_EQ(live.points[2], view->toBoard(c));
+    EXPECT_TRUE(live.label.startsWith("L = ")) << live.label.toStdString();
+}
+
+TEST_F(Measure, EveryMeasureCodeIsTheRulersOwnRequest) {
+    for (qint32 code : {20000231, 20000230, 20000232, 20000233, 20000234}) {
+        testsupport::LogCapture logs;
+        ask(code);
+        ASSERT_TRUE(ruler()) << code;
+        EXPECT_EQ(ruler()->requestCode(), code);
+        EXPECT_FALSE(logs.contains("type error")) << code;
+    }
+    // A request that is not a measure leaves the mode as it was.
+    testsupport::LogCapture logs;
+    PluginMetaData other(PluginNames::ToolbarEdit, PluginNames::GraphicView, 20000202);
+    ruler()->setWorkParam(&other);
+    EXPECT_EQ(ruler()->mode(), MeasureMessages::Angle);
+    EXPECT_TRUE(logs.contains("RULER_TOOL: type error"));
+}
+
+TEST_F(Measure, ADoubleClickFinishesThePolylineAndEnterFinishesNoHalfPickedMeasure) {
+    snapMode(TOLVA::UIAPI::SNAP_OFF);
+    view->changeTool(T::RULER_TOOL);
+    MessageRecorder recorder;
+    drag(QPoint(100, 200), QPoint(200, 200));
+    clickAt(QPoint(200, 150));
+    testsupport::doubleClick(view, Qt::LeftButton, QPoint(250, 150));
+    const auto results = recorder.withCode(MeasureMessages::kResult);
+    ASSERT_EQ(results.size(), 2u);
+    EXPECT_TRUE(results.back().data.contains("Length"));
+    EXPECT_TRUE(ruler()->liveShape().isEmpty());
+    // One feature of an edge-to-edge measure is not a measurement.
+    ask(20000231);
+    recorder.clear();
+    clickAt(px(5, 5));
+    key(Qt::Key_Return);
+    EXPECT_TRUE(recorder.withCode(MeasureMessages::kResult).empty());
 }
 
 }  // namespace
