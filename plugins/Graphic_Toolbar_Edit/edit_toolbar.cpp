@@ -88,6 +88,7 @@ public:
         for (const ToolButton& button : toolButtons()) addToolButton(button);
         addSeparator();
         buildSnapChoice();
+        addSnapGridSwitch();
         m_status->setObjectName(QStringLiteral("status"));
         addWidget(m_status);
     }
@@ -128,6 +129,19 @@ private:
         }
         addWidget(m_snap);
         connect(m_snap, QOverload<int>::of(&QComboBox::activated), this, [this](int index) { chooseSnap(index); });
+    }
+
+    // Shows or hides the shared snap grid in the view; its pitch and origin stay.
+    void addSnapGridSwitch() {
+        QAction* grid = addAction(tr("Snap Grid"));
+        grid->setObjectName(QStringLiteral("snapGrid"));
+        grid->setCheckable(true);
+        grid->setChecked(TOLVA::UIAPI::getSnapGrid(host()).shown);
+        connect(grid, &QAction::toggled, this, [this](bool shown) {
+            TOLVA::UIAPI::SnapGrid settings = TOLVA::UIAPI::getSnapGrid(host());
+            settings.shown = shown;
+            TOLVA::UIAPI::setSnapGrid(host(), settings);
+        });
     }
 
     void chooseSnap(int index) {

@@ -477,6 +477,21 @@ TEST_F(Measure, TheListCopiesAsTextAndRefusesMalformedResults) {
     EXPECT_EQ(list()->count(), 0);
 }
 
+TEST_F(Measure, TheToolBarShowsAndHidesTheSnapGrid) {
+    QWidget* toolbar = load(PluginNames::ToolbarEdit);
+    ASSERT_TRUE(toolbar);
+    QAction* grid = action(toolbar, "snapGrid");
+    ASSERT_TRUE(grid);
+    const QPoint node = px(1, 1);  // the default grid: every millimetre from the datum
+    grid->trigger();
+    EXPECT_TRUE(TOLVA::UIAPI::getSnapGrid(&host).shown);
+    // 1 mm is 13.6 pixels here: drawn.
+    EXPECT_EQ(view->grab().toImage().convertToFormat(QImage::Format_RGB32).pixel(node), qRgb(128, 128, 128));
+    grid->trigger();
+    EXPECT_FALSE(TOLVA::UIAPI::getSnapGrid(&host).shown);
+    EXPECT_NE(view->grab().toImage().convertToFormat(QImage::Format_RGB32).pixel(node), qRgb(128, 128, 128));
+}
+
 TEST_F(Measure, TheToolBarReachesEveryMeasureMode) {
     QWidget* toolbar = load(PluginNames::ToolbarEdit);
     ASSERT_TRUE(toolbar);
