@@ -152,13 +152,18 @@ bool RulerTool::pick(const QPoint& pixel, Picked& out) const {
                               truncToInt(box.bottom())};
     double best = -1;
     for (const std::string& layer : m_view->measureLayers()) {
-        std::vector<API::featureInfo> found;
-        API::get_features_in_box(job, step, layer, area, found);
-        for (const API::featureInfo& f : found) {
-            const double d = MEASURE::point_distance(job, step, {layer, f.index}, at.x(), at.y()).distance;
-            if (best >= 0 && d >= best) continue;
-            best = d;
-            out = Picked{layer, f.index, f.type, at};
+        // A shown name the job does not have is skipped; the others still count.
+        try {
+            std::vector<API::featureInfo> found;
+            API::get_features_in_box(job, step, layer, area, found);
+            for (const API::featureInfo& f : found) {
+                const double d = MEASURE::point_distance(job, step, {layer, f.index}, at.x(), at.y()).distance;
+                if (best >= 0 && d >= best) continue;
+                best = d;
+                out = Picked{layer, f.index, f.type, at};
+            }
+        } catch (...) {
+            logFailure(__FILE__, __LINE__, describeFailure(std::current_exception()).text);
         }
     }
     return best >= 0;
@@ -173,7 +178,12 @@ bool RulerTool::pickProfile(const QPoint& pixel) const {
     request.y = at.y();
     request.radius = std::max(ViewWidget::kClickBoxRadius, UIAPI::getSnapSize(m_view->host())) / m_view->scale();
     if (!m_view->hasProfile()) return false;
-    return MEASURE::snap(m_view->jobName().toStdString(), m_view->stepName().toStdString(), request).found;
+    try {
+        return MEASURE::snap(m_view->jobName().toStdString(), m_view->stepName().toStdString(), request).found;
+    } catch (...) {
+        logFailure(__FILE__, __LINE__, describeFailure(std::current_exception()).text);
+        return false;
+    }
 }
 
 template <class Body>

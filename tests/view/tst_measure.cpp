@@ -363,6 +363,19 @@ TEST_F(Measure, EdgeToEdgeAcrossLayersReachesTheCoordinatePanelExactly) {
     EXPECT_EQ(view->measurements().size(), 2);
 }
 
+TEST_F(Measure, AShownLayerTheJobDoesNotHaveIsSkippedWhenPicking) {
+    bind(job->name(), {"ghost", "top", "inner"}, "top");
+    view->zoom2fit(-1 * kMm, -1 * kMm, 21 * kMm, 21 * kMm);
+    snapMode(TOLVA::UIAPI::SNAP_OFF);
+    ask(20000231);
+    testsupport::LogCapture logs;
+    MessageRecorder recorder;
+    clickAt(px(5, 5));
+    clickAt(px(8, 5.2));
+    EXPECT_DOUBLE_EQ(lastResult(recorder)["Distance"].toDouble(), 2 * kMm);
+    EXPECT_TRUE(logs.contains("ghost"));
+}
+
 TEST_F(Measure, TouchingFeaturesAreZeroApart) {
     job->addPad("inner", 6 * kMm, 5 * kMm, "r1000");  // touches the pad at (5, 5)
     snapMode(TOLVA::UIAPI::SNAP_OFF);
