@@ -104,6 +104,7 @@ QString unitText(double nm) {
 constexpr qint32 kBindCode = 20001637;
 constexpr qint32 kRedrawCode = 20000417;
 constexpr qint32 kKeyPress = 20003400;
+constexpr int kBottomStripHeight = 170;  // pixels
 
 }  // namespace
 
@@ -225,7 +226,12 @@ bool MainWindow::loadPlugins(QString* reason, const QStringList& siblings) {
         place(name, widget);
     }
     buildMenus();
-    if (m_firstBottomDock) m_firstBottomDock->raise();
+    if (m_firstBottomDock) {
+        m_firstBottomDock->raise();
+        // The strip below the view holds read-outs and short lists: the
+        // board keeps most of the window's height.
+        resizeDocks({m_firstBottomDock}, {kBottomStripHeight}, Qt::Vertical);
+    }
     if (!m_problems.isEmpty())
         tell(this, QStringLiteral("Plug-ins not loaded"),
              QStringLiteral("The application starts without:\n%1").arg(m_problems.join(QLatin1Char('\n'))));
