@@ -449,6 +449,10 @@ TEST_F(Measure, CentreToCentreAlongAndAngle) {
     testsupport::doubleClick(view, Qt::LeftButton, px(10, 7));
     r = lastResult(recorder);
     EXPECT_DOUBLE_EQ(r["Length"].toDouble(), 10 * kMm) << "4 + 6, each feature once";
+    EXPECT_EQ(r["Text"].toString(), "L = 10.0000 mm  (2 features)");
+    clickAt(px(15, 2));
+    key(Qt::Key_Return);
+    EXPECT_EQ(lastResult(recorder)["Text"].toString(), "L = 4.0000 mm") << "one line is no chain";
 
     ask(20000234);
     clickAt(px(10, 7));   // the vertical trace
@@ -462,6 +466,19 @@ TEST_F(Measure, CentreToCentreAlongAndAngle) {
     r = lastResult(recorder);
     EXPECT_NEAR(r["Angle"].toDouble(), 45.0, 0.5);
     EXPECT_NEAR(r["Y1"].toDouble(), 12 * kMm, 0.1 * kMm) << "the vertex is the second point";
+}
+
+TEST_F(Measure, AKernelRefusalIsSaidInTheReadoutAndDropsTheGesture) {
+    job->addLine("top", 3 * kMm, 15 * kMm, 3 * kMm, 15 * kMm, "r200");  // no direction
+    snapMode(TOLVA::UIAPI::SNAP_OFF);
+    ask(20000234);
+    MessageRecorder recorder;
+    clickAt(px(10, 7));
+    clickAt(px(3, 15));
+    EXPECT_TRUE(recorder.withCode(MeasureMessages::kResult).empty());
+    ASSERT_EQ(recorder.withCode(MeasureMessages::kNotice).size(), 1u);
+    EXPECT_TRUE(notice().startsWith("Cannot measure: ")) << notice().toStdString();
+    EXPECT_TRUE(ruler()->liveShape().isEmpty());
 }
 
 TEST_F(Measure, AnotherModeReconfiguresAndTheSameModeSwitchesTheToolOff) {
