@@ -547,6 +547,7 @@ private:
     void paintSnapGrid(QPainter& painter);
     void paintRulerTicks(QPainter& painter, const QPointF& from, const QPointF& to);
     static QColor snapModeColour(int mode);
+    QPoint labelPosition(const QPainter& painter, const QPoint& anchor, const QString& text);
     void paintSnapCandidate(QPainter& painter);
     // Snapping: the kernel's nearest point of the current mode within
     // `radius` board units; failures are logged (once while they repeat).

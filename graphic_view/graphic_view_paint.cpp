@@ -2,6 +2,7 @@
 // painted over the background in a fixed order, once per frame.
 #include <glog/logging.h>
 
+#include <QFontMetrics>
 #include <QPainter>
 #include <QPainterPath>
 #include <QThread>
@@ -249,7 +250,20 @@ void ViewWidget::draw_shape(QPainter* painter, const MeasurementShape& shape) {
         break;
     default: break;
     }
-    if (!shape.label.isEmpty()) painter->drawText(pts.last() + QPoint(kLabelOffset, -kLabelOffset), shape.label);
+    if (!shape.label.isEmpty()) painter->drawText(labelPosition(*painter, pts.last(), shape.label), shape.label);
+}
+
+// Beside `anchor`, above and to the right, or moved to the other side where
+// the text would leave the picture, so that a measurement near the edge
+// stays readable.
+QPoint ViewWidget::labelPosition(const QPainter& painter, const QPoint& anchor, const QString& text) {
+    const QFontMetrics metrics = painter.fontMetrics();
+    const int w = metrics.horizontalAdvance(text);
+    const int deviceWidth = painter.device() ? painter.device()->width() : width();
+    QPoint at = anchor + QPoint(kLabelOffset, -kLabelOffset);
+    if (at.x() + w > deviceWidth) at.setX(std::max(0, anchor.x() - kLabelOffset - w));
+    if (at.y() - metrics.ascent() < 0) at.setY(anchor.y() + kLabelOffset + metrics.ascent());
+    return at;
 }
 
 // Ticks across a ruler segment at 1, 2 or 5 times a power of ten of the

@@ -302,6 +302,20 @@ TEST_F(Measure, AMeasurementStaysOnItsBoardPositionThroughPanAndZoom) {
     EXPECT_EQ(yellowPixelsNear(before, 0), 0) << "and no longer where it was";
 }
 
+// A label that would leave the picture on the right is drawn on the left of
+// its point instead.
+TEST_F(Measure, ALabelNearTheRightEdgeStaysInThePicture) {
+    snapMode(TOLVA::UIAPI::SNAP_OFF);
+    view->changeTool(T::RULER_TOOL);
+    const QPoint end(view->width() - 20, 150);
+    drag(QPoint(view->width() - 120, 150), end);
+    const QImage img = view->grab().toImage().convertToFormat(QImage::Format_RGB32);
+    int leftOfEnd = 0;
+    for (int y = 120; y < 142; ++y)  // above the longest tick
+        for (int x = 0; x < end.x() - 5; ++x) leftOfEnd += img.pixel(x, y) == qRgb(255, 255, 0);
+    EXPECT_GT(leftOfEnd, 20) << "the text, above the ruler and left of its end";
+}
+
 TEST_F(Measure, EscapeDropsTheGestureAndThenTheListAndATooLSwitchLeavesNothingHalfDrawn) {
     snapMode(TOLVA::UIAPI::SNAP_OFF);
     view->changeTool(T::RULER_TOOL);
