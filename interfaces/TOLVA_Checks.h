@@ -53,7 +53,8 @@ struct check_location {
 
 struct check_result {
     // "spacing", "line_width", "pad_size", "hole_spacing", "duplicate_hole",
-    // "min_drill", "annular_ring", "profile_clearance", "outside_profile".
+    // "min_drill", "annular_ring", "drill_to_copper", "profile_clearance",
+    // "outside_profile".
     str check;
     severity level = severity::WARNING;
     double value = 0;  // measured, nm
@@ -132,6 +133,16 @@ TOLVA_API_EXPORT std::vector<check_result> annular_ring(const str& job, const st
                                                         const str& drill_layer,
                                                         const str_list& copper_layers,
                                                         const check_params& params);
+
+// Clearance between every hole of `drill_layer` and the positive features of
+// each copper layer: the outline distance from the hole to the feature.
+// Copper the hole touches or cuts (distance 0: its own pad, a track through
+// it) counts as connected, not as a violation. Location: the closest points
+// (a on the hole). Features: the hole, then the copper feature.
+TOLVA_API_EXPORT std::vector<check_result> drill_to_copper(const str& job, const str& step,
+                                                           const str& drill_layer,
+                                                           const str_list& copper_layers,
+                                                           const check_params& params);
 
 // Clearance to the step profile's outline of every feature of the layers.
 // A feature whose outline meets the profile's outline or lies outside the

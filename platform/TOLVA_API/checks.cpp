@@ -387,6 +387,41 @@ std::vector<check_result> annular_ring(const str& job, const str& step, const st
     return out;
 }
 
+std::vector<check_result> drill_to_copper(const str& job, const str& step, const str& drill_layer,
+                                          const str_list& copper_layers, const check_params& params) {
+    KERNEL_LOCK;
+    const Scope s = scope(job, step);
+    findLayerIndex(s.job, drill_layer);
+    checkLayers(s, copper_layers);
+    checkParams(params);
+    std::vector<check_result> out;
+    const LayerRef drill = s.layer(drill_layer);
+    CoreCache holes(drill);
+    std::vector<uint32_t> ids;
+    for (const std::string& name : copper_layers) {
+        const LayerRef copper = s.layer(name);
+        CoreCache cores(copper);
+        const std::vector<Feature>& hs = drill.data.features;
+        for (uint32_t h = 0; h < hs.size(); ++h) {
+            if (!positivePad(hs[h])) continue;
+            ids.clear();
+            copper.data.index.query(copper.data.features, grownBox(drill, hs[h], params.warning_limit), ids);
+            std::sort(ids.begin(), ids.end());
+            for (uint32_t id : ids) {
+                if (!copper.data.features[id].positive()) continue;
+                const Closest c = shapeDistance(holes[h], cores[id]);
+                if (c.distance == 0) continue;  // the hole's own copper
+                check_result r = newResult("drill_to_copper", drill_layer, h);
+                if (!classify(c.distance, params, r)) continue;
+                addFeature(r, name, id);
+                setPoints(r, c);
+                out.push_back(std::move(r));
+            }
+        }
+    }
+    return out;
+}
+
 std::vector<check_result> profile_clearance(const str& job, const str& step, const str_list& layers,
                                             const check_params& params) {
     KERNEL_LOCK;

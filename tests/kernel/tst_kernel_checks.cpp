@@ -415,6 +415,30 @@ TEST_P(RandomBoards, AnnularRingEqualsEveryPad) {
     expectSame(got, want, 1e-6);
 }
 
+// Holes over the random copper: every hole against every copper feature.
+TEST_P(RandomBoards, DrillToCopperEqualsAllPairs) {
+    freshBoard();
+    randomCopper(GetParam(), 70);
+    randomHoles(GetParam() + 7, 25);
+    const check_params limits{60000, 120000};
+    std::vector<check_result> want;
+    for (int h = 0; h < JOB::feature_count(kJob, kStep, "drill"); ++h)
+        for (int c = 0; c < JOB::feature_count(kJob, kStep, "top"); ++c) {
+            if (info("top", c).polarity != API::POL_POSITIVE) continue;
+            const MEASURE::distance_result d = MEASURE::feature_distance(kJob, kStep, {"drill", h}, {"top", c});
+            if (d.distance == 0) continue;
+            check_result r;
+            r.check = "drill_to_copper";
+            r.layers = {"drill", "top"};
+            r.features = {{"drill", h}, {"top", c}};
+            if (!classify(d.distance, limits, r)) continue;
+            setPoints(r, d);
+            want.push_back(r);
+        }
+    EXPECT_FALSE(want.empty());
+    expectSame(CHECKS::drill_to_copper(kJob, kStep, "drill", {"top"}, limits), want);
+}
+
 INSTANTIATE_TEST_SUITE_P(Seeds, RandomBoards, ::testing::Values(1u, 2u, 3u, 4u, 5u));
 
 // ---- at the limits ------------------------------------------------------------
@@ -623,6 +647,21 @@ TEST(AnnularRing, OffCentreHolesTakeTheNarrowSide) {
     }
 }
 
+TEST(DrillToCopper, AtTheLimitsAndConnected) {
+    freshBoard();
+    pad("drill", 0, 0, "r300");             // hole 0, radius 150 um
+    pad("top", 0, 0, "r600");               // 0: its own pad
+    pad("top", 0, 300000, "r100");          // 1: 100000 from the hole
+    pad("top", 299999, 0, "r100");          // 2: 99999 from the hole
+    line("top", -1e6, 0, 1e6, 0, "r10");    // 3: through the hole
+    pad("top", 0, -1e6, "r100");            // 4: far away
+    EXPECT_EQ(describe(CHECKS::drill_to_copper(kJob, kStep, "drill", {"top"}, {100000, 100000})),
+              (std::vector<std::string>{"drill_to_copper E 99999/100000 drill:0 top:2 [drill;top;]"}));
+    EXPECT_EQ(describe(CHECKS::drill_to_copper(kJob, kStep, "drill", {"top"}, {50000, 100001})),
+              (std::vector<std::string>{"drill_to_copper W 100000/100001 drill:0 top:1 [drill;top;]",
+                                        "drill_to_copper W 99999/100001 drill:0 top:2 [drill;top;]"}));
+}
+
 // ---- the profile ------------------------------------------------------------
 TEST(Profile, ClearanceAndOutside) {
     freshBoard();
@@ -661,6 +700,8 @@ const NamedCheck kChecks[] = {
     {"min_drill", [](auto& j, auto& s, auto& l, auto& p) { return CHECKS::min_drill(j, s, {l}, p); }, "drill"},
     {"annular_ring",
      [](auto& j, auto& s, auto& l, auto& p) { return CHECKS::annular_ring(j, s, l, {"top"}, p); }, "drill"},
+    {"drill_to_copper",
+     [](auto& j, auto& s, auto& l, auto& p) { return CHECKS::drill_to_copper(j, s, l, {"top"}, p); }, "drill"},
     {"profile_clearance",
      [](auto& j, auto& s, auto& l, auto& p) { return CHECKS::profile_clearance(j, s, {l}, p); }, "top"},
 };
@@ -726,6 +767,7 @@ TEST(BadInput, UnknownNamesThrowAndEmptyLayersFindNothing) {
         EXPECT_TRUE(snapshot() == before);
     }
     EXPECT_THROW(CHECKS::annular_ring(kJob, kStep, "drill", {"top", "no such layer"}, p), API::KernelText);
+    EXPECT_THROW(CHECKS::drill_to_copper(kJob, kStep, "drill", {"top", "no such layer"}, p), API::KernelText);
 }
 
 }  // namespace
