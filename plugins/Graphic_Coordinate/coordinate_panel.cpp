@@ -145,7 +145,11 @@ private:
         grid->addWidget(m_relative, 1, 2);
         grid->addWidget(m_origin, 2, 2);
         grid->addWidget(m_message, 4, 0, 1, 3);
-        grid->addWidget(m_measurements, 5, 0, 1, 3);
+        // The measurement list beside the entry rows: the panel lives in a
+        // short strip below the board, where width is cheap and height is not.
+        grid->addWidget(m_measurements, 0, 3, 5, 1);
+        grid->setColumnStretch(1, 1);
+        grid->setColumnStretch(3, 2);
     }
 
     static bool readPoint(const QVariantMap& data, const QString& xKey, const QString& yKey, QPointF& out) {
