@@ -141,8 +141,9 @@ QPointF RulerTool::pointAt(const QPoint& pixel) const {
 }
 
 // The feature under the cursor: of those meeting the snap-size box on the
-// measure layers, the one whose outline is nearest (0 inside); ties keep the
-// earlier layer.
+// measure layers, the one whose outline is nearest (0 inside). Among those
+// the cursor is inside of, the smallest wins: a pad on a copper pour, a
+// hole in its pad. Remaining ties keep the earlier layer.
 bool RulerTool::pick(const QPoint& pixel, Picked& out) const {
     const QRectF box = m_view->clickBox(pixel, std::max(ViewWidget::kClickBoxRadius, UIAPI::getSnapSize(m_view->host())));
     if (box.isEmpty()) return false;
@@ -150,7 +151,7 @@ bool RulerTool::pick(const QPoint& pixel, Picked& out) const {
     const std::string job = m_view->jobName().toStdString(), step = m_view->stepName().toStdString();
     const API::reply_box area{truncToInt(box.left()), truncToInt(box.top()), truncToInt(box.right()),
                               truncToInt(box.bottom())};
-    double best = -1;
+    double best = -1, bestArea = 0;
     for (const std::string& layer : m_view->measureLayers()) {
         // A shown name the job does not have is skipped; the others still count.
         try {
@@ -158,8 +159,10 @@ bool RulerTool::pick(const QPoint& pixel, Picked& out) const {
             API::get_features_in_box(job, step, layer, area, found);
             for (const API::featureInfo& f : found) {
                 const double d = MEASURE::point_distance(job, step, {layer, f.index}, at.x(), at.y()).distance;
-                if (best >= 0 && d >= best) continue;
+                const double boxArea = (f.xmax - f.xmin) * (f.ymax - f.ymin);
+                if (best >= 0 && (d > best || (d == best && boxArea >= bestArea))) continue;
                 best = d;
+                bestArea = boxArea;
                 out = Picked{layer, f.index, f.type, at};
             }
         } catch (...) {
@@ -344,6 +347,10 @@ void RulerTool::edgePress(const QPoint& pixel) {
         return;
     }
     const Picked first = m_picked.first();
+    if (first.layer == picked.layer && first.index == picked.index) {
+        m_view->sendMeasureNotice(tr("The same feature again: pick a second one"));
+        return;
+    }
     measureSafely([&] {
         const MEASURE::distance_result r =
             MEASURE::feature_distance(job, step, {first.layer, first.index}, {picked.layer, picked.index});

@@ -390,6 +390,25 @@ TEST_F(Measure, AShownLayerTheJobDoesNotHaveIsSkippedWhenPicking) {
     EXPECT_TRUE(logs.contains("ghost"));
 }
 
+// On a copper pour the click means the pad it is on, not the pour around
+// it, whichever layer comes first; one feature twice is no measurement.
+TEST_F(Measure, ThePickIsTheSmallestFeatureUnderTheCursor) {
+    job->addPad("top", 10 * kMm, 10 * kMm, "s19000");  // the pour, over both pads
+    snapMode(TOLVA::UIAPI::SNAP_OFF);
+    ask(20000231);
+    MessageRecorder recorder;
+    clickAt(px(8, 5.3));  // the pad on "inner", under the pour on "top"
+    clickAt(px(5, 5));  // the pad on "top"
+    ASSERT_EQ(recorder.withCode(MeasureMessages::kResult).size(), 1u);
+    EXPECT_DOUBLE_EQ(lastResult(recorder)["Distance"].toDouble(), 2 * kMm);
+    EXPECT_EQ(lastResult(recorder)["Layer1"].toString(), "inner");
+    clickAt(px(5, 5));
+    clickAt(px(5.1, 5));
+    EXPECT_EQ(recorder.withCode(MeasureMessages::kResult).size(), 1u);
+    EXPECT_EQ(recorder.withCode(MeasureMessages::kNotice).size(), 1u);
+    EXPECT_FALSE(notice().isEmpty());
+}
+
 TEST_F(Measure, TouchingFeaturesAreZeroApart) {
     job->addPad("inner", 6 * kMm, 5 * kMm, "r1000");  // touches the pad at (5, 5)
     snapMode(TOLVA::UIAPI::SNAP_OFF);
