@@ -5,6 +5,7 @@
 #include <QtMath>
 #include <cmath>
 
+#include "MeasureMessages.h"
 #include "PluginNames.h"
 #include "QTpluginsManger4CAM.h"
 #include "TOLVA_API.h"
@@ -164,6 +165,7 @@ RouteTable<MessageHandler> ViewWidget::messageRoutes() {
         {20003201, 20003201, No, "get_coordinate_data", [](V& v, const M& m) { v.get_coordinate_data(m); }},
         {20003202, 20003202, No, "on_enter_pressed", [](V& v, const M& m) { v.on_enter_pressed(m); }},
         {20003204, 20003204, No, "get_coordinate_effect_layers", [](V& v, const M& m) { v.get_coordinate_effect_layers(m); }},
+        {MeasureMessages::kClear, MeasureMessages::kClear, No, "clearMeasurements", [](V& v, const M&) { v.clearMeasurements(); }},
         {20003901, 20003901, No, "create_rout_chain", [](V& v, const M& m) { v.create_rout_chain(m); }},
         {20003902, 20003903, No, "get_rout_selectorder", [](V& v, const M& m) { v.get_rout_selectorder(m); }},
         {20003905, 20003905, No, "do_drawchain", [](V& v, const M& m) { v.do_drawchain(m); }},

@@ -18,6 +18,9 @@ namespace MeasureMessages {
 constexpr qint32 kResult = 20003206;
 // A measure that found nothing to work on: "Text" says why.
 constexpr qint32 kNotice = 20003207;
+// From the read-out to the view: the operator cleared the list, and the
+// measurements drawn on the board go with it. No data.
+constexpr qint32 kClear = 20003208;
 
 enum Mode : int { PointToPoint = 0, EdgeToEdge = 1, CenterToCenter = 2, Along = 3, Angle = 4 };
 

@@ -14,6 +14,7 @@
 #include <optional>
 
 #include "CoordinateMessages.h"
+#include "MeasureMessages.h"
 #include "PluginNames.h"
 #include "QTpluginsManger4CAM.h"
 #include "UIAPICommon.h"
@@ -148,6 +149,7 @@ private:
         // The measurement list beside the entry rows: the panel lives in a
         // short strip below the board, where width is cheap and height is not.
         grid->addWidget(m_measurements, 0, 3, 5, 1);
+        m_measurements->setClearedByOperator([this] { send(PluginNames::GraphicView, MeasureMessages::kClear); });
         grid->setColumnStretch(1, 1);
         grid->setColumnStretch(3, 2);
     }

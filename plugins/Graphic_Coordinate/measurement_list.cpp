@@ -25,7 +25,10 @@ MeasurementList::MeasurementList(QWidget* parent)
     auto* clearButton = new QPushButton(tr("Clear"), this);
     clearButton->setObjectName(QStringLiteral("clearMeasurements"));
     connect(copy, &QPushButton::clicked, this, [this] { copyToClipboard(); });
-    connect(clearButton, &QPushButton::clicked, this, [this] { clear(); });
+    connect(clearButton, &QPushButton::clicked, this, [this] {
+        clear();
+        if (m_cleared) m_cleared();
+    });
     auto* buttons = new QHBoxLayout;
     buttons->addWidget(copy);
     buttons->addWidget(clearButton);

@@ -5,6 +5,7 @@
 #include <QStringList>
 #include <QVariantMap>
 #include <QWidget>
+#include <functional>
 
 #include "PluginMetaData.h"
 
@@ -31,6 +32,8 @@ public:
     QString asText() const;
     void copyToClipboard() const;
     void clear();
+    // Called after the operator's Clear, so that the owner can tell the view.
+    void setClearedByOperator(std::function<void()> cleared) { m_cleared = std::move(cleared); }
 
 private:
     bool addResult(const QVariantMap& data);
@@ -38,6 +41,7 @@ private:
     QListWidget* m_list;
     QLabel* m_notice;
     QList<QVariantMap> m_results;
+    std::function<void()> m_cleared;
 };
 
 }  // namespace PLUGIN

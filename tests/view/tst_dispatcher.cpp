@@ -126,6 +126,7 @@ const std::vector<Expected>& expectedRoutes() {
         {"get_DFM_data", {{20002817, 20002817}, {20002819, 20002820}, {20002822, 20002823}, {20002843, 20002844}}},
         {"on_enter_pressed", {{20003202, 20003202}}},
         {"get_coordinate_effect_layers", {{20003204, 20003204}}},
+        {"clearMeasurements", {{20003208, 20003208}}},
         {"create_rout_chain", {{20003901, 20003901}}},
         {"get_rout_selectorder", {{20003902, 20003903}}},
         {"do_drawchain", {{20003905, 20003905}}},

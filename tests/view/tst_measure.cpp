@@ -540,6 +540,26 @@ TEST_F(Measure, TheListCopiesAsTextAndRefusesMalformedResults) {
     EXPECT_EQ(list()->count(), 0);
 }
 
+// The panel's Clear takes the measurements off the board as well.
+TEST_F(Measure, ClearingThePanelsListClearsTheBoard) {
+    unit("MM");
+    snapMode(TOLVA::UIAPI::SNAP_OFF);
+    ask(20000231);
+    for (int i = 0; i < 2; ++i) {
+        clickAt(px(5, 5));
+        clickAt(px(8, 5.2));
+    }
+    ASSERT_EQ(list()->count(), 2);
+    ASSERT_FALSE(view->currentMeasurement().isEmpty());
+    ASSERT_EQ(view->measurements().size(), 1);
+    MessageRecorder recorder;
+    QTest::mouseClick(child<QPushButton>(panel, "clearMeasurements"), Qt::LeftButton);
+    EXPECT_EQ(recorder.withCode(MeasureMessages::kClear).size(), 1u);
+    EXPECT_EQ(list()->count(), 0);
+    EXPECT_TRUE(view->currentMeasurement().isEmpty());
+    EXPECT_TRUE(view->measurements().isEmpty());
+}
+
 TEST_F(Measure, TheToolBarShowsAndHidesTheSnapGrid) {
     QWidget* toolbar = load(PluginNames::ToolbarEdit);
     ASSERT_TRUE(toolbar);
