@@ -452,6 +452,16 @@ TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
     };
     probes["get_coordinate_data"] = {withPoint, centred};
     probes["on_enter_pressed"] = {withPoint, centred};
+    probes["clearMeasurements"] = {
+        [](ViewWidget& v, PluginMetaData&) {
+            const MeasurementShape shape{MeasurementShape::Line, {QPointF(0, 0), QPointF(1, 1)}, QStringLiteral("D")};
+            v.setCurrentMeasurement(shape);
+            v.setMeasurements({shape});
+        },
+        [](ViewWidget& v, qint32 code) {
+            EXPECT_TRUE(v.currentMeasurement().isEmpty()) << code;
+            EXPECT_TRUE(v.measurements().isEmpty()) << code;
+        }};
     probes["sent_Mouse_Point"] = {nullptr, answers(20003213)};
     probes["get_Mouse_rect"] = {nullptr, answers(20003214)};
     probes["zoomIn_search_feature"] = {[](ViewWidget&, PluginMetaData& m) { m.data = {{"Mode", "next"}}; },
