@@ -191,6 +191,24 @@ namespace CHECKS {
 using namespace KERNEL;
 using namespace KERNEL::MEASURE_GEOM;
 
+namespace {
+
+// Checks the names and limits, then runs `perLayer(scope, layer, name, out)`
+// on each layer in turn, all under the kernel lock.
+template <class PerLayer>
+std::vector<check_result> eachLayer(const str& job, const str& step, const str_list& layers,
+                                    const check_params& params, PerLayer&& perLayer) {
+    KERNEL_LOCK;
+    const Scope s = scope(job, step);
+    checkLayers(s, layers);
+    checkParams(params);
+    std::vector<check_result> out;
+    for (const std::string& name : layers) perLayer(s, s.layer(name), name, out);
+    return out;
+}
+
+}  // namespace
+
 std::vector<check_result> spacing(const str& job, const str& step, const str_list& layers,
                                   const check_params& params) {
     check_stats stats;
@@ -199,13 +217,8 @@ std::vector<check_result> spacing(const str& job, const str& step, const str_lis
 
 std::vector<check_result> spacing(const str& job, const str& step, const str_list& layers,
                                   const check_params& params, check_stats& stats) {
-    KERNEL_LOCK;
-    const Scope s = scope(job, step);
-    checkLayers(s, layers);
-    checkParams(params);
-    std::vector<check_result> out;
-    for (const std::string& name : layers) {
-        const LayerRef l = s.layer(name);
+    return eachLayer(job, step, layers, params, [&](const Scope& s, const LayerRef& l, const std::string& name,
+                                                    std::vector<check_result>& out) {
         CoreCache cores(l);
         const std::vector<Feature>& fs = l.data.features;
         const check_stats seen = closePairs(l, params.warning_limit, positiveFeature, [&](uint32_t i, uint32_t j) {
@@ -221,8 +234,7 @@ std::vector<check_result> spacing(const str& job, const str& step, const str_lis
         });
         stats.features += seen.features;
         stats.pairs += seen.pairs;
-    }
-    return out;
+    });
 }
 
 namespace {
@@ -232,13 +244,8 @@ template <class Value>
 std::vector<check_result> perFeature(const str& job, const str& step, const str_list& layers,
                                      const check_params& params, const char* check,
                                      bool (*accept)(const Feature&), Value&& value, bool boxLocation) {
-    KERNEL_LOCK;
-    const Scope s = scope(job, step);
-    checkLayers(s, layers);
-    checkParams(params);
-    std::vector<check_result> out;
-    for (const std::string& name : layers) {
-        const LayerRef l = s.layer(name);
+    return eachLayer(job, step, layers, params, [&](const Scope&, const LayerRef& l, const std::string& name,
+                                                    std::vector<check_result>& out) {
         const std::vector<Feature>& fs = l.data.features;
         for (uint32_t i = 0; i < fs.size(); ++i) {
             if (!accept(fs[i])) continue;
@@ -250,8 +257,7 @@ std::vector<check_result> perFeature(const str& job, const str& step, const str_
                 setPoint(r, {double(fs[i].x1), double(fs[i].y1)});
             out.push_back(std::move(r));
         }
-    }
-    return out;
+    });
 }
 
 bool positiveStroke(const Feature& f) {
@@ -277,13 +283,8 @@ std::vector<check_result> min_drill(const str& job, const str& step, const str_l
 
 std::vector<check_result> hole_spacing(const str& job, const str& step, const str_list& layers,
                                        const check_params& params) {
-    KERNEL_LOCK;
-    const Scope s = scope(job, step);
-    checkLayers(s, layers);
-    checkParams(params);
-    std::vector<check_result> out;
-    for (const std::string& name : layers) {
-        const LayerRef l = s.layer(name);
+    return eachLayer(job, step, layers, params, [&](const Scope&, const LayerRef& l, const std::string& name,
+                                                    std::vector<check_result>& out) {
         CoreCache cores(l);
         const std::vector<Feature>& fs = l.data.features;
         closePairs(l, params.warning_limit, positivePad, [&](uint32_t i, uint32_t j) {
@@ -302,8 +303,7 @@ std::vector<check_result> hole_spacing(const str& job, const str& step, const st
             addFeature(r, name, j);
             out.push_back(std::move(r));
         });
-    }
-    return out;
+    });
 }
 
 namespace {
