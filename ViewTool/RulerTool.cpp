@@ -312,6 +312,22 @@ void RulerTool::recordRuler(bool replacesCurrent) {
 
 // ---- measures on features ----------------------------------------------------------
 
+// The keys every measure between two picked features reports: the mode, the
+// two points, the features (the second may be the profile) and the label.
+QVariantMap RulerTool::featureResult(int mode, const MeasurementShape& shape, const QPointF& a, const QPointF& b,
+                                     const Picked& first, const Picked* second) {
+    QVariantMap result = twoPoints(a, b);
+    result.insert(QStringLiteral("Mode"), mode);
+    result.insert(QStringLiteral("Layer1"), QString::fromStdString(first.layer));
+    result.insert(QStringLiteral("Index1"), first.index);
+    if (second) {
+        result.insert(QStringLiteral("Layer2"), QString::fromStdString(second->layer));
+        result.insert(QStringLiteral("Index2"), second->index);
+    }
+    result.insert(QStringLiteral("Text"), shape.label);
+    return result;
+}
+
 void RulerTool::edgePress(const QPoint& pixel) {
     Picked picked;
     const bool onFeature = pick(pixel, picked);
@@ -326,13 +342,9 @@ void RulerTool::edgePress(const QPoint& pixel) {
                 const DisplayUnit u = displayUnit(m_view);
                 MeasurementShape shape{MeasurementShape::Distance, {a, b},
                                        QStringLiteral("D = %1 %2 (profile)").arg(length(u, r.distance), QLatin1String(u.suffix))};
-                QVariantMap result = twoPoints(a, b);
-                result.insert(QStringLiteral("Mode"), int(EdgeToEdge));
+                QVariantMap result = featureResult(EdgeToEdge, shape, a, b, first, nullptr);
                 result.insert(QStringLiteral("Distance"), r.distance);
-                result.insert(QStringLiteral("Layer1"), QString::fromStdString(first.layer));
-                result.insert(QStringLiteral("Index1"), first.index);
                 result.insert(QStringLiteral("Layer2"), QStringLiteral("profile"));
-                result.insert(QStringLiteral("Text"), shape.label);
                 m_view->recordMeasurement(shape, result);
             });
             reset();
@@ -358,14 +370,8 @@ void RulerTool::edgePress(const QPoint& pixel) {
         const DisplayUnit u = displayUnit(m_view);
         MeasurementShape shape{MeasurementShape::Distance, {a, b},
                                QStringLiteral("D = %1 %2").arg(length(u, r.distance), QLatin1String(u.suffix))};
-        QVariantMap result = twoPoints(a, b);
+        QVariantMap result = featureResult(EdgeToEdge, shape, a, b, first, &picked);
         result.insert(QStringLiteral("Distance"), r.distance);  // exact, 0 when touching
-        result.insert(QStringLiteral("Mode"), int(EdgeToEdge));
-        result.insert(QStringLiteral("Layer1"), QString::fromStdString(first.layer));
-        result.insert(QStringLiteral("Index1"), first.index);
-        result.insert(QStringLiteral("Layer2"), QString::fromStdString(picked.layer));
-        result.insert(QStringLiteral("Index2"), picked.index);
-        result.insert(QStringLiteral("Text"), shape.label);
         m_view->recordMeasurement(shape, result);
     });
     reset();
@@ -389,14 +395,8 @@ void RulerTool::centrePress(const QPoint& pixel) {
         const MEASURE::measure_point cb = MEASURE::feature_center(job, step, {picked.layer, picked.index});
         const QPointF a(ca.x, ca.y), b(cb.x, cb.y);
         MeasurementShape shape{MeasurementShape::Distance, {a, b}, segmentLabel(displayUnit(m_view), a, b)};
-        QVariantMap result = twoPoints(a, b);
+        QVariantMap result = featureResult(CenterToCenter, shape, a, b, first, &picked);
         result.insert(QStringLiteral("Angle"), direction(a, b));
-        result.insert(QStringLiteral("Mode"), int(CenterToCenter));
-        result.insert(QStringLiteral("Layer1"), QString::fromStdString(first.layer));
-        result.insert(QStringLiteral("Index1"), first.index);
-        result.insert(QStringLiteral("Layer2"), QString::fromStdString(picked.layer));
-        result.insert(QStringLiteral("Index2"), picked.index);
-        result.insert(QStringLiteral("Text"), shape.label);
         m_view->recordMeasurement(shape, result);
     });
     reset();

@@ -6,6 +6,7 @@
 #include <QPoint>
 #include <QPointF>
 #include <QPointer>
+#include <QVariantMap>
 #include <QVector>
 #include <string>
 
@@ -57,6 +58,8 @@ private:
     };
     QPointF pointAt(const QPoint& pixel) const;
     bool pick(const QPoint& pixel, Picked& out) const;
+    static QVariantMap featureResult(int mode, const MeasurementShape& shape, const QPointF& a, const QPointF& b,
+                                     const Picked& first, const Picked* second);
     bool pickProfile(const QPoint& pixel) const;
     void reset();
 
