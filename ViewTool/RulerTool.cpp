@@ -312,6 +312,14 @@ void RulerTool::recordRuler(bool replacesCurrent) {
 
 // ---- measures on features ----------------------------------------------------------
 
+// Keeps the first feature of a two-feature measure; false once there is one.
+bool RulerTool::takeFirst(const Picked& picked) {
+    if (m_open) return false;
+    m_picked = {picked};
+    m_open = true;
+    return true;
+}
+
 // The keys every measure between two picked features reports: the mode, the
 // two points, the features (the second may be the profile) and the label.
 QVariantMap RulerTool::featureResult(int mode, const MeasurementShape& shape, const QPointF& a, const QPointF& b,
@@ -353,11 +361,7 @@ void RulerTool::edgePress(const QPoint& pixel) {
         m_view->sendMeasureNotice(tr("Nothing to measure under the cursor"));
         return;
     }
-    if (!m_open) {
-        m_picked = {picked};
-        m_open = true;
-        return;
-    }
+    if (takeFirst(picked)) return;
     const Picked first = m_picked.first();
     if (first.layer == picked.layer && first.index == picked.index) {
         m_view->sendMeasureNotice(tr("The same feature again: pick a second one"));
@@ -383,11 +387,7 @@ void RulerTool::centrePress(const QPoint& pixel) {
         m_view->sendMeasureNotice(tr("Nothing to measure under the cursor"));
         return;
     }
-    if (!m_open) {
-        m_picked = {picked};
-        m_open = true;
-        return;
-    }
+    if (takeFirst(picked)) return;
     const Picked first = m_picked.first();
     const std::string job = m_view->jobName().toStdString(), step = m_view->stepName().toStdString();
     measureSafely([&] {
@@ -466,11 +466,7 @@ void RulerTool::anglePress(const QPoint& pixel) {
             m_view->sendMeasureNotice(tr("No line under the cursor"));
             return;
         }
-        if (!m_open) {
-            m_picked = {picked};
-            m_open = true;
-            return;
-        }
+        if (takeFirst(picked)) return;
         const Picked first = m_picked.first();
         const std::string job = m_view->jobName().toStdString(), step = m_view->stepName().toStdString();
         measureSafely([&] {

@@ -58,6 +58,7 @@ private:
     };
     QPointF pointAt(const QPoint& pixel) const;
     bool pick(const QPoint& pixel, Picked& out) const;
+    bool takeFirst(const Picked& picked);
     static QVariantMap featureResult(int mode, const MeasurementShape& shape, const QPointF& a, const QPointF& b,
                                      const Picked& first, const Picked* second);
     bool pickProfile(const QPoint& pixel) const;
