@@ -24,10 +24,12 @@ Extent boxOf(const Vec& a, const Vec& b) {
     return {std::min(a.x, b.x), std::min(a.y, b.y), std::max(a.x, b.x), std::max(a.y, b.y)};
 }
 
-double boxGap(const Extent& a, const Extent& b) {
+// The squared gap between two boxes, 0 when they meet: compared with a
+// squared distance it prunes curve pairs without a square root.
+double boxGap2(const Extent& a, const Extent& b) {
     const double dx = std::max({0.0, a.xmin - b.xmax, b.xmin - a.xmax});
     const double dy = std::max({0.0, a.ymin - b.ymax, b.ymin - a.ymax});
-    return std::hypot(dx, dy);
+    return dx * dx + dy * dy;
 }
 
 Closest pair(const Vec& a, const Vec& b) { return {dist(a, b), a, b}; }
@@ -377,7 +379,7 @@ Closest closestCores(const Core& a, const Core& b) {
     Closest best{kInf, {}, {}};
     for (const Curve& c : a.curves)
         for (const Curve& d : b.curves) {
-            if (boxGap(c.box, d.box) >= best.distance) continue;
+            if (boxGap2(c.box, d.box) >= best.distance * best.distance) continue;
             keep(best, closestCurves(c, d));
             if (best.distance == 0) return best;
         }
@@ -409,7 +411,7 @@ Closest shapeDistance(const Core& a, const Core& b) {
 }
 
 void crossings(const Curve& c, const Curve& d, std::vector<Vec>& out) {
-    if (boxGap(c.box, d.box) > 0) return;
+    if (boxGap2(c.box, d.box) > 0) return;
     if (!c.arc && !d.arc) {
         const double d1 = cross(d.a, d.b, c.a), d2 = cross(d.a, d.b, c.b);
         if (d1 == 0 && d2 == 0) {  // collinear: the ends of the overlap
