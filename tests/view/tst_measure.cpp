@@ -526,18 +526,36 @@ TEST_F(Measure, AnotherModeReconfiguresAndTheSameModeSwitchesTheToolOff) {
 }
 
 TEST_F(Measure, TheListCopiesAsTextAndRefusesMalformedResults) {
-    deliver(PluginNames::GraphicView, PluginNames::Coordinate, MeasureMessages::kResult,
-            {{"Mode", 1}, {"Text", "D = 1.0000 mm"}});
-    deliver(PluginNames::GraphicView, PluginNames::Coordinate, MeasureMessages::kResult, {{"Mode", 1}});
-    deliver(PluginNames::GraphicView, PluginNames::Coordinate, MeasureMessages::kResult,
-            {{"Mode", 9}, {"Text", "?"}});
-    deliver(PluginNames::GraphicView, PluginNames::Coordinate, MeasureMessages::kResult,
-            {{"Mode", 4}, {"Text", "A = 90.000"}});
+    auto result = [this](const QVariantMap& data) {
+        deliver(PluginNames::GraphicView, PluginNames::Coordinate, MeasureMessages::kResult, data);
+    };
+    result({{"Mode", 1}, {"Text", "D = 1.0000 mm"}});
+    const QVariantMap malformed[] = {
+        {{"Mode", 1}},                          // no text
+        {{"Mode", 9}, {"Text", "?"}},           // past the last mode
+        {{"Mode", 5}, {"Text", "?"}},           // one past it
+        {{"Mode", -1}, {"Text", "?"}},          // before the first
+        {{"Mode", "edge"}, {"Text", "?"}},      // not a number
+        {{"Text", "?"}},                        // no mode
+    };
+    for (const QVariantMap& bad : malformed) {
+        SCOPED_TRACE(bad.keys().join(",").toStdString());
+        child<QLabel>(panel, "measureNotice")->clear();
+        testsupport::LogCapture logs;
+        result(bad);
+        EXPECT_EQ(list()->count(), 1);
+        EXPECT_FALSE(notice().isEmpty()) << "the refusal is shown";
+        EXPECT_TRUE(logs.contains("refused"));
+    }
+    result({{"Mode", 4}, {"Text", "A = 90.000"}});
     ASSERT_EQ(list()->count(), 2);
     QTest::mouseClick(child<QPushButton>(panel, "copyMeasurements"), Qt::LeftButton);
     EXPECT_EQ(QApplication::clipboard()->text(), "1. Edge to edge: D = 1.0000 mm\n2. Angle: A = 90.000");
+    result(malformed[0]);
+    ASSERT_FALSE(notice().isEmpty());
     QTest::mouseClick(child<QPushButton>(panel, "clearMeasurements"), Qt::LeftButton);
     EXPECT_EQ(list()->count(), 0);
+    EXPECT_TRUE(notice().isEmpty()) << "the last refusal goes with the list";
 }
 
 // The panel's Clear takes the measurements off the board as well.
