@@ -193,15 +193,24 @@ using namespace KERNEL::MEASURE_GEOM;
 
 namespace {
 
-// Checks the names and limits, then runs `perLayer(scope, layer, name, out)`
-// on each layer in turn, all under the kernel lock.
+// The step of a check once the layer names (and the drill layer, when
+// given) and the limits have been checked. The caller holds the kernel lock.
+Scope checkedScope(const str& job, const str& step, const str_list& layers, const check_params& params,
+                   const str* drillLayer = nullptr) {
+    Scope s = scope(job, step);
+    if (drillLayer) findLayerIndex(s.job, *drillLayer);
+    checkLayers(s, layers);
+    checkParams(params);
+    return s;
+}
+
+// Runs `perLayer(scope, layer, name, out)` on each layer in turn, all under
+// the kernel lock.
 template <class PerLayer>
 std::vector<check_result> eachLayer(const str& job, const str& step, const str_list& layers,
                                     const check_params& params, PerLayer&& perLayer) {
     KERNEL_LOCK;
-    const Scope s = scope(job, step);
-    checkLayers(s, layers);
-    checkParams(params);
+    const Scope s = checkedScope(job, step, layers, params);
     std::vector<check_result> out;
     for (const std::string& name : layers) perLayer(s, s.layer(name), name, out);
     return out;
@@ -357,10 +366,7 @@ Ring bestRing(const LayerRef& copper, const Vec& centre, double radius, std::vec
 std::vector<check_result> annular_ring(const str& job, const str& step, const str& drill_layer,
                                        const str_list& copper_layers, const check_params& params) {
     KERNEL_LOCK;
-    const Scope s = scope(job, step);
-    findLayerIndex(s.job, drill_layer);
-    checkLayers(s, copper_layers);
-    checkParams(params);
+    const Scope s = checkedScope(job, step, copper_layers, params, &drill_layer);
     std::vector<check_result> out;
     const LayerRef drill = s.layer(drill_layer);
     std::vector<uint32_t> ids;
@@ -390,10 +396,7 @@ std::vector<check_result> annular_ring(const str& job, const str& step, const st
 std::vector<check_result> drill_to_copper(const str& job, const str& step, const str& drill_layer,
                                           const str_list& copper_layers, const check_params& params) {
     KERNEL_LOCK;
-    const Scope s = scope(job, step);
-    findLayerIndex(s.job, drill_layer);
-    checkLayers(s, copper_layers);
-    checkParams(params);
+    const Scope s = checkedScope(job, step, copper_layers, params, &drill_layer);
     std::vector<check_result> out;
     const LayerRef drill = s.layer(drill_layer);
     CoreCache holes(drill);
@@ -425,9 +428,7 @@ std::vector<check_result> drill_to_copper(const str& job, const str& step, const
 std::vector<check_result> profile_clearance(const str& job, const str& step, const str_list& layers,
                                             const check_params& params) {
     KERNEL_LOCK;
-    const Scope s = scope(job, step);
-    checkLayers(s, layers);
-    checkParams(params);
+    const Scope s = checkedScope(job, step, layers, params);
     if (s.step.profile.empty()) fail("step '" + step + "' has no profile");
     std::vector<Vec> outline;
     for (const API::lPoint& p : s.step.profile) outline.push_back({p.x, p.y});
