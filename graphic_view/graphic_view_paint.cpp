@@ -282,10 +282,10 @@ void ViewWidget::paintRulerTicks(QPainter& painter, const QPointF& from, const Q
     const double stepBoard = step * perUnit;
     const int count = int(std::min(double(kMaxTicks), std::floor(length / stepBoard)));
     const QPointF along = (to - from) / length;
+    const QPoint end = toPixel(to);
     for (int i = 0; i <= count; ++i) {
         const QPoint at = toPixel(from + along * (i * stepBoard));
-        const QPoint next = toPixel(to);
-        QLineF normal = QLineF(at, next).normalVector();
+        QLineF normal = QLineF(at, end).normalVector();
         if (normal.length() <= 0) continue;
         normal.setLength(i % 5 == 0 ? kLongTick : kShortTick);
         painter.drawLine(normal);
