@@ -308,6 +308,28 @@ TEST_F(Rendering, NullMarkerAndUnsetCheckPointDrawNothing) {
     EXPECT_NE(grabOverlays(view), bare);
 }
 
+// A check point over an area shows the area's outline in its colour.
+TEST_F(Rendering, ACheckPointWithABoxOutlinesTheBox) {
+    view->setShownLayers({});
+    redraw();
+    check_points point;
+    point.index = 0;
+    point.position = QPointF(1e7, 1e7);
+    point.box = QRectF(QPointF(4e6, 4e6), QPointF(8e6, 6e6));
+    point.color = QColor(0, 255, 255);
+    view->setCurrentCheckPoint(point);
+    const QImage img = grabOverlays(view);
+    int left = 0, right = 0, x0 = 0, y0 = 0, x1 = 0, y1 = 0;
+    view->db2view(4e6, 5e6, x0, y0);
+    view->db2view(8e6, 5e6, x1, y1);
+    for (int dx = -1; dx <= 1; ++dx) {
+        left += img.pixel(x0 + dx, y0) == point.color.rgb();
+        right += img.pixel(x1 + dx, y1) == point.color.rgb();
+    }
+    EXPECT_GT(left, 0) << "the box's left side";
+    EXPECT_GT(right, 0) << "the box's right side";
+}
+
 TEST_F(Rendering, IdlePaintStillRequestsTheNextPaint) {
     host.show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&host));
