@@ -24,6 +24,9 @@ BIN="$DIR/bin/fuzz_import"
 export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1}"
 export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
 LIMITS=(-timeout=10 -rss_limit_mb=2048 -max_len=65536)
+# FUZZ_SEED fixes libFuzzer's random seed so that a run can be repeated on
+# another machine from the same corpus; unset or 0, every run explores anew.
+SEED="${FUZZ_SEED:-0}"
 
 # brief LOG: the verdict of libFuzzer or the sanitizer and the innermost
 # frames in the project's own code (the whole report stays in LOG).
@@ -72,7 +75,7 @@ fi
 echo "== fuzz_import: fuzzing for ${SECONDS_TO_FUZZ}s (corpus $CORPUS)" >&2
 # libFuzzer exits non-zero on a crash, a sanitizer report, a leak, a timeout
 # or running out of memory, and writes the input to the findings directory.
-if ! (cd "$FINDINGS" && "$BIN" "${LIMITS[@]}" -max_total_time="$SECONDS_TO_FUZZ" \
+if ! (cd "$FINDINGS" && "$BIN" "${LIMITS[@]}" -seed="$SEED" -max_total_time="$SECONDS_TO_FUZZ" \
         -dict="$FUZZ/import.dict" -artifact_prefix="$FINDINGS/" -print_final_stats=1 \
         "$CORPUS" >"$DIR/fuzz.log" 2>&1); then
   brief "$DIR/fuzz.log" >&2

@@ -173,11 +173,17 @@ Commands splitCommands(const std::string& text, const std::string& file) {
 }
 
 // ---- numbers and expressions ------------------------------------------------
+// No size, distance or parameter of a real file comes near a billion units
+// (a thousand kilometres in millimetres); bounding every number, and every
+// macro expression, keeps their products with units and scales finite.
+constexpr double kMaxNumber = 1e9;
+
 double number(const std::string& s) {
     if (s.empty()) fault("missing number");
     char* end = nullptr;
     const double v = std::strtod(s.c_str(), &end);
     if (end != s.c_str() + s.size() || !std::isfinite(v)) fault("malformed number '" + s + "'");
+    if (std::fabs(v) > kMaxNumber) fault("number '" + s + "' out of range");
     return v;
 }
 
@@ -199,6 +205,7 @@ public:
     double value() {
         const double v = sum();
         if (pos_ != s_.size()) fault("unexpected '" + s_.substr(pos_) + "' in expression '" + s_ + "'");
+        if (!(std::fabs(v) <= kMaxNumber)) fault("expression '" + s_ + "' out of range");
         return v;
     }
 

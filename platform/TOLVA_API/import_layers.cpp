@@ -90,6 +90,7 @@ int circleSegments(double radius) {
     // of four so that the extreme points of the circle are vertices.
     const double tolerance = 1000.0;
     int n = 16;
+    if (!std::isfinite(radius)) return n;
     if (radius > tolerance) n = static_cast<int>(std::ceil(M_PI / std::acos(1.0 - tolerance / radius)));
     n = std::max(16, std::min(n, 360));
     return (n + 3) / 4 * 4;
