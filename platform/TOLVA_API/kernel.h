@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "TOLVA_API.h"
+#include "TOLVA_Checks.h"
 #include "spatial_index.h"
 
 namespace TOLVA {
@@ -127,6 +128,8 @@ struct Step {
     std::string name;
     std::vector<API::lPoint> profile;
     std::vector<LayerData> layers;  // parallel to Job::layers
+    // Stored check results by set name (TOLVA_Results.h); not board data.
+    std::map<std::string, std::vector<CHECKS::check_result>> results;
 };
 
 // Attribute sets are interned per job: features hold an index, 0 = none.
@@ -200,7 +203,7 @@ struct Job {
     // in order (see UndoRecord).
     std::vector<uint64_t> pendingSymbols;
     uint64_t nextLayerId = 1;
-    uint64_t editSerial = 0;  // counts edits and undos: a host compares it to tell unsaved work
+    uint64_t editSerial = 0;  // counts edits, undos and stored-result changes: a host compares it to tell unsaved work
     std::string directory;    // where it was last loaded from or saved to
     std::string journalPath;  // explicit journal file, empty for the default
 };

@@ -13,6 +13,9 @@ namespace KERNEL {
 
 void insertLayer(Job& job, const API::matrix_info& row, size_t position);
 void validateRow(const API::matrix_info& row);
+// A stored check result as one saved line and back (results.cpp).
+std::string resultLine(const CHECKS::check_result& r);
+CHECKS::check_result parseResultLine(const std::string& line);
 
 namespace {
 
@@ -23,6 +26,8 @@ constexpr int kVersion = 1;
 // features count the rest of the file cannot hold is corrupt, and is refused
 // before any room is reserved for it.
 constexpr size_t kShortestFeatureLine = sizeof("F 0 P 0 0 0 P 0 0 1");
+// The same for a result line of a results section.
+constexpr size_t kShortestResultLine = sizeof("R \"\" 0 0 0 0 0 0 0 0 0 0");
 
 void writeJob(const Job& j, std::ostream& out) {
     out << kMagic << ' ' << kVersion << '\n';
@@ -58,6 +63,12 @@ void writeJob(const Job& j, std::ostream& out) {
                            .quoted(n.text).text()
                     << '\n';
         }
+        for (const auto& set : s.results) {
+            out << TokenWriter().word("results").quoted(set.first)
+                       .integer(static_cast<long long>(set.second.size())).text()
+                << '\n';
+            for (const CHECKS::check_result& r : set.second) out << resultLine(r) << '\n';
+        }
     }
     out << "end\n";
 }
@@ -74,6 +85,8 @@ public:
         Step* step = nullptr;
         long layer = -1;
         long remaining = 0;
+        std::vector<CHECKS::check_result>* results = nullptr;  // the open results section
+        long resultsLeft = 0;
         std::map<long long, uint32_t> attrIndex{{0, 0}};
         while (std::getline(in, line)) {
             ++m_line;
@@ -105,7 +118,14 @@ public:
                     --remaining;
                     continue;
                 }
+                if (line.compare(0, 2, "R ") == 0) {
+                    if (!results || resultsLeft <= 0) fail("result outside a results section");
+                    results->push_back(parseResultLine(line));
+                    --resultsLeft;
+                    continue;
+                }
                 if (remaining > 0) fail("the features section ends early");
+                if (resultsLeft > 0) fail("the results section ends early");
                 TokenReader r(line);
                 std::string key = r.word();
                 if (key != "job" && job->name.empty()) fail("'" + key + "' before the 'job' line");
@@ -172,6 +192,17 @@ public:
                              " features of this section (cut short, or a corrupt count)");
                     remaining = static_cast<long>(n);
                     step->layers[static_cast<size_t>(layer)].features.reserve(static_cast<size_t>(n));
+                } else if (key == "results") {
+                    if (!step) fail("results outside a step");
+                    const std::string set = r.quoted();
+                    if (set.empty()) fail("empty result set name");
+                    if (step->results.count(set)) fail("result set '" + set + "' twice in step '" + step->name + "'");
+                    const long long n = r.integer();
+                    const std::uintmax_t rest = m_size > m_read ? m_size - m_read : 0;
+                    if (n < 0 || static_cast<unsigned long long>(n) > rest / kShortestResultLine)
+                        fail("result count " + std::to_string(n) + " is out of range for the rest of the file");
+                    results = &step->results[set];
+                    resultsLeft = static_cast<long>(n);
                 } else if (key == "note") {
                     if (!step) fail("note outside a step");
                     size_t l = findLayerIndex(*job, r.quoted());
@@ -193,7 +224,7 @@ public:
             }
         }
         if (m_line == 0) fail(m_file + ":1: empty file");
-        if (!ended || remaining > 0)
+        if (!ended || remaining > 0 || resultsLeft > 0)
             fail(m_file + ":" + std::to_string(m_line + 1) + ": the file is truncated (no 'end')");
         return job;
     }
