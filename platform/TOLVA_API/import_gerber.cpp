@@ -432,8 +432,25 @@ bool isConvex(const Loop& loop) {
 // origin moves along the path: for each straight piece of the path, the
 // shape at both ends and every edge of it swept between them; a convex
 // contour sweeps to the convex hull of its two end copies.
+// A draw with a shaped aperture is the union of a piece per path segment and
+// aperture edge; the union's cost grows faster than the pieces. Real files
+// draw with round and rectangular apertures, so a sweep past this many
+// pieces (a many-sided macro along a long arc) is refused, not worked out.
+constexpr size_t kMaxSweepPieces = 20000;
+
 BMulti sweptArea(const std::vector<Part>& shape, const Loop& path) {
     checkShape(shape, "aperture");
+    const size_t segmentCount = path.size() > 1 ? path.size() - 1 : path.size();
+    size_t planned = 0;
+    for (const Part& part : shape) {
+        size_t edges = 0;
+        for (const Loop& loop : part.contours) edges += loop.size();
+        const bool convex = part.contours.size() == 1 && isConvex(part.contours.front());
+        planned += segmentCount * (convex ? 1 : edges + 2);
+    }
+    if (planned > kMaxSweepPieces)
+        fault("draw with a shaped aperture too complex to sweep (" + std::to_string(planned) + " pieces, at most " +
+              std::to_string(kMaxSweepPieces) + ")");
     std::vector<BMulti> pieces;
     auto add = [&](BPoly p) {
         BMulti m;

@@ -633,6 +633,10 @@ TEST_F(GerberImport, MalformedFilesThrowWithFileAndLineAndChangeNothing) {
          "t.gbr:6: expression '$1x$1x$1x$1' out of range"},
         {"a step and repeat pitch of 1e300", "%FSLAX33Y33*%\n%MOMM*%\n%SRX2Y1I1e300J0*%\nM02*\n",
          "t.gbr:3: number '1e300' out of range"},
+        {"a thermal swept along a full circle",
+         "%FSLAX33Y33*%\n%MOMM*%\n%AMT*7,0,0,1.8,1.2,0.2,0*%\n%ADD10T*%\nD10*\nG75*\nX0Y0D02*\n"
+         "G03X0Y0I10000J0D01*\nM02*\n",
+         "t.gbr:8: draw with a shaped aperture too complex to sweep"},
         {"unclosed block aperture", "%FSLAX33Y33*%\n%MOMM*%\n%ABD12*%\nM02*\n", "t.gbr:4: block aperture D12 is not closed"},
         {"unclosed region", "%FSLAX33Y33*%\n%MOMM*%\nG36*\nX0Y0D02*\nM02*\n", "inside a region"},
         {"too many digits", "%FSLAX23Y23*%\n%MOMM*%\n%ADD10C,1*%\nD10*\nX1234567Y0D03*\nM02*\n", "t.gbr:5: "},
