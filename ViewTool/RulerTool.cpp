@@ -12,6 +12,7 @@
 #include <cmath>
 
 #include "MeasureMessages.h"
+#include "core/display_unit.h"
 #include "TOLVA_API.h"
 #include "TOLVA_Measure.h"
 #include "UIAPICommon.h"
@@ -25,18 +26,8 @@ namespace {
 
 using namespace MeasureMessages;
 
-// Board units (nanometres) per display unit, and the read-out's decimals.
-struct DisplayUnit {
-    double perUnit;
-    int decimals;
-    const char* suffix;
-};
+DisplayUnit displayUnit(ViewWidget* view) { return DisplayUnit::of(view->Is_current_Unit_MM()); }
 
-DisplayUnit displayUnit(ViewWidget* view) {
-    return view->Is_current_Unit_MM() ? DisplayUnit{1e6, 4, "mm"} : DisplayUnit{25.4e6, 5, "inch"};
-}
-
-QString length(const DisplayUnit& u, double nm) { return QString::number(nm / u.perUnit, 'f', u.decimals); }
 QString degrees(double a) { return QString::number(a, 'f', 3) + QChar(0x00B0); }
 
 // Direction of b seen from a, degrees in [0, 360), counter-clockwise from +x on the board.
@@ -51,7 +42,7 @@ double direction(const QPointF& a, const QPointF& b) {
 QString segmentLabel(const DisplayUnit& u, const QPointF& a, const QPointF& b) {
     const double d = QLineF(a, b).length();
     return QStringLiteral("DX = %1  DY = %2  D = %3 %4  A = %5")
-        .arg(length(u, b.x() - a.x()), length(u, b.y() - a.y()), length(u, d), QLatin1String(u.suffix),
+        .arg(u.number(b.x() - a.x()), u.number(b.y() - a.y()), u.number(d), QLatin1String(u.suffix),
              degrees(d > 0 ? direction(a, b) : 0.0));
 }
 
@@ -300,7 +291,7 @@ void RulerTool::recordRuler(bool replacesCurrent) {
         const double total = polylineLength(m_points);
         result.insert(QStringLiteral("Length"), total);
         shape.label = QStringLiteral("L = %1 %2  (%3 segments)")
-                          .arg(length(u, total), QLatin1String(u.suffix))
+                          .arg(u.number(total), QLatin1String(u.suffix))
                           .arg(m_points.size() - 1);
     } else {
         shape.label = segmentLabel(u, a, b);
@@ -349,7 +340,7 @@ void RulerTool::edgePress(const QPoint& pixel) {
                 const QPointF a(r.a.x, r.a.y), b(r.b.x, r.b.y);
                 const DisplayUnit u = displayUnit(m_view);
                 MeasurementShape shape{MeasurementShape::Distance, {a, b},
-                                       QStringLiteral("D = %1 %2 (profile)").arg(length(u, r.distance), QLatin1String(u.suffix))};
+                                       QStringLiteral("D = %1 %2 (profile)").arg(u.number(r.distance), QLatin1String(u.suffix))};
                 QVariantMap result = featureResult(EdgeToEdge, shape, a, b, first, nullptr);
                 result.insert(QStringLiteral("Distance"), r.distance);
                 result.insert(QStringLiteral("Layer2"), QStringLiteral("profile"));
@@ -373,7 +364,7 @@ void RulerTool::edgePress(const QPoint& pixel) {
         const QPointF a(r.a.x, r.a.y), b(r.b.x, r.b.y);
         const DisplayUnit u = displayUnit(m_view);
         MeasurementShape shape{MeasurementShape::Distance, {a, b},
-                               QStringLiteral("D = %1 %2").arg(length(u, r.distance), QLatin1String(u.suffix))};
+                               QStringLiteral("D = %1 %2").arg(u.number(r.distance), QLatin1String(u.suffix))};
         QVariantMap result = featureResult(EdgeToEdge, shape, a, b, first, &picked);
         result.insert(QStringLiteral("Distance"), r.distance);  // exact, 0 when touching
         m_view->recordMeasurement(shape, result);
@@ -419,7 +410,7 @@ void RulerTool::alongPress(const QPoint& pixel) {
             const double area = MEASURE::surface_area(job, step, {picked.layer, picked.index});
             const DisplayUnit u = displayUnit(m_view);
             const QString label = QStringLiteral("P = %1 %2  Area = %3 sq %2")
-                                      .arg(length(u, perimeter), QLatin1String(u.suffix),
+                                      .arg(u.number(perimeter), QLatin1String(u.suffix),
                                            QString::number(area / (u.perUnit * u.perUnit), 'f', u.decimals));
             MeasurementShape shape{MeasurementShape::Line, {picked.at}, label};
             m_view->recordMeasurement(shape, {{QStringLiteral("Mode"), int(Along)},
@@ -445,7 +436,7 @@ void RulerTool::recordAlong() {
     MeasurementShape shape;
     shape.kind = MeasurementShape::Polyline;
     for (const Picked& p : m_picked) shape.points.append(p.at);
-    shape.label = QStringLiteral("L = %1 %2").arg(length(u, m_chainLength), QLatin1String(u.suffix));
+    shape.label = QStringLiteral("L = %1 %2").arg(u.number(m_chainLength), QLatin1String(u.suffix));
     if (m_picked.size() > 1) shape.label += QStringLiteral("  (%1 features)").arg(m_picked.size());
     QVariantMap result{{QStringLiteral("Mode"), int(Along)},
                        {QStringLiteral("Length"), m_chainLength},
@@ -513,7 +504,7 @@ MeasurementShape RulerTool::liveShape() const {
         if (m_points.size() == 1 || !m_dragging) shape.points.append(m_cursor);
         if (m_dragging) shape.points.last() = m_cursor;
         shape.label = shape.points.size() > 2
-                          ? QStringLiteral("L = %1 %2").arg(length(u, polylineLength(shape.points)), QLatin1String(u.suffix))
+                          ? QStringLiteral("L = %1 %2").arg(u.number(polylineLength(shape.points)), QLatin1String(u.suffix))
                           : segmentLabel(u, shape.points.first(), shape.points.last());
         break;
     }
@@ -529,7 +520,7 @@ MeasurementShape RulerTool::liveShape() const {
     case Along:
         shape.kind = MeasurementShape::Polyline;
         for (const Picked& p : m_picked) shape.points.append(p.at);
-        shape.label = QStringLiteral("L = %1 %2").arg(length(u, m_chainLength), QLatin1String(u.suffix));
+        shape.label = QStringLiteral("L = %1 %2").arg(u.number(m_chainLength), QLatin1String(u.suffix));
         break;
     default:  // edge and centre: from the first pick to the cursor
         shape.kind = MeasurementShape::Line;

@@ -7,6 +7,7 @@
 #include <QPoint>
 #include <QPointF>
 #include <QPointer>
+#include <QPolygonF>
 #include <QRectF>
 #include <QString>
 #include <QStringList>
@@ -372,6 +373,12 @@ public:
     void change_layer_draw_note(PluginMetaData msg);
     void eq_zoomIn_special_points(PluginMetaData msg);
     void refresh_layer_compare_show(PluginMetaData msg);
+    // The result the navigator stands on, as a position in checkPoints()
+    // (navigator order); -1 when there is none.
+    int currentCheckPosition() const { return m_checkPosition; }
+    // The areas of the last layer comparison in the first layer only (0) and
+    // in the second only (1), board units.
+    const QVector<QPolygonF>& compareAreas(int side) const { return m_compareAreas[side ? 1 : 0]; }
 
     // ---- other requests of the dispatcher ---------------------------------
     void get_selected_layers(PluginMetaData msg);
@@ -658,6 +665,16 @@ private:
     int m_profilePixels[4] = {0, 0, 0, 0};  // profile corners on screen: lower-left x, y, upper-right x, y
     QList<check_points> m_checkPoints;
     check_points m_currentCheckPoint;
+    int m_checkPosition = -1;
+    QString m_resultsSender;  // the menu that sent the results, told of the current one
+    QVector<QPolygonF> m_compareAreas[2];
+    // Check results (Graphic_view_Analyze).
+    void handleResultRequest(const PluginMetaData& msg, qint32 results, qint32 next, qint32 previous, qint32 goTo);
+    void takeResults(const PluginMetaData& msg);
+    void showCheckPoint(int position);
+    void zoomToCheckPoint(const check_points& point);
+    void paintCompareAreas(QPainter& painter);
+    bool checkPointInView(const check_points& point);
     MeasurementShape m_currentMeasurement;
     QList<MeasurementShape> m_measurements;
 

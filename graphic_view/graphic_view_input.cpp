@@ -20,6 +20,7 @@
 #include "ViewTool/RulerTool.h"
 #include "ViewTool/SelectTool.h"
 #include "UIAPICommon.h"
+#include "core/display_unit.h"
 #include "core/prompt.h"
 #include "graphic_view.h"
 
@@ -309,13 +310,10 @@ void ViewWidget::mouseMoveEvent(QMouseEvent* event) {
 
 void ViewWidget::updateCoordinateReadout(const QPoint& pixel) {
     m_lastBoardPoint = toBoard(pixel);
-    constexpr double kNmPerInch = 25400000.0, kNmPerMm = 1000000.0;
-    const bool inch = m_unit == QLatin1String("Inch");
-    const double factor = inch ? kNmPerInch : kNmPerMm;
-    const int decimals = inch ? 5 : 4;
-    const QString unit = inch ? QStringLiteral("  inch") : QStringLiteral("  mm");
-    m_coordinateText = QStringLiteral("X = ") + QString::number(m_lastBoardPoint.x() / factor, 'f', decimals) + unit +
-                       QStringLiteral("\nY = ") + QString::number(m_lastBoardPoint.y() / factor, 'f', decimals) + unit;
+    const DisplayUnit u = DisplayUnit::of(m_unit != QLatin1String("Inch"));
+    const QString unit = QStringLiteral("  ") + QLatin1String(u.suffix);
+    m_coordinateText = QStringLiteral("X = ") + u.number(m_lastBoardPoint.x()) + unit +
+                       QStringLiteral("\nY = ") + u.number(m_lastBoardPoint.y()) + unit;
     UIAPI::CoordinateRecord& coordinate = UIAPI::getCoordinate(m_host);
     coordinate.x = m_lastBoardPoint.x();
     coordinate.y = m_lastBoardPoint.y();

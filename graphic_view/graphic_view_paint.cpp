@@ -17,6 +17,7 @@
 #include "TOLVA_API.h"
 #include "UIAPICommon.h"
 #include "Widget_Common.h"
+#include "core/display_unit.h"
 #include "graphic_view.h"
 
 namespace TOLVA {
@@ -28,6 +29,8 @@ constexpr int kCrossSquare = 4;    // the square is 2 * 4 + 1 pixels wide
 constexpr int kFirstOutlineWidth = 10;
 constexpr int kOutlineWidth = 5;
 constexpr int kCheckPointArm = 5;
+constexpr int kCheckPointEnd = 3;   // the circles on the two closest points
+constexpr int kCurrentHalo = 12;    // the circle about the current check result
 constexpr int kOriginRadius = 6;
 constexpr char kRoutKind[] = "rout";
 constexpr int kSixteenths = 16;    // QPainter arc angles are in 1/16 degree
@@ -40,8 +43,6 @@ constexpr int kLongTick = 7;
 constexpr double kMinGridPixels = 6;
 constexpr double kMaxGridNodes = 40000;
 constexpr int kSnapMark = 4;       // the snap candidate's square is 2 * 4 + 1 pixels wide
-constexpr double kNmPerMm = 1e6;
-constexpr double kNmPerInch = 25.4e6;
 const QColor kMeasureColour(255, 255, 0);
 const QColor kGridColour(128, 128, 128);
 
@@ -66,7 +67,9 @@ void ViewWidget::paintEvent(QPaintEvent*) {
     paintKernelOverlays(painter);
     paintPolyline(painter);
     paintEditShapes(painter);
-    for (const check_points& point : m_checkPoints) draw_check_points(painter, point);
+    paintCompareAreas(painter);
+    for (const check_points& point : m_checkPoints)
+        if (checkPointInView(point)) draw_check_points(painter, point);
     if (m_currentCheckPoint.index >= 0) draw_check_points(painter, m_currentCheckPoint);
     draw_shape(&painter, m_currentMeasurement);
     for (const MeasurementShape& shape : m_measurements) draw_shape(&painter, shape);
@@ -200,16 +203,91 @@ void ViewWidget::draw_relative_origin(QPainter* painter) {
     painter->drawLine(c.x(), c.y() - arm, c.x(), c.y() + arm);
 }
 
+// A check result in the colour of its severity: a cross on a point, the
+// two closest points joined and marked, a ring about a hole, the outline of
+// an area (its corners mapped one by one, so that it turns with the view).
+// Every mark keeps a few pixels however far the view is zoomed out; the
+// current result is drawn wider, circled and labelled on a dark ground.
 void ViewWidget::draw_check_points(QPainter& painter, const check_points& point) {
-    painter.setPen(QPen(point.color, 1));
-    if (!point.box.isEmpty()) {
-        const QPoint a = toPixel(point.box.topLeft()), b = toPixel(point.box.bottomRight());
-        painter.drawRect(QRect(a, b).normalized());
-    }
+    painter.setPen(QPen(point.color, point.current ? 2 : 1));
+    painter.setBrush(Qt::NoBrush);
     const QPoint c = toPixel(point.position);
-    painter.drawLine(c.x() - kCheckPointArm, c.y() - kCheckPointArm, c.x() + kCheckPointArm, c.y() + kCheckPointArm);
-    painter.drawLine(c.x() - kCheckPointArm, c.y() + kCheckPointArm, c.x() + kCheckPointArm, c.y() - kCheckPointArm);
-    if (!point.text.isEmpty()) painter.drawText(c + QPoint(kCheckPointArm + 2, -kCheckPointArm), point.text);
+    auto cross = [&](const QPoint& p) {
+        painter.drawLine(p.x() - kCheckPointArm, p.y() - kCheckPointArm, p.x() + kCheckPointArm, p.y() + kCheckPointArm);
+        painter.drawLine(p.x() - kCheckPointArm, p.y() + kCheckPointArm, p.x() + kCheckPointArm, p.y() - kCheckPointArm);
+    };
+    if (!point.box.isEmpty()) {
+        const QRectF& b = point.box;
+        painter.drawPolygon(QPolygon({toPixel(b.topLeft()), toPixel(b.topRight()), toPixel(b.bottomRight()),
+                                      toPixel(b.bottomLeft())}));
+    }
+    switch (point.shape) {
+    case check_points::Points: {
+        const QPoint o = toPixel(point.other);
+        painter.drawLine(c, o);
+        for (const QPoint& p : {c, o}) painter.drawEllipse(p, kCheckPointEnd, kCheckPointEnd);
+        break;
+    }
+    case check_points::Ring: {
+        const int r = std::max(kCheckPointEnd, int(std::lround(QLineF(point.position, point.other).length() * m_scale)));
+        painter.drawEllipse(c, r, r);
+        cross(c);
+        break;
+    }
+    case check_points::Area:
+        if (point.box.isEmpty()) cross(c);
+        break;
+    default:
+        cross(c);
+    }
+    if (!point.current) {
+        if (!point.text.isEmpty()) painter.drawText(c + QPoint(kCheckPointArm + 2, -kCheckPointArm), point.text);
+        return;
+    }
+    painter.drawEllipse(c, kCurrentHalo, kCurrentHalo);
+    if (point.text.isEmpty()) return;
+    const QFontMetrics metrics(painter.font());
+    QRect label = metrics.boundingRect(point.text).adjusted(-3, -2, 3, 2);
+    label.moveTopLeft(c + QPoint(kCurrentHalo + 4, -kCurrentHalo - label.height()));
+    label.moveLeft(std::min(label.left(), width() - label.width()));
+    label.moveTop(std::max(label.top(), 0));
+    painter.fillRect(label, QColor(0, 0, 0, 200));
+    painter.drawText(label, Qt::AlignCenter, point.text);
+}
+
+// Whether a check point's marks fall in the window: the list may hold
+// thousands, most of them far outside a zoomed-in view.
+bool ViewWidget::checkPointInView(const check_points& point) {
+    QRectF extent = point.box.isEmpty() ? QRectF(point.position, point.position) : point.box;
+    if (point.shape == check_points::Points) extent = extent.united(QRectF(point.other, point.other));
+    if (point.shape == check_points::Ring) {
+        const double r = QLineF(point.position, point.other).length();
+        extent = QRectF(point.position - QPointF(r, r), point.position + QPointF(r, r));
+    }
+    const QRect pixels = QRect(toPixel(extent.topLeft()), toPixel(extent.bottomRight())).normalized();
+    return pixels.adjusted(-kCurrentHalo, -kCurrentHalo, kCurrentHalo, kCurrentHalo).intersects(rect());
+}
+
+// The areas of a layer comparison, filled half-transparent: the first
+// layer's own in magenta, the second's in cyan.
+void ViewWidget::paintCompareAreas(QPainter& painter) {
+    static const QColor colours[2] = {QColor(255, 0, 255), QColor(0, 255, 255)};
+    for (int side = 0; side < 2; ++side) {
+        if (m_compareAreas[side].isEmpty()) continue;
+        QColor fill = colours[side];
+        fill.setAlpha(110);
+        painter.setPen(QPen(colours[side], 1));
+        painter.setBrush(fill);
+        for (const QPolygonF& area : m_compareAreas[side]) {
+            QPolygon pixels;
+            pixels.reserve(area.size());
+            for (const QPointF& p : area) pixels.append(toPixel(p));
+            if (!pixels.boundingRect().adjusted(-1, -1, 1, 1).intersects(rect())) continue;
+            // A sliver thinner than a pixel still shows as its outline.
+            painter.drawPolygon(pixels);
+        }
+    }
+    painter.setBrush(Qt::NoBrush);
 }
 
 // A measurement in its own colour: the segments, ruler ticks at a round step
@@ -271,7 +349,7 @@ QPoint ViewWidget::labelPosition(const QPainter& painter, const QPoint& anchor, 
 void ViewWidget::paintRulerTicks(QPainter& painter, const QPointF& from, const QPointF& to) {
     const double length = QLineF(from, to).length();
     if (length <= 0 || m_scale <= 0) return;
-    const double perUnit = Is_current_Unit_MM() ? kNmPerMm : kNmPerInch;
+    const double perUnit = DisplayUnit::of(Is_current_Unit_MM()).perUnit;
     const double minStep = kMinTickPixels / m_scale / perUnit;  // display units
     double step = std::pow(10.0, std::floor(std::log10(minStep)));
     for (double factor : {1.0, 2.0, 5.0, 10.0})

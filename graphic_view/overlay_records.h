@@ -5,6 +5,7 @@
 #include <QPointF>
 #include <QRectF>
 #include <QString>
+#include <QStringList>
 #include <QVector>
 
 namespace TOLVA {
@@ -12,10 +13,22 @@ namespace GRAPHIC {
 
 // One check point of an analysis result.
 struct check_points {
+    // How the result is drawn: a cross on `position`; the two closest points
+    // `position` and `other` joined; a ring about `position` through `other`
+    // (an annular ring); or the outline of `box`.
+    enum Shape { Point = 0, Points = 1, Ring = 2, Area = 3 };
     int index = -1;        // position in its result list; -1 means none
+    int shape = Point;
     QPointF position;      // board units
+    QPointF other;         // board units: the second point of Points and Ring
     QRectF box;            // board units; empty for a plain point
-    QString text;
+    QString check;         // the check's name
+    bool error = false;    // an error rather than a warning
+    double value = 0;      // measured, board units
+    double limit = 0;      // the limit it broke, board units
+    QStringList layers;
+    QString text;          // the label, drawn beside the point
+    bool current = false;  // the result the navigator stands on: drawn stronger
     QColor color = QColor(255, 255, 0);
 };
 

@@ -43,7 +43,7 @@ const QStringList& MainWindow::siblingPlugins() {
         PluginNames::JobList,     PluginNames::ToolbarEdit,    PluginNames::ToolbarMove,
         PluginNames::MenuBarEdit, PluginNames::MiniMap,        PluginNames::Coordinate,
         PluginNames::Matrix,      PluginNames::MenuBarRout,    PluginNames::MenuBarStep,
-        PluginNames::MenuBarDFM,  PluginNames::MenuBarActions,
+        PluginNames::MenuBarDFM,  PluginNames::MenuBarActions, PluginNames::MenuBarAnalysis,
     };
     return names;
 }

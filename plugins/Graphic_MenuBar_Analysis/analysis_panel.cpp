@@ -1,0 +1,241 @@
+#include "analysis_panel.h"
+
+#include <glog/logging.h>
+
+#include <QAction>
+#include <QDir>
+#include <QDoubleSpinBox>
+#include <QFile>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QProgressDialog>
+#include <QPushButton>
+#include <QVBoxLayout>
+#include <QtConcurrent>
+
+#include "AnalysisMessages.h"
+#include "CoordinateMessages.h"
+#include "PluginNames.h"
+#include "TOLVA_API.h"
+#include "UIAPICommon.h"
+
+namespace TOLVA {
+namespace ANALYSIS {
+
+namespace {
+
+namespace AM = AnalysisMessages;
+
+QString summary(const std::vector<CHECKS::check_result>& results) {
+    const long errors = std::count_if(results.begin(), results.end(),
+                                      [](const CHECKS::check_result& r) { return r.level == CHECKS::severity::ERROR; });
+    return QObject::tr("%1 results: %2 errors, %3 warnings")
+        .arg(results.size())
+        .arg(errors)
+        .arg(long(results.size()) - errors);
+}
+
+// Works through the plan on a worker thread; each call locks the kernel
+// only while it runs, so the view goes on drawing between calls.
+RunOutcome runPlan(const std::vector<PlannedCheck>& plan, std::atomic<bool>* cancel, QObject* progressTarget,
+                   QPointer<QProgressDialog> progress) {
+    RunOutcome out;
+    for (size_t i = 0; i < plan.size(); ++i) {
+        if (*cancel) {
+            out.cancelled = true;
+            return out;
+        }
+        QMetaObject::invokeMethod(progressTarget, [progress, i, label = plan[i].label] {
+            if (!progress) return;
+            progress->setValue(int(i));
+            progress->setLabelText(label);
+        }, Qt::QueuedConnection);
+        try {
+            const std::vector<CHECKS::check_result> found = plan[i].run();
+            out.results.insert(out.results.end(), found.begin(), found.end());
+        } catch (const std::exception& e) {
+            out.error = plan[i].label + QStringLiteral(": ") + QString::fromUtf8(e.what());
+            return out;
+        } catch (const std::string& text) {
+            out.error = plan[i].label + QStringLiteral(": ") + QString::fromStdString(text);
+            return out;
+        }
+    }
+    out.cancelled = *cancel;
+    return out;
+}
+
+}  // namespace
+
+AnalysisPanel::AnalysisPanel(QWidget* host)
+    : QWidget(host),
+      PluginEndpoint(PluginNames::MenuBarAnalysis, host),
+      m_table(new ResultsTable(this)),
+      m_status(new QLabel(tr("No checks run yet"), this)) {
+    setWindowTitle(tr("Analysis"));
+    setProperty("tolvaMenu", QStringLiteral("Analysis"));
+    setProperty("tolvaDockArea", QStringLiteral("bottom"));
+    m_status->setObjectName(QStringLiteral("analysisStatus"));
+    addMenuAction("runChecks", tr("Run Checks..."), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_K), [this] { askLimits(); });
+    addMenuAction("nextResult", tr("Next Result"), QKeySequence(Qt::Key_F8), [this] { toView(AM::kNext); });
+    addMenuAction("previousResult", tr("Previous Result"), QKeySequence(Qt::SHIFT | Qt::Key_F8), [this] { toView(AM::kPrevious); });
+    addMenuAction("zoomResult", tr("Zoom to Result"), QKeySequence(), [this] { toView(AM::kZoomToCurrent); });
+    addMenuAction("clearResults", tr("Clear Results"), QKeySequence(), [this] { showResults({}); toView(AM::kClear); });
+    addMenuAction("exportResults", tr("Export Results to CSV..."), QKeySequence(), [this] { askCsvPath(); });
+
+    auto* buttons = new QHBoxLayout;
+    for (QAction* action : actions()) {
+        auto* button = new QPushButton(action->text().remove(QLatin1String("...")), this);
+        button->setObjectName(action->objectName() + QStringLiteral("Button"));
+        connect(button, &QPushButton::clicked, action, &QAction::trigger);
+        buttons->addWidget(button);
+    }
+    buttons->addWidget(m_status, 1);
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(2, 2, 2, 2);
+    layout->addLayout(buttons);
+    layout->addWidget(m_table, 1);
+    m_table->onActivated([this](int index) { toView(AM::kGoTo, {{AM::kKeyIndex, index}}); });
+    connect(&m_watcher, &QFutureWatcher<RunOutcome>::finished, this, [this] { finishRun(); });
+}
+
+AnalysisPanel::~AnalysisPanel() {
+    m_cancel = true;
+    m_watcher.waitForFinished();
+}
+
+void AnalysisPanel::addMenuAction(const char* name, const QString& text, const QKeySequence& keys,
+                                  std::function<void()> slot) {
+    auto* action = new QAction(text, this);
+    action->setObjectName(QLatin1String(name));
+    action->setShortcut(keys);
+    connect(action, &QAction::triggered, this, std::move(slot));
+    addAction(action);
+}
+
+QString AnalysisPanel::status() const { return m_status->text(); }
+
+void AnalysisPanel::setStatus(const QString& text) {
+    m_status->setText(text);
+    LOG(INFO) << "ANALYSIS: " << text.toStdString();
+}
+
+void AnalysisPanel::toView(qint32 code, const QVariantMap& data) { send(PluginNames::GraphicView, code, data); }
+
+void AnalysisPanel::receive(const PluginMetaData& msg) {
+    if (m_bound.take(msg)) return;
+    if (msg.msgType == AM::kCurrent) {
+        m_table->selectResult(msg.data.value(AM::kKeyIndex).toInt());
+        setStatus(msg.data.value(AM::kKeyText).toString());
+    } else if (msg.msgType == CoordinateMessages::kRefused) {
+        setStatus(msg.data.value(CoordinateMessages::kKeyMessage).toString());
+    }
+}
+
+// The limits of every check in the display unit, remembered between runs.
+void AnalysisPanel::askLimits() {
+    const std::string unit = UIAPI::getUnitString();
+    const double per = PLUGIN::nanometresPer(unit);
+    const Limits limits = rememberedLimits();
+    auto* dialog = new PLUGIN::FormDialog(this, QStringLiteral("checkLimits"), tr("Run Checks"));
+    for (const CheckKind& k : checkKinds()) {
+        const QString key = QLatin1String(k.key);
+        const CHECKS::check_params p = limits.value(key);
+        dialog->addLength(key + QStringLiteral("/error"), tr("%1, error below").arg(tr(k.title)), unit)->setValue(p.error_limit / per);
+        dialog->addLength(key + QStringLiteral("/warning"), tr("%1, warning below").arg(tr(k.title)), unit)->setValue(p.warning_limit / per);
+    }
+    dialog->present([this](const PLUGIN::FormDialog& form) {
+        Limits chosen;
+        for (const CheckKind& k : checkKinds()) {
+            const QString key = QLatin1String(k.key);
+            chosen.insert(key, {form.boardLength(key + QStringLiteral("/error")), form.boardLength(key + QStringLiteral("/warning"))});
+        }
+        rememberLimits(chosen);
+        runChecks(chosen);
+    });
+}
+
+bool AnalysisPanel::runChecks(const Limits& limits) {
+    if (running()) {
+        setStatus(tr("Checks are running already"));
+        return false;
+    }
+    if (!m_bound.isOpen()) {
+        setStatus(tr("No job is open"));
+        return false;
+    }
+    const std::string job = m_bound.job.toStdString(), step = m_bound.step.toStdString();
+    std::vector<PlannedCheck> plan;
+    const bool planned = PLUGIN::kernelCall(pluginName(), "planning the checks", [&] {
+        plan = planChecks(job, step, API::get_matrix(job), API::has_profile(job, step), limits);
+    });
+    if (!planned || plan.empty()) {
+        setStatus(planned ? tr("No copper or drill layer to check") : tr("The job cannot be read"));
+        return false;
+    }
+    // Limits the kernel would refuse are refused here, before any check runs.
+    for (auto it = limits.begin(); it != limits.end(); ++it) {
+        const CHECKS::check_params& p = it.value();
+        if (!(p.error_limit > 0 && p.warning_limit >= p.error_limit && std::isfinite(p.warning_limit))) {
+            setStatus(tr("Limits of %1 refused: both must be positive and the warning limit not below the error limit")
+                          .arg(it.key()));
+            return false;
+        }
+    }
+    m_cancel = false;
+    m_progress = new QProgressDialog(tr("Running checks"), tr("Cancel"), 0, int(plan.size()), this);
+    m_progress->setObjectName(QStringLiteral("checksProgress"));
+    m_progress->setWindowModality(Qt::WindowModal);
+    m_progress->setMinimumDuration(300);
+    connect(m_progress, &QProgressDialog::canceled, this, [this] { m_cancel = true; });
+    setStatus(tr("Running %1 checks").arg(plan.size()));
+    m_watcher.setFuture(QtConcurrent::run(runPlan, plan, &m_cancel, static_cast<QObject*>(this), m_progress));
+    return true;
+}
+
+void AnalysisPanel::finishRun() {
+    if (m_progress) m_progress->deleteLater();
+    const RunOutcome out = m_watcher.result();
+    if (!out.error.isEmpty()) {
+        setStatus(tr("Checks stopped: %1; the previous results stay").arg(out.error));
+        return;
+    }
+    if (out.cancelled) {
+        setStatus(tr("Checks cancelled; the previous results stay"));
+        return;
+    }
+    showResults(out.results);
+    toView(AM::kResults, {{AM::kKeyResults, AM::toVariantList(out.results)}, {AM::kKeyJob, m_bound.job},
+                          {AM::kKeyStep, m_bound.step}});
+}
+
+void AnalysisPanel::showResults(const std::vector<CHECKS::check_result>& results) {
+    m_table->setResults(results, UIAPI::getUnitString());
+    setStatus(summary(results));
+}
+
+void AnalysisPanel::askCsvPath() {
+    auto* dialog = new PLUGIN::FormDialog(this, QStringLiteral("exportResults"), tr("Export Results"));
+    dialog->addChoice(QStringLiteral("path"), tr("File"), {QDir::current().filePath(QStringLiteral("analysis_results.csv"))}, true);
+    dialog->present([this](const PLUGIN::FormDialog& form) { exportCsv(form.choiceText(QStringLiteral("path"))); });
+}
+
+bool AnalysisPanel::exportCsv(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text)) {
+        setStatus(tr("Cannot write %1: %2").arg(path, file.errorString()));
+        return false;
+    }
+    const QByteArray text = resultsCsv(m_table->results()).toUtf8();
+    if (file.write(text) != text.size()) {
+        setStatus(tr("Cannot write %1: %2").arg(path, file.errorString()));
+        return false;
+    }
+    setStatus(tr("%1 results written to %2").arg(m_table->results().size()).arg(path));
+    return true;
+}
+
+}  // namespace ANALYSIS
+}  // namespace TOLVA
+
+TOLVA_PLUGIN_ENTRY(TOLVA::ANALYSIS::AnalysisPanel)

@@ -1,0 +1,46 @@
+#pragma once
+// What "Run Checks" runs: every check the job's layers call for, each with
+// the operator's two limits, as a list of calls the runner works through
+// one by one (so that a run can be cancelled between them and the view
+// keeps drawing: each call holds the kernel only while it runs).
+#include <QMap>
+#include <QString>
+#include <functional>
+#include <vector>
+
+#include "TOLVA_API_types.h"
+#include "TOLVA_Checks.h"
+
+namespace TOLVA {
+namespace ANALYSIS {
+
+// One kind of check the dialog offers, with its default limits in nanometres.
+struct CheckKind {
+    const char* key;    // the settings key and the kernel's check name
+    const char* title;  // as the dialog shows it
+    double error;       // default error limit
+    double warning;     // default warning limit
+};
+const std::vector<CheckKind>& checkKinds();
+
+using Limits = QMap<QString, CHECKS::check_params>;
+// The defaults, overridden by what the operator last entered.
+Limits rememberedLimits();
+void rememberLimits(const Limits& limits);
+
+// One kernel call of a run and what it is about, for the progress dialog.
+struct PlannedCheck {
+    QString label;
+    std::function<std::vector<CHECKS::check_result>()> run;
+};
+
+// The calls for the step's layers: copper layers ("signal", "power_ground",
+// "mixed" on the board) get spacing, line width, pad size and, with a
+// profile, profile clearance; drill layers hole spacing and minimum drill,
+// and annular ring and drill to copper against every copper layer.
+std::vector<PlannedCheck> planChecks(const std::string& job, const std::string& step,
+                                     const std::vector<API::matrix_info>& matrix, bool hasProfile,
+                                     const Limits& limits);
+
+}  // namespace ANALYSIS
+}  // namespace TOLVA
