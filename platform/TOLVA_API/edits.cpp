@@ -343,6 +343,17 @@ void noteSelectionChange(Job& job, size_t step, size_t layer) {
     top.selection.push_back(std::move(snap));
 }
 
+UndoRecord beginEdit(Job& job, UndoRecord::Kind kind) {
+    reserveUndo(job);
+    return beginUndo(job, kind);
+}
+
+void commitEdit(Job& job, UndoRecord&& record) { pushUndo(job, std::move(record)); }
+
+RemovedFeatures removeLayerFeatures(Job& job, size_t step, size_t layer, const std::vector<uint32_t>& ids) {
+    return removeFeatures(job.steps[step].layers[layer], step, layer, ids);
+}
+
 void settlePendingSymbols(Job& job) {
     if (!job.undo.empty()) {
         std::vector<uint64_t>& after = job.undo.back().symbolsAfter;
@@ -500,6 +511,18 @@ bool undo_last_edit(const str& job) {
         break;
     case UndoRecord::Removed:
         for (auto it = u.removed.rbegin(); it != u.removed.rend(); ++it) restoreFeatures(j, *it);
+        break;
+    case UndoRecord::Replaced:
+        for (const RemovedFeatures& r : u.replaced) {
+            LayerData& d = j.steps[r.step].layers[r.layer];
+            for (size_t i = 0; i < r.ids.size(); ++i) {
+                Feature& f = d.features[r.ids[i]];
+                const uint8_t overlay = f.flags & kInOverlay;  // the index's own bookkeeping
+                f = r.records[i];
+                f.flags = static_cast<uint8_t>((f.flags & ~kInOverlay) | overlay);
+                d.index.markChanged(d.features, r.ids[i]);
+            }
+        }
         break;
     case UndoRecord::LayerCreated: {
         long l = layerPositionById(j, u.layer);

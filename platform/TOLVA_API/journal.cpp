@@ -6,6 +6,7 @@
 #include <tuple>
 
 #include "TOLVA_Job.h"
+#include "TOLVA_Repair.h"
 #include "codec.h"
 #include "kernel.h"
 
@@ -253,6 +254,13 @@ const std::map<std::string, Parser>& parsers() {
              get_featureinfo_by_index(j, s, l, i, out);
          })},
         {"set_select_param", parser<select_param>(set_select_param)},
+        {"remove_duplicate_holes", parser<S, S, SL>([](const S& j, const S& s, const SL& l) {
+             REPAIR::remove_duplicate_holes(j, s, l);
+         })},
+        {"enlarge_pads_for_ring",
+         parser<S, S, S, SL, double, double>([](const S& j, const S& s, const S& d, const SL& l, double ring, double gap) {
+             REPAIR::enlarge_pads_for_ring(j, s, d, l, ring, gap);
+         })},
         // Lines the kernel adds itself (see FORMATS.md).
         {"select_added_features", parser<S, S, std::map<S, int>>(
                                       [](const S& j, const S& s, const std::map<S, int>& counts) {
@@ -427,6 +435,15 @@ void get_featureinfo_by_index_db_save(const str& job, const str& step, const str
 void set_select_param_db_save(const API::select_param& param) {
     KERNEL_LOCK;
     appendToLast("set_select_param", param);
+}
+void remove_duplicate_holes_db_save(const str& job, const str& step, const str_list& drill_layers) {
+    KERNEL_LOCK;
+    appendLine(job, "remove_duplicate_holes", job, step, drill_layers);
+}
+void enlarge_pads_for_ring_db_save(const str& job, const str& step, const str& drill_layer,
+                                   const str_list& copper_layers, double min_ring_nm, double min_clearance_nm) {
+    KERNEL_LOCK;
+    appendLine(job, "enlarge_pads_for_ring", job, step, drill_layer, copper_layers, min_ring_nm, min_clearance_nm);
 }
 
 }  // namespace DB

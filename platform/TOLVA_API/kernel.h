@@ -178,11 +178,14 @@ struct RemovedFeatures {
     std::vector<uint32_t> ids;
     std::vector<Feature> records;
 };
+// Features rewritten in place (a repair that enlarges pads): the records as
+// they were before the edit, by id, use RemovedFeatures too.
 struct UndoRecord {
-    enum Kind { Appended, Moved, LayerCreated, MatrixChanged, Removed } kind = Appended;
+    enum Kind { Appended, Moved, LayerCreated, MatrixChanged, Removed, Replaced } kind = Appended;
     std::vector<LayerSizes> appended;      // Appended: sizes before the edit
     std::vector<MovedFeatures> moved;      // Moved: by (dx, dy)
     std::vector<RemovedFeatures> removed;  // Removed
+    std::vector<RemovedFeatures> replaced; // Replaced: the records before the edit
     int32_t dx = 0, dy = 0;
     uint64_t layer = 0;                    // LayerCreated, MatrixChanged: the layer's id
     API::matrix_info oldRow;               // MatrixChanged
@@ -286,6 +289,14 @@ void noteSelectionChange(Job& job, size_t step, size_t layer);
 void settlePendingSymbols(Job& job);
 // Position of the layer with that id, or -1.
 long layerPositionById(const Job& job, uint64_t id);
+
+// Edits made outside edits.cpp (the DFM repairs). beginEdit reserves room
+// for the record and starts it; make the change once nothing can fail, then
+// commitEdit (which cannot fail) files the record. removeLayerFeatures takes
+// features `ids` (increasing) out of a layer as a deletion does.
+UndoRecord beginEdit(Job& job, UndoRecord::Kind kind);
+void commitEdit(Job& job, UndoRecord&& record);
+RemovedFeatures removeLayerFeatures(Job& job, size_t step, size_t layer, const std::vector<uint32_t>& ids);
 
 // Rebuilds or refreshes the layer's spatial index before a query.
 void ensureIndex(const LayerDef& def, LayerData& data);
