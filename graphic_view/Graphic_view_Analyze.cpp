@@ -109,17 +109,14 @@ QString labelOf(const check_points& p, const DisplayUnit& u, int position, int c
 
 }  // namespace
 
-void ViewWidget::get_analyze_data(PluginMetaData msg) { handleResultRequest(msg, kResults, kNext, kPrevious, kGoTo); }
+void ViewWidget::get_analyze_data(PluginMetaData msg) { handleResultRequest(msg, kNext, kPrevious, kGoTo); }
 
-void ViewWidget::handleResultRequest(const PluginMetaData& msg, qint32 results, qint32 next, qint32 previous,
-                                     qint32 goTo) {
+void ViewWidget::handleResultRequest(const PluginMetaData& msg, qint32 next, qint32 previous, qint32 goTo) {
     const qint32 code = msg.msgType;
-    if (code == results) {
+    const bool stepping = code == next || code == previous || code == goTo;
+    // The other codes of the range carry result lists as well.
+    if (!stepping) {
         takeResults(msg);
-        return;
-    }
-    if (code != next && code != previous && code != goTo) {
-        refuseRequest(msg, tr("Unknown check result request %1").arg(code));
         return;
     }
     if (m_checkPoints.isEmpty()) {

@@ -9,7 +9,7 @@ namespace GRAPHIC {
 
 void ViewWidget::get_DFM_data(PluginMetaData msg) {
     using namespace AnalysisMessages;
-    handleResultRequest(msg, kDfmResults, kDfmNext, kDfmPrevious, kDfmGoTo);
+    handleResultRequest(msg, kDfmNext, kDfmPrevious, kDfmGoTo);
 }
 
 }  // namespace GRAPHIC

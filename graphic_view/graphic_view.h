@@ -669,7 +669,7 @@ private:
     QString m_resultsSender;  // the menu that sent the results, told of the current one
     QVector<QPolygonF> m_compareAreas[2];
     // Check results (Graphic_view_Analyze).
-    void handleResultRequest(const PluginMetaData& msg, qint32 results, qint32 next, qint32 previous, qint32 goTo);
+    void handleResultRequest(const PluginMetaData& msg, qint32 next, qint32 previous, qint32 goTo);
     void takeResults(const PluginMetaData& msg);
     void showCheckPoint(int position);
     void zoomToCheckPoint(const check_points& point);

@@ -18,6 +18,7 @@
 //   kResults / kDfmResults: "Results" (QVariantList of results), "Job",
 //       "Step", optional "Title"; replaces the list shown. An empty list
 //       clears it. Analysis and DFM share the one list, the last sent wins.
+//       Every other code routed to the same operation takes a list as well.
 //   kNext / kDfmNext, kPrevious / kDfmPrevious: no data; the current result
 //       moves in navigator order (errors first, then top to bottom, left to
 //       right) and the view zooms to it.

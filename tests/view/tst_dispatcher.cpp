@@ -245,13 +245,45 @@ Probe storesSnapMode(int mode) {
             [mode](ViewWidget& v, qint32 code) { EXPECT_EQ(v.currentSnapMode(), mode) << code; }};
 }
 
+// Two results shown, an error at (3 mm, 1 mm) and a warning.
+void loadCheckResults(ViewWidget& v, qint32 code) {
+    auto record = [](const char* severity, double x) {
+        return QVariantMap{{"Check", "spacing"}, {"Severity", severity}, {"Value", 1.0}, {"Limit", 2.0},
+                           {"Location", "point"}, {"X1", x}, {"Y1", 1e6}};
+    };
+    PluginMetaData results = message(code);
+    results.data.insert("Results", QVariantList{record("warning", 1e6), record("error", 3e6)});
+    recMsgFromManager(&v, &results);
+}
+
+// The step codes make a result current; every other code of the operation
+// replaces the two results shown with the one it carries.
+Probe takesCheckResults(qint32 results, std::set<qint32> steps) {
+    return {[results](ViewWidget& v, PluginMetaData& msg) {
+                loadCheckResults(v, results);
+                msg.data.insert("Results", QVariantList{QVariantMap{{"Check", "pad_size"}, {"Severity", "error"},
+                                                                    {"Value", 1.0}, {"Limit", 2.0},
+                                                                    {"Location", "point"}, {"X1", 0.0}, {"Y1", 0.0}}});
+                msg.data.insert("Index", 0);
+            },
+            [steps](ViewWidget& v, qint32 code) {
+                if (steps.count(code)) {
+                    EXPECT_EQ(v.checkPoints().size(), 2) << code;
+                    EXPECT_GE(v.currentCheckPosition(), 0) << code;
+                } else {
+                    ASSERT_EQ(v.checkPoints().size(), 1) << code;
+                    EXPECT_EQ(v.checkPoints().front().check, "pad_size") << code;
+                }
+            }};
+}
+
 }  // namespace
 
 TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
     g_prompts = &prompts;
     const std::set<std::string> notYet = {
-        "draw_use_symbol_line", "show_contour_fill_parameters", "showNetAnalyzeResult", "eq_zoomIn_special_points",
-        "refresh_layer_compare_show", "get_analyze_data", "get_DFM_data", "get_rout_selectorder", "do_drawchain",
+        "draw_use_symbol_line", "show_contour_fill_parameters", "showNetAnalyzeResult",
+        "refresh_layer_compare_show", "get_rout_selectorder", "do_drawchain",
         "get_addchain_vector", "setResizeHoleTmpData"};
     static std::vector<TOLVA::API::point> crossList{{1200, -3400}};
     std::map<std::string, Probe> probes = {
@@ -418,6 +450,32 @@ TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
           [](ViewWidget& v, qint32) {
               ASSERT_NE(v.contextMenu(), nullptr);
               EXPECT_EQ(v.contextMenu()->actions().last()->text(), "Counter Election");
+          }}},
+        {"get_analyze_data", takesCheckResults(20002801, {20002802, 20002803, 20002804})},
+        {"get_DFM_data", takesCheckResults(20002817, {20002819, 20002820, 20002822})},
+        {"eq_zoomIn_special_points",
+         {[](ViewWidget& v, PluginMetaData&) {
+              loadCheckResults(v, 20002801);
+              PluginMetaData next = message(20002802);
+              recMsgFromManager(&v, &next);
+              v.areazoom(-5e7, -5e7, -4e7, -4e7);
+          },
+          [](ViewWidget& v, qint32 code) {
+              const auto box = v.transform().visibleBox();
+              EXPECT_NEAR((box.minX + box.maxX) / 2, 3e6, 1e4) << code;  // the first result, an error at (3 mm, 1 mm)
+          }}},
+        {"get_analyze_data", takesCheckResults(20002801, {20002802, 20002803, 20002804})},
+        {"get_DFM_data", takesCheckResults(20002817, {20002819, 20002820, 20002822})},
+        {"eq_zoomIn_special_points",
+         {[](ViewWidget& v, PluginMetaData&) {
+              loadCheckResults(v, 20002801);
+              PluginMetaData next = message(20002802);
+              recMsgFromManager(&v, &next);
+              v.areazoom(-5e7, -5e7, -4e7, -4e7);
+          },
+          [](ViewWidget& v, qint32 code) {
+              const auto box = v.transform().visibleBox();
+              EXPECT_NEAR((box.minX + box.maxX) / 2, 3e6, 1e4) << code;  // the first result, an error at (3 mm, 1 mm)
           }}},
         {"clear_result_viewer_painter",
          {[](ViewWidget& v, PluginMetaData&) { v.setCheckPoints({check_points()}); },
