@@ -17,6 +17,8 @@
 //
 // Results come in a fixed order: by the layers as given, then by the index
 // of the first feature, then of the second.
+#include <atomic>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -54,7 +56,8 @@ struct check_location {
 struct check_result {
     // "spacing", "line_width", "pad_size", "hole_spacing", "duplicate_hole",
     // "min_drill", "annular_ring", "drill_to_copper", "profile_clearance",
-    // "outside_profile".
+    // "outside_profile", "sliver_neck", "sliver_gap", "missing_mask_opening",
+    // "mask_clearance", "silk_over_copper", "open", "short".
     str check;
     severity level = severity::WARNING;
     double value = 0;  // measured, nm
@@ -153,6 +156,136 @@ TOLVA_API_EXPORT std::vector<check_result> drill_to_copper(const str& job, const
 TOLVA_API_EXPORT std::vector<check_result> profile_clearance(const str& job, const str& step,
                                                              const str_list& layers,
                                                              const check_params& params);
+
+// Slivers inside the positive surfaces of the layers: places where two edges
+// of one surface's outline (its islands and holes together) come closer than
+// the limits. Two edges are looked at when they share no vertex, their
+// closest points a and b are apart (an outline that touches itself is not a
+// sliver), the segment a-b faces both edges (it makes at least 60 degrees
+// with each, so the chords of a curve drawn in short edges are not taken),
+// and a-b crosses no other edge. Copper between a and b is a "sliver_neck"
+// (a hole near the outline, a thin strip), space a "sliver_gap" (a narrow
+// notch, an island close to the rim of its hole). Of neighbouring edge pairs
+// along the outline only the narrowest is reported, so one sliver between a
+// straight edge and a curve drawn in short edges gives one result. Closest
+// points of parallel edges are taken in the middle of their overlap.
+// Location: the closest points. Features: the surface.
+TOLVA_API_EXPORT std::vector<check_result> slivers(const str& job, const str& step,
+                                                   const str_list& layers,
+                                                   const check_params& params);
+
+// Solder mask over the pads of a copper layer. A positive pad that no
+// positive feature of `mask_layer` touches or overlaps has no opening: a
+// "missing_mask_opening" result (value 0, an error, limit error_limit;
+// location: the pad's box; features: the pad). Otherwise the pad's
+// clearance is, over the openings on it, the largest distance from the
+// pad's outline to the opening's outline when the opening holds the whole
+// pad, 0 when it does not (the mask reaches onto the pad); below the limits a
+// "mask_clearance" result. Location: the closest points (a on the pad, b on
+// the opening). Features: the pad, then the opening.
+TOLVA_API_EXPORT std::vector<check_result> mask_clearance(const str& job, const str& step,
+                                                          const str& copper_layer,
+                                                          const str& mask_layer,
+                                                          const check_params& params);
+
+// Silk over exposed copper: the distance from each positive feature of
+// `silk_layer` to each positive feature of `mask_layer` that exposes copper
+// (touches or overlaps a positive feature of `copper_layer`), 0 when the
+// silk lies on the opening; below the limits a "silk_over_copper" result.
+// Location: the closest points (a on the silk). Features: the silk feature,
+// then the opening.
+TOLVA_API_EXPORT std::vector<check_result> silk_over_copper(const str& job, const str& step,
+                                                            const str& silk_layer,
+                                                            const str& mask_layer,
+                                                            const str& copper_layer,
+                                                            const check_params& params);
+
+// ---- nets ---------------------------------------------------------------
+// Copper is connected where positive features of one copper layer touch or
+// overlap, unless a negative feature drawn after the earlier of the two holds
+// one of them whole (an antipad around a via, the clearance around a pad in
+// a pour). A plated hole (a positive pad of a drill layer whose ".drill" is
+// not "non_plated") joins the copper it touches on every given copper layer
+// that is a board signal, power_ground or mixed layer: no span is stored, so
+// a hole goes through them all; a negative feature drawn after a copper
+// feature that holds the hole whole cuts that contact. Negative features and
+// non-plated holes belong to no net.
+struct net_group {
+    // Copper layers first, then drill layers, each in the order given; by
+    // index within a layer.
+    std::vector<MEASURE::feature_ref> features;
+    str_list nets;  // the distinct ".net" names its features carry, sorted
+};
+struct net_analysis {
+    // Ordered by their first feature.
+    std::vector<net_group> groups;
+    // "open": a ".net" name carried by more than one group; value: how many
+    // groups, limit 1; features: the first feature of the net in each group;
+    // location: the box around them. Then "short": two nets of one group that
+    // meet, one result per pair of nets, at the first contact (in feature
+    // order) between features that carry them or are reached from them
+    // first; value: the nets of the group, limit 1; features: the two
+    // features that meet; location: a point of their contact. Opens by
+    // net name, shorts by group. All errors.
+    std::vector<check_result> results;
+};
+// Throws for unknown names; a layer listed twice counts once.
+TOLVA_API_EXPORT net_analysis analyze_nets(const str& job, const str& step,
+                                           const str_list& copper_layers,
+                                           const str_list& drill_layers);
+// The group of one feature (named by a layer among the copper and drill
+// layers and its index), in the order of net_group::features; empty for a
+// negative feature or a non-plated hole. Costs what the group holds, not the
+// board: for highlighting a net.
+TOLVA_API_EXPORT std::vector<MEASURE::feature_ref> net_of(const str& job, const str& step,
+                                                          const str_list& copper_layers,
+                                                          const str_list& drill_layers,
+                                                          const str& layer, int index);
+
+// ---- running a plan -----------------------------------------------------
+// One check of a plan: `check` is a function name above ("spacing",
+// "line_width", "pad_size", "hole_spacing", "min_drill", "annular_ring",
+// "drill_to_copper", "profile_clearance", "slivers", "mask_clearance",
+// "silk_over_copper", "nets").
+struct check_task {
+    str check;
+    // The layers it runs on; for annular_ring, drill_to_copper,
+    // mask_clearance, silk_over_copper and nets the copper layers.
+    str_list layers;
+    str drill_layer;        // annular_ring, drill_to_copper
+    str mask_layer;         // mask_clearance, silk_over_copper
+    str silk_layer;         // silk_over_copper
+    str_list drill_layers;  // nets
+    check_params params;    // not read by "nets"
+};
+
+struct run_report {
+    // The results of every task in plan order, each as its function returns
+    // them; empty when cancelled.
+    std::vector<check_result> results;
+    bool cancelled = false;
+    check_stats stats;  // what the spacing tasks looked at
+};
+
+// Called on the calling thread with (0, total) before any work and as pieces
+// of work finish, (total, total) last. It must not call the kernel (workers
+// are reading the job).
+using check_progress = std::function<void(int done, int total)>;
+
+// Runs a plan over the step, its pieces (a layer, or a run of features of a
+// large layer) on `threads` worker threads (0: hardware_concurrency, at
+// least one). Every name,
+// check and limit is checked before any work, so a bad plan throws a
+// KernelText with nothing done. The results do not depend on the number of
+// threads. When *cancel turns true before the run returns, the workers stop
+// at the next feature batch and the report comes back with `cancelled` set
+// and no results; the
+// job is never changed. Holds the kernel lock for the whole run.
+TOLVA_API_EXPORT run_report run_checks(const str& job, const str& step,
+                                       const std::vector<check_task>& plan,
+                                       const check_progress& progress = nullptr,
+                                       const std::atomic<bool>* cancel = nullptr,
+                                       int threads = 0);
 
 }  // namespace CHECKS
 }  // namespace TOLVA

@@ -1,5 +1,6 @@
 // Design-rule checks: copper spacing over the fullest signal layer of a
-// generated board of about 100,000 features on that layer.
+// generated board of about 100,000 features on that layer, and a whole plan
+// over every layer of that board on all cores.
 #include <benchmark/benchmark.h>
 
 #include <string>
@@ -18,14 +19,14 @@ const char* const kJob = "bench_checks";
 const char* const kStep = "pcb";
 const char* const kLayer = "top";  // the fullest signal layer
 
-// Generated once; the layer's spatial index is built before timing.
+// Generated once; the layers' spatial indices are built before timing.
 int layerFeatures() {
     static const int count = [] {
         JOB::generate_params p;
         p.signal_layers = 6;
         p.features = kBoardFeatures;
         JOB::generate_job(kJob, kStep, p);
-        API::layer_box(kJob, kStep, kLayer);
+        for (const API::matrix_info& row : API::get_matrix(kJob)) API::layer_box(kJob, kStep, row.name);
         return JOB::feature_count(kJob, kStep, kLayer);
     }();
     return count;
@@ -51,7 +52,66 @@ void BM_SpacingCheck(benchmark::State& st) {
     st.counters["close_pairs"] = double(stats.pairs);
     st.counters["violations"] = double(found);
 }
-BENCHMARK(BM_SpacingCheck)->Arg(50)->Arg(100)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_SpacingCheck)->Arg(50)->Arg(100)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// Every check over the whole board: spacing, widths, sizes and slivers on
+// each copper layer, the drills against all copper, the profile, both
+// masks and silks, and the nets through the drills.
+std::vector<CHECKS::check_task> wholeBoardPlan(long& boardFeatures) {
+    API::str_list copper;
+    std::string drill;
+    boardFeatures = 0;
+    for (const API::matrix_info& row : API::get_matrix(kJob)) {
+        boardFeatures += JOB::feature_count(kJob, kStep, row.name);
+        if (row.type == "signal" || row.type == "power_ground" || row.type == "mixed") copper.push_back(row.name);
+        if (row.type == "drill") drill = row.name;
+    }
+    const CHECKS::check_params p{75000, 100000};
+    auto task = [&](const char* check, const API::str_list& layers) {
+        CHECKS::check_task t;
+        t.check = check;
+        t.layers = layers;
+        t.params = p;
+        t.drill_layer = drill;
+        t.drill_layers = {drill};
+        return t;
+    };
+    std::vector<CHECKS::check_task> plan = {
+        task("spacing", copper),         task("line_width", copper),      task("pad_size", copper),
+        task("slivers", copper),         task("profile_clearance", copper), task("hole_spacing", {drill}),
+        task("min_drill", {drill}),      task("annular_ring", copper),    task("drill_to_copper", copper),
+        task("nets", copper)};
+    for (const auto& side : {std::make_pair("top", "sm"), std::make_pair("bottom", "sm")}) {
+        const bool top = std::string(side.first) == "top";
+        CHECKS::check_task mask = task("mask_clearance", {side.first});
+        mask.mask_layer = top ? "smt" : "smb";
+        mask.params = {10000, 20000};
+        CHECKS::check_task silk = task("silk_over_copper", {side.first});
+        silk.mask_layer = mask.mask_layer;
+        silk.silk_layer = top ? "sst" : "ssb";
+        plan.push_back(mask);
+        plan.push_back(silk);
+    }
+    return plan;
+}
+
+void BM_AllChecks(benchmark::State& st) {
+    layerFeatures();
+    long board = 0;
+    const std::vector<CHECKS::check_task> plan = wholeBoardPlan(board);
+    CHECKS::run_report report;
+    for (auto _ : st) {
+        report = CHECKS::run_checks(kJob, kStep, plan, nullptr, nullptr, int(st.range(0)));
+        benchmark::DoNotOptimize(report.results.data());
+    }
+    st.counters["threads"] = double(st.range(0));
+    st.counters["board_features"] = double(board);
+    st.counters["features_per_s"] =
+        benchmark::Counter(double(board) * double(st.iterations()), benchmark::Counter::kIsRate);
+    st.counters["close_pairs"] = double(report.stats.pairs);
+    st.counters["results"] = double(report.results.size());
+}
+BENCHMARK(BM_AllChecks)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1);
 
 }  // namespace
 

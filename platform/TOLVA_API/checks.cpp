@@ -6,19 +6,11 @@
 #include <algorithm>
 #include <cmath>
 
-#include "hit.h"
-#include "kernel.h"
-#include "measure_geometry.h"
+#include "checks_internal.h"
 
 namespace TOLVA {
 namespace KERNEL {
-namespace {
-
-using namespace MEASURE_GEOM;
-using CHECKS::check_params;
-using CHECKS::check_result;
-using CHECKS::location_kind;
-using CHECKS::severity;
+namespace CHECKS_IMPL {
 
 void checkLimit(double v, const char* name) {
     if (std::isnan(v)) fail(std::string(name) + " is not a number");
@@ -34,8 +26,6 @@ void checkParams(const check_params& p) {
              std::to_string(p.warning_limit));
 }
 
-// Sets the severity and limit of a value that breaks a limit; false when it
-// breaks none (a value equal to a limit breaks nothing).
 bool classify(double value, const check_params& p, check_result& r) {
     if (value < p.error_limit) {
         r.level = severity::ERROR;
@@ -50,37 +40,26 @@ bool classify(double value, const check_params& p, check_result& r) {
     return true;
 }
 
-// One layer of the step, its index brought up to date.
-struct LayerRef {
-    const std::string& name;
-    const LayerDef& def;
-    LayerData& data;
-    LayerContext ctx() const { return {def, data}; }
-};
+LayerRef Scope::layer(const std::string& name) const {
+    const size_t l = findLayerIndex(job, name);
+    LayerData& d = step.layers[l];
+    ensureIndex(job.layers[l], d);
+    return {name, job.layers[l], d};
+}
 
-struct Scope {
-    Job& job;
-    Step& step;
-    LayerRef layer(const std::string& name) const {
-        const size_t l = findLayerIndex(job, name);
-        LayerData& d = step.layers[l];
-        ensureIndex(job.layers[l], d);
-        return {name, job.layers[l], d};
-    }
-};
+LayerRef Scope::peek(const std::string& name) const {
+    const size_t l = findLayerIndex(job, name);
+    return {name, job.layers[l], step.layers[l]};
+}
 
 Scope scope(const std::string& job, const std::string& step) {
     Job& j = findJob(job);
     return {j, j.steps[findStepIndex(j, step)]};
 }
 
-// Every layer name is looked up before any work, so a bad name throws with
-// nothing done.
 void checkLayers(const Scope& s, const API::str_list& layers) {
     for (const std::string& l : layers) findLayerIndex(s.job, l);
 }
-
-MEASURE::measure_point mp(const Vec& v) { return {v.x, v.y}; }
 
 void setPoints(check_result& r, const Closest& c) {
     r.location.kind = location_kind::POINTS;
@@ -109,35 +88,27 @@ void addFeature(check_result& r, const std::string& layer, uint32_t index) {
     if (std::find(r.layers.begin(), r.layers.end(), layer) == r.layers.end()) r.layers.push_back(layer);
     r.features.push_back({layer, static_cast<int>(index)});
 }
-
-// The ".net" of a feature, empty when it has none.
-const std::string& netOf(const Job& job, const Feature& f) {
-    static const std::string none;
-    const API::attr_map& a = job.attrs.sets[f.attrs];
-    const auto it = a.find(".net");
-    return it == a.end() ? none : it->second;
+void setBroken(check_result& r, const check_params& p) {
+    r.level = severity::ERROR;
+    r.value = 0;
+    r.limit = p.error_limit;
 }
 
-// Cores built on first use: a pairwise check meets most features several times.
-class CoreCache {
-public:
-    explicit CoreCache(const LayerRef& l) : m_layer(l), m_cores(l.data.features.size()),
-                                            m_built(l.data.features.size(), 0) {}
-    const Core& operator[](uint32_t id) {
-        if (!m_built[id]) {
-            featureCore(m_layer.ctx(), m_layer.data.features[id], m_cores[id]);
-            m_built[id] = 1;
+NetIds::NetIds(const Job& job) : m_names{std::string()} {
+    m_ids.reserve(job.attrs.sets.size());
+    std::map<std::string, uint32_t> seen;
+    for (const API::attr_map& a : job.attrs.sets) {
+        const auto it = a.find(".net");
+        if (it == a.end() || it->second.empty()) {
+            m_ids.push_back(0);
+            continue;
         }
-        return m_cores[id];
+        const auto ins = seen.emplace(it->second, static_cast<uint32_t>(m_names.size()));
+        if (ins.second) m_names.push_back(it->second);
+        m_ids.push_back(ins.first->second);
     }
+}
 
-private:
-    const LayerRef& m_layer;
-    std::vector<Core> m_cores;
-    std::vector<char> m_built;
-};
-
-// The R-tree box of a feature grown by `margin` on every side.
 SpatialIndex::Box grownBox(const LayerRef& l, const Feature& f, double margin) {
     const IBox b = featureBox(l.ctx(), f);
     const double m = std::ceil(margin);
@@ -145,33 +116,6 @@ SpatialIndex::Box grownBox(const LayerRef& l, const Feature& f, double margin) {
     return SpatialIndex::Box({q.xmin, q.ymin}, {q.xmax, q.ymax});
 }
 
-// Calls visit(i, j) once for every pair i < j of positive features of the
-// layer whose boxes come within `margin` of each other; returns the features and pairs seen.
-template <class Visit>
-CHECKS::check_stats closePairs(const LayerRef& l, double margin, bool (*accept)(const Feature&), Visit&& visit) {
-    CHECKS::check_stats stats;
-    std::vector<uint32_t> ids;
-    const std::vector<Feature>& fs = l.data.features;
-    for (uint32_t i = 0; i < fs.size(); ++i) {
-        if (!accept(fs[i])) continue;
-        ++stats.features;
-        ids.clear();
-        l.data.index.query(fs, grownBox(l, fs[i], margin), ids);
-        std::sort(ids.begin(), ids.end());
-        for (uint32_t j : ids) {
-            if (j <= i || !accept(fs[j])) continue;
-            ++stats.pairs;
-            visit(i, j);
-        }
-    }
-    return stats;
-}
-
-bool positiveFeature(const Feature& f) { return f.positive(); }
-bool positivePad(const Feature& f) { return f.positive() && f.type == API::FT_PAD; }
-
-// The smaller side of a pad after its scale (a round or donut pad: the outer
-// diameter).
 double padSize(const LayerDef& def, const Feature& f) {
     const PadShape p = padShape(def.symbols[f.ref], f);
     return std::min(p.w, p.h);
@@ -183,135 +127,107 @@ double strokeWidth(const LayerDef& def, const Feature& f) {
     return 2 * strokeRadius(s);
 }
 
-}  // namespace
-}  // namespace KERNEL
-
-namespace CHECKS {
-
-using namespace KERNEL;
-using namespace KERNEL::MEASURE_GEOM;
-
-namespace {
-
-// The step of a check once the layer names (and the drill layer, when
-// given) and the limits have been checked. The caller holds the kernel lock.
-Scope checkedScope(const str& job, const str& step, const str_list& layers, const check_params& params,
-                   const str* drillLayer = nullptr) {
-    Scope s = scope(job, step);
-    if (drillLayer) findLayerIndex(s.job, *drillLayer);
-    checkLayers(s, layers);
-    checkParams(params);
-    return s;
+Core pointCore(const Vec& p) {
+    Core point;
+    point.curves.push_back(segmentCurve(p, p));
+    point.probes.push_back(p);
+    return point;
 }
 
-// Runs `perLayer(scope, layer, name, out)` on each layer in turn, all under
-// the kernel lock.
-template <class PerLayer>
-std::vector<check_result> eachLayer(const str& job, const str& step, const str_list& layers,
-                                    const check_params& params, PerLayer&& perLayer) {
-    KERNEL_LOCK;
-    const Scope s = checkedScope(job, step, layers, params);
-    std::vector<check_result> out;
-    for (const std::string& name : layers) perLayer(s, s.layer(name), name, out);
-    return out;
-}
-
-}  // namespace
-
-std::vector<check_result> spacing(const str& job, const str& step, const str_list& layers,
-                                  const check_params& params) {
-    check_stats stats;
-    return spacing(job, step, layers, params, stats);
-}
-
-std::vector<check_result> spacing(const str& job, const str& step, const str_list& layers,
-                                  const check_params& params, check_stats& stats) {
-    return eachLayer(job, step, layers, params, [&](const Scope& s, const LayerRef& l, const std::string& name,
-                                                    std::vector<check_result>& out) {
-        CoreCache cores(l);
-        const std::vector<Feature>& fs = l.data.features;
-        const check_stats seen = closePairs(l, params.warning_limit, positiveFeature, [&](uint32_t i, uint32_t j) {
-            const std::string& net = netOf(s.job, fs[i]);
-            if (!net.empty() && net == netOf(s.job, fs[j])) return;
-            const Closest c = shapeDistance(cores[i], cores[j]);
-            if (c.distance == 0) return;  // touching features are connected
-            check_result r = newResult("spacing", name, i);
-            if (!classify(c.distance, params, r)) return;
-            addFeature(r, name, j);
-            setPoints(r, c);
-            out.push_back(std::move(r));
-        });
-        stats.features += seen.features;
-        stats.pairs += seen.pairs;
-    });
-}
-
-namespace {
-
-// A check of one value per feature, each layer on its own.
-template <class Value>
-std::vector<check_result> perFeature(const str& job, const str& step, const str_list& layers,
-                                     const check_params& params, const char* check,
-                                     bool (*accept)(const Feature&), Value&& value, bool boxLocation) {
-    return eachLayer(job, step, layers, params, [&](const Scope&, const LayerRef& l, const std::string& name,
-                                                    std::vector<check_result>& out) {
-        const std::vector<Feature>& fs = l.data.features;
-        for (uint32_t i = 0; i < fs.size(); ++i) {
-            if (!accept(fs[i])) continue;
-            check_result r = newResult(check, name, i);
-            if (!classify(value(l.def, fs[i]), params, r)) continue;
-            if (boxLocation)
-                setBox(r, l, fs[i]);
-            else
-                setPoint(r, {double(fs[i].x1), double(fs[i].y1)});
-            out.push_back(std::move(r));
+bool wholeInside(const LayerContext& ic, const Feature& inner, const LayerContext& oc, const Feature& outer) {
+    std::vector<Curve> in, out;
+    featureOutline(ic, inner, in);
+    featureOutline(oc, outer, out);
+    if (in.empty() || out.empty()) return false;
+    for (const Curve& c : in)
+        for (const Curve& d : out) {
+            if (c.box.xmax < d.box.xmin || d.box.xmax < c.box.xmin || c.box.ymax < d.box.ymin ||
+                d.box.ymax < c.box.ymin)
+                continue;
+            if (closestCurves(c, d).distance == 0) return false;
         }
-    });
+    Core outerCore;
+    featureCore(oc, outer, outerCore);
+    return shapeDistance(outerCore, pointCore(in[0].a)).distance == 0;
 }
+
+bool crossedByDrills(const LayerDef& def) {
+    const API::matrix_info& row = def.row;
+    return row.context == "board" && (row.type == "signal" || row.type == "power_ground" || row.type == "mixed");
+}
+
+// ---- bodies -------------------------------------------------------------------
+void spacingBody(const Scope&, const NetIds& nets, const LayerRef& l, const check_params& p, Range range,
+                 std::vector<check_result>& out, check_stats& stats, const std::atomic<bool>* cancel) {
+    CoreCache cores(l);
+    const std::vector<Feature>& fs = l.data.features;
+    closePairs(l, p.warning_limit, positiveFeature, range.begin, range.end, stats, cancel,
+               [&](uint32_t i, uint32_t j) {
+                   const uint32_t net = nets(fs[i]);
+                   if (net != 0 && net == nets(fs[j])) return;
+                   const Closest c = shapeDistance(cores[i], cores[j]);
+                   if (c.distance == 0) return;  // touching features are connected
+                   check_result r = newResult("spacing", l.name, i);
+                   if (!classify(c.distance, p, r)) return;
+                   addFeature(r, l.name, j);
+                   setPoints(r, c);
+                   out.push_back(std::move(r));
+               });
+}
+
+namespace {
 
 bool positiveStroke(const Feature& f) {
     return f.positive() && (f.type == API::FT_LINE || f.type == API::FT_ARC);
 }
 
+// A check of one value per feature.
+template <class Value>
+void perFeature(const LayerRef& l, const check_params& p, const char* check, bool (*accept)(const Feature&),
+                Value&& value, bool boxLocation, std::vector<check_result>& out) {
+    const std::vector<Feature>& fs = l.data.features;
+    for (uint32_t i = 0; i < fs.size(); ++i) {
+        if (!accept(fs[i])) continue;
+        check_result r = newResult(check, l.name, i);
+        if (!classify(value(l.def, fs[i]), p, r)) continue;
+        if (boxLocation)
+            setBox(r, l, fs[i]);
+        else
+            setPoint(r, {double(fs[i].x1), double(fs[i].y1)});
+        out.push_back(std::move(r));
+    }
+}
+
 }  // namespace
 
-std::vector<check_result> line_width(const str& job, const str& step, const str_list& layers,
-                                     const check_params& params) {
-    return perFeature(job, step, layers, params, "line_width", positiveStroke, strokeWidth, true);
+void lineWidthBody(const LayerRef& l, const check_params& p, std::vector<check_result>& out) {
+    perFeature(l, p, "line_width", positiveStroke, strokeWidth, true, out);
+}
+void padSizeBody(const LayerRef& l, const check_params& p, std::vector<check_result>& out) {
+    perFeature(l, p, "pad_size", positivePad, padSize, true, out);
+}
+void minDrillBody(const LayerRef& l, const check_params& p, std::vector<check_result>& out) {
+    perFeature(l, p, "min_drill", positivePad, padSize, false, out);
 }
 
-std::vector<check_result> pad_size(const str& job, const str& step, const str_list& layers,
-                                   const check_params& params) {
-    return perFeature(job, step, layers, params, "pad_size", positivePad, padSize, true);
-}
-
-std::vector<check_result> min_drill(const str& job, const str& step, const str_list& layers,
-                                    const check_params& params) {
-    return perFeature(job, step, layers, params, "min_drill", positivePad, padSize, false);
-}
-
-std::vector<check_result> hole_spacing(const str& job, const str& step, const str_list& layers,
-                                       const check_params& params) {
-    return eachLayer(job, step, layers, params, [&](const Scope&, const LayerRef& l, const std::string& name,
-                                                    std::vector<check_result>& out) {
-        CoreCache cores(l);
-        const std::vector<Feature>& fs = l.data.features;
-        closePairs(l, params.warning_limit, positivePad, [&](uint32_t i, uint32_t j) {
-            check_result r = newResult("hole_spacing", name, i);
-            if (fs[i].x1 == fs[j].x1 && fs[i].y1 == fs[j].y1 && padSize(l.def, fs[i]) == padSize(l.def, fs[j])) {
-                r.check = "duplicate_hole";
-                r.level = severity::ERROR;
-                r.value = 0;
-                r.limit = params.error_limit;
-                setPoint(r, {double(fs[i].x1), double(fs[i].y1)});
-            } else {
-                const Closest c = shapeDistance(cores[i], cores[j]);
-                if (!classify(c.distance, params, r)) return;
-                setPoints(r, c);
-            }
-            addFeature(r, name, j);
-            out.push_back(std::move(r));
-        });
+void holeSpacingBody(const LayerRef& l, const check_params& p, Range range, std::vector<check_result>& out,
+                     const std::atomic<bool>* cancel) {
+    CoreCache cores(l);
+    const std::vector<Feature>& fs = l.data.features;
+    check_stats stats;
+    closePairs(l, p.warning_limit, positivePad, range.begin, range.end, stats, cancel, [&](uint32_t i, uint32_t j) {
+        check_result r = newResult("hole_spacing", l.name, i);
+        if (fs[i].x1 == fs[j].x1 && fs[i].y1 == fs[j].y1 && padSize(l.def, fs[i]) == padSize(l.def, fs[j])) {
+            r.check = "duplicate_hole";
+            setBroken(r, p);
+            setPoint(r, {double(fs[i].x1), double(fs[i].y1)});
+        } else {
+            const Closest c = shapeDistance(cores[i], cores[j]);
+            if (!classify(c.distance, p, r)) return;
+            setPoints(r, c);
+        }
+        addFeature(r, l.name, j);
+        out.push_back(std::move(r));
     });
 }
 
@@ -333,9 +249,7 @@ Ring bestRing(const LayerRef& copper, const Vec& centre, double radius, std::vec
     ids.clear();
     copper.data.index.query(copper.data.features, SpatialIndex::Box({q.xmin, q.ymin}, {q.xmax, q.ymax}), ids);
     std::sort(ids.begin(), ids.end());
-    Core point;
-    point.curves.push_back(segmentCurve(centre, centre));
-    point.probes.push_back(centre);
+    const Core point = pointCore(centre);
     for (uint32_t id : ids) {
         const Feature& f = copper.data.features[id];
         if (!positivePad(f)) continue;
@@ -363,66 +277,184 @@ Ring bestRing(const LayerRef& copper, const Vec& centre, double radius, std::vec
 
 }  // namespace
 
-std::vector<check_result> annular_ring(const str& job, const str& step, const str& drill_layer,
-                                       const str_list& copper_layers, const check_params& params) {
-    KERNEL_LOCK;
-    const Scope s = checkedScope(job, step, copper_layers, params, &drill_layer);
-    std::vector<check_result> out;
-    const LayerRef drill = s.layer(drill_layer);
+void annularRingBody(const LayerRef& drill, const LayerRef& copper, const check_params& p,
+                     std::vector<check_result>& out, const std::atomic<bool>* cancel) {
     std::vector<uint32_t> ids;
     std::vector<Curve> curves;
-    for (const std::string& name : copper_layers) {
-        const LayerRef copper = s.layer(name);
-        const std::vector<Feature>& holes = drill.data.features;
-        for (uint32_t h = 0; h < holes.size(); ++h) {
-            if (!positivePad(holes[h])) continue;
-            const Vec centre{double(holes[h].x1), double(holes[h].y1)};
-            const Ring ring = bestRing(copper, centre, padSize(drill.def, holes[h]) / 2, ids, curves);
-            check_result r = newResult("annular_ring", drill_layer, h);
-            if (!classify(ring.value, params, r)) continue;
-            if (ring.pad >= 0)
-                addFeature(r, name, static_cast<uint32_t>(ring.pad));
-            else if (name != drill_layer)
-                r.layers.push_back(name);
-            r.location.kind = location_kind::POINTS;
-            r.location.a = mp(centre);
-            r.location.b = mp(ring.edge);
+    const std::vector<Feature>& holes = drill.data.features;
+    for (uint32_t h = 0; h < holes.size(); ++h) {
+        if (!positivePad(holes[h])) continue;
+        if ((h & 1023) == 0 && stopped(cancel)) return;
+        const Vec centre{double(holes[h].x1), double(holes[h].y1)};
+        const Ring ring = bestRing(copper, centre, padSize(drill.def, holes[h]) / 2, ids, curves);
+        check_result r = newResult("annular_ring", drill.name, h);
+        if (!classify(ring.value, p, r)) continue;
+        if (ring.pad >= 0)
+            addFeature(r, copper.name, static_cast<uint32_t>(ring.pad));
+        else if (copper.name != drill.name)
+            r.layers.push_back(copper.name);
+        r.location.kind = location_kind::POINTS;
+        r.location.a = mp(centre);
+        r.location.b = mp(ring.edge);
+        out.push_back(std::move(r));
+    }
+}
+
+void drillToCopperBody(const LayerRef& drill, const LayerRef& copper, const check_params& p,
+                       std::vector<check_result>& out, const std::atomic<bool>* cancel) {
+    CoreCache holes(drill);
+    CoreCache cores(copper);
+    std::vector<uint32_t> ids;
+    const std::vector<Feature>& hs = drill.data.features;
+    for (uint32_t h = 0; h < hs.size(); ++h) {
+        if (!positivePad(hs[h])) continue;
+        if ((h & 1023) == 0 && stopped(cancel)) return;
+        ids.clear();
+        copper.data.index.query(copper.data.features, grownBox(drill, hs[h], p.warning_limit), ids);
+        std::sort(ids.begin(), ids.end());
+        for (uint32_t id : ids) {
+            if (!copper.data.features[id].positive()) continue;
+            const Closest c = shapeDistance(holes[h], cores[id]);
+            if (c.distance == 0) continue;  // the hole's own copper
+            check_result r = newResult("drill_to_copper", drill.name, h);
+            if (!classify(c.distance, p, r)) continue;
+            addFeature(r, copper.name, id);
+            setPoints(r, c);
             out.push_back(std::move(r));
         }
     }
+}
+
+void profileBody(const Scope& s, const LayerRef& l, const check_params& p, std::vector<check_result>& out,
+                 const std::atomic<bool>* cancel) {
+    if (s.step.profile.empty()) fail("step '" + s.step.name + "' has no profile");
+    std::vector<Vec> outline;
+    for (const API::lPoint& q : s.step.profile) outline.push_back({q.x, q.y});
+    Core profile;
+    polylineCore(outline, profile);
+    const std::vector<Feature>& fs = l.data.features;
+    for (uint32_t i = 0; i < fs.size(); ++i) {
+        if (!fs[i].positive()) continue;
+        if ((i & 1023) == 0 && stopped(cancel)) return;
+        Core core;
+        featureCore(l.ctx(), fs[i], core);
+        const Closest c = shapeDistance(core, profile);
+        check_result r = newResult("profile_clearance", l.name, i);
+        // Clear of the outline, the feature lies wholly on one side of it:
+        // its closest point tells which.
+        if (c.distance == 0 || !pointInPolygon(c.a, outline)) {
+            r.check = "outside_profile";
+            setBroken(r, p);
+        } else if (!classify(c.distance, p, r)) {
+            continue;
+        }
+        setPoints(r, c);
+        out.push_back(std::move(r));
+    }
+}
+
+}  // namespace CHECKS_IMPL
+}  // namespace KERNEL
+
+namespace CHECKS {
+
+using namespace KERNEL;
+using namespace KERNEL::CHECKS_IMPL;
+
+namespace {
+
+// The step of a check once the layer names (and the extra single layers,
+// when given) and the limits have been checked. The caller holds the kernel lock.
+Scope checkedScope(const str& job, const str& step, const str_list& layers, const check_params& params,
+                   const str_list& extra = {}) {
+    Scope s = scope(job, step);
+    checkLayers(s, extra);
+    checkLayers(s, layers);
+    checkParams(params);
+    return s;
+}
+
+// Runs `perLayer(scope, layer, out)` on each layer in turn, all under the
+// kernel lock.
+template <class PerLayer>
+std::vector<check_result> eachLayer(const str& job, const str& step, const str_list& layers,
+                                    const check_params& params, PerLayer&& perLayer) {
+    KERNEL_LOCK;
+    const Scope s = checkedScope(job, step, layers, params);
+    std::vector<check_result> out;
+    for (const std::string& name : layers) perLayer(s, s.layer(name), out);
     return out;
+}
+
+// The same for the checks of one drill or mask layer against each of the
+// other layers.
+template <class PerLayer>
+std::vector<check_result> eachAgainst(const str& job, const str& step, const str& first, const str_list& layers,
+                                      const check_params& params, PerLayer&& perLayer) {
+    KERNEL_LOCK;
+    const Scope s = checkedScope(job, step, layers, params, {first});
+    std::vector<check_result> out;
+    const LayerRef one = s.layer(first);
+    for (const std::string& name : layers) perLayer(s, one, s.layer(name), out);
+    return out;
+}
+
+}  // namespace
+
+std::vector<check_result> spacing(const str& job, const str& step, const str_list& layers,
+                                  const check_params& params) {
+    check_stats stats;
+    return spacing(job, step, layers, params, stats);
+}
+
+std::vector<check_result> spacing(const str& job, const str& step, const str_list& layers,
+                                  const check_params& params, check_stats& stats) {
+    KERNEL_LOCK;
+    const NetIds nets(findJob(job));
+    return eachLayer(job, step, layers, params, [&](const Scope& s, const LayerRef& l, std::vector<check_result>& out) {
+        spacingBody(s, nets, l, params, Range{}, out, stats, nullptr);
+    });
+}
+
+std::vector<check_result> line_width(const str& job, const str& step, const str_list& layers,
+                                     const check_params& params) {
+    return eachLayer(job, step, layers, params,
+                     [&](const Scope&, const LayerRef& l, std::vector<check_result>& out) { lineWidthBody(l, params, out); });
+}
+
+std::vector<check_result> pad_size(const str& job, const str& step, const str_list& layers,
+                                   const check_params& params) {
+    return eachLayer(job, step, layers, params,
+                     [&](const Scope&, const LayerRef& l, std::vector<check_result>& out) { padSizeBody(l, params, out); });
+}
+
+std::vector<check_result> min_drill(const str& job, const str& step, const str_list& layers,
+                                    const check_params& params) {
+    return eachLayer(job, step, layers, params,
+                     [&](const Scope&, const LayerRef& l, std::vector<check_result>& out) { minDrillBody(l, params, out); });
+}
+
+std::vector<check_result> hole_spacing(const str& job, const str& step, const str_list& layers,
+                                       const check_params& params) {
+    return eachLayer(job, step, layers, params, [&](const Scope&, const LayerRef& l, std::vector<check_result>& out) {
+        holeSpacingBody(l, params, Range{}, out, nullptr);
+    });
+}
+
+std::vector<check_result> annular_ring(const str& job, const str& step, const str& drill_layer,
+                                       const str_list& copper_layers, const check_params& params) {
+    return eachAgainst(job, step, drill_layer, copper_layers, params,
+                       [&](const Scope&, const LayerRef& drill, const LayerRef& copper, std::vector<check_result>& out) {
+                           annularRingBody(drill, copper, params, out, nullptr);
+                       });
 }
 
 std::vector<check_result> drill_to_copper(const str& job, const str& step, const str& drill_layer,
                                           const str_list& copper_layers, const check_params& params) {
-    KERNEL_LOCK;
-    const Scope s = checkedScope(job, step, copper_layers, params, &drill_layer);
-    std::vector<check_result> out;
-    const LayerRef drill = s.layer(drill_layer);
-    CoreCache holes(drill);
-    std::vector<uint32_t> ids;
-    for (const std::string& name : copper_layers) {
-        const LayerRef copper = s.layer(name);
-        CoreCache cores(copper);
-        const std::vector<Feature>& hs = drill.data.features;
-        for (uint32_t h = 0; h < hs.size(); ++h) {
-            if (!positivePad(hs[h])) continue;
-            ids.clear();
-            copper.data.index.query(copper.data.features, grownBox(drill, hs[h], params.warning_limit), ids);
-            std::sort(ids.begin(), ids.end());
-            for (uint32_t id : ids) {
-                if (!copper.data.features[id].positive()) continue;
-                const Closest c = shapeDistance(holes[h], cores[id]);
-                if (c.distance == 0) continue;  // the hole's own copper
-                check_result r = newResult("drill_to_copper", drill_layer, h);
-                if (!classify(c.distance, params, r)) continue;
-                addFeature(r, name, id);
-                setPoints(r, c);
-                out.push_back(std::move(r));
-            }
-        }
-    }
-    return out;
+    return eachAgainst(job, step, drill_layer, copper_layers, params,
+                       [&](const Scope&, const LayerRef& drill, const LayerRef& copper, std::vector<check_result>& out) {
+                           drillToCopperBody(drill, copper, params, out, nullptr);
+                       });
 }
 
 std::vector<check_result> profile_clearance(const str& job, const str& step, const str_list& layers,
@@ -430,34 +462,33 @@ std::vector<check_result> profile_clearance(const str& job, const str& step, con
     KERNEL_LOCK;
     const Scope s = checkedScope(job, step, layers, params);
     if (s.step.profile.empty()) fail("step '" + step + "' has no profile");
-    std::vector<Vec> outline;
-    for (const API::lPoint& p : s.step.profile) outline.push_back({p.x, p.y});
-    Core profile;
-    polylineCore(outline, profile);
     std::vector<check_result> out;
-    for (const std::string& name : layers) {
-        const LayerRef l = s.layer(name);
-        const std::vector<Feature>& fs = l.data.features;
-        for (uint32_t i = 0; i < fs.size(); ++i) {
-            if (!fs[i].positive()) continue;
-            Core core;
-            featureCore(l.ctx(), fs[i], core);
-            const Closest c = shapeDistance(core, profile);
-            check_result r = newResult("profile_clearance", name, i);
-            // Clear of the outline, the feature lies wholly on one side of it:
-            // its closest point tells which.
-            if (c.distance == 0 || !pointInPolygon(c.a, outline)) {
-                r.check = "outside_profile";
-                r.level = severity::ERROR;
-                r.value = 0;
-                r.limit = params.error_limit;
-            } else if (!classify(c.distance, params, r)) {
-                continue;
-            }
-            setPoints(r, c);
-            out.push_back(std::move(r));
-        }
-    }
+    for (const std::string& name : layers) profileBody(s, s.layer(name), params, out, nullptr);
+    return out;
+}
+
+std::vector<check_result> slivers(const str& job, const str& step, const str_list& layers,
+                                  const check_params& params) {
+    return eachLayer(job, step, layers, params, [&](const Scope&, const LayerRef& l, std::vector<check_result>& out) {
+        sliverBody(l, params, out, nullptr);
+    });
+}
+
+std::vector<check_result> mask_clearance(const str& job, const str& step, const str& copper_layer,
+                                         const str& mask_layer, const check_params& params) {
+    return eachAgainst(job, step, mask_layer, {copper_layer}, params,
+                       [&](const Scope&, const LayerRef& mask, const LayerRef& copper, std::vector<check_result>& out) {
+                           maskBody(copper, mask, params, out, nullptr);
+                       });
+}
+
+std::vector<check_result> silk_over_copper(const str& job, const str& step, const str& silk_layer,
+                                           const str& mask_layer, const str& copper_layer,
+                                           const check_params& params) {
+    KERNEL_LOCK;
+    const Scope s = checkedScope(job, step, {silk_layer, mask_layer, copper_layer}, params);
+    std::vector<check_result> out;
+    silkBody(s.layer(silk_layer), s.layer(mask_layer), s.layer(copper_layer), params, out, nullptr);
     return out;
 }
 

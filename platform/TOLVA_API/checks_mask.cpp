@@ -1,0 +1,122 @@
+// Solder mask and silk screen against the copper they open or must keep off.
+#include "checks_internal.h"
+
+namespace TOLVA {
+namespace KERNEL {
+namespace CHECKS_IMPL {
+
+namespace {
+
+struct Clearance {
+    double value = 0;
+    Vec a, b;  // on the pad's and the opening's outline
+};
+
+// How far the opening's outline lies beyond the pad's: their outline
+// distance when the opening holds the whole pad, 0 otherwise.
+Clearance openingClearance(const LayerRef& copper, const Feature& pad, const LayerRef& mask, const Feature& opening,
+                           const Core& openingCore) {
+    std::vector<Curve> in, out;
+    featureOutline(copper.ctx(), pad, in);
+    featureOutline(mask.ctx(), opening, out);
+    Clearance best;
+    if (in.empty() || out.empty()) return best;
+    Closest c;
+    c.distance = -1;
+    for (const Curve& x : in)
+        for (const Curve& y : out) {
+            const Closest k = closestCurves(x, y);
+            if (c.distance < 0 || k.distance < c.distance) c = k;
+        }
+    best.a = c.a;
+    best.b = c.b;
+    if (c.distance > 0 && shapeDistance(openingCore, pointCore(in[0].a)).distance == 0) best.value = c.distance;
+    return best;
+}
+
+}  // namespace
+
+void maskBody(const LayerRef& copper, const LayerRef& mask, const check_params& p,
+              std::vector<check_result>& out, const std::atomic<bool>* cancel) {
+    CoreCache pads(copper), openings(mask);
+    std::vector<uint32_t> ids;
+    const std::vector<Feature>& fs = copper.data.features;
+    const std::vector<Feature>& ms = mask.data.features;
+    for (uint32_t i = 0; i < fs.size(); ++i) {
+        if (!positivePad(fs[i])) continue;
+        if ((i & 1023) == 0 && stopped(cancel)) return;
+        ids.clear();
+        mask.data.index.query(ms, grownBox(copper, fs[i], 0), ids);
+        std::sort(ids.begin(), ids.end());
+        long bestOpening = -1;
+        Clearance best;
+        for (uint32_t m : ids) {
+            if (!ms[m].positive() || shapeDistance(pads[i], openings[m]).distance > 0) continue;
+            const Clearance c = openingClearance(copper, fs[i], mask, ms[m], openings[m]);
+            if (bestOpening < 0 || c.value > best.value) {
+                best = c;
+                bestOpening = m;
+            }
+        }
+        check_result r = newResult("mask_clearance", copper.name, i);
+        if (bestOpening < 0) {
+            r.check = "missing_mask_opening";
+            r.layers.push_back(mask.name);
+            setBroken(r, p);
+            setBox(r, copper, fs[i]);
+            out.push_back(std::move(r));
+            continue;
+        }
+        if (!classify(best.value, p, r)) continue;
+        addFeature(r, mask.name, static_cast<uint32_t>(bestOpening));
+        r.location.kind = location_kind::POINTS;
+        r.location.a = mp(best.a);
+        r.location.b = mp(best.b);
+        out.push_back(std::move(r));
+    }
+}
+
+void silkBody(const LayerRef& silk, const LayerRef& mask, const LayerRef& copper, const check_params& p,
+              std::vector<check_result>& out, const std::atomic<bool>* cancel) {
+    CoreCache marks(silk), openings(mask), metal(copper);
+    const std::vector<Feature>& ss = silk.data.features;
+    const std::vector<Feature>& ms = mask.data.features;
+    const std::vector<Feature>& cs = copper.data.features;
+    // Whether each opening exposes copper, worked out on first use.
+    std::vector<int8_t> exposes(ms.size(), -1);
+    std::vector<uint32_t> ids, under;
+    auto exposed = [&](uint32_t m) {
+        if (exposes[m] < 0) {
+            exposes[m] = 0;
+            under.clear();
+            copper.data.index.query(cs, grownBox(mask, ms[m], 0), under);
+            std::sort(under.begin(), under.end());
+            for (uint32_t c : under)
+                if (cs[c].positive() && shapeDistance(openings[m], metal[c]).distance == 0) {
+                    exposes[m] = 1;
+                    break;
+                }
+        }
+        return exposes[m] == 1;
+    };
+    for (uint32_t i = 0; i < ss.size(); ++i) {
+        if (!ss[i].positive()) continue;
+        if ((i & 1023) == 0 && stopped(cancel)) return;
+        ids.clear();
+        mask.data.index.query(ms, grownBox(silk, ss[i], p.warning_limit), ids);
+        std::sort(ids.begin(), ids.end());
+        for (uint32_t m : ids) {
+            if (!ms[m].positive() || !exposed(m)) continue;
+            const Closest c = shapeDistance(marks[i], openings[m]);
+            check_result r = newResult("silk_over_copper", silk.name, i);
+            if (!classify(c.distance, p, r)) continue;
+            addFeature(r, mask.name, m);
+            setPoints(r, c);
+            out.push_back(std::move(r));
+        }
+    }
+}
+
+}  // namespace CHECKS_IMPL
+}  // namespace KERNEL
+}  // namespace TOLVA
