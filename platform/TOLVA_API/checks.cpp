@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
+#include <memory>
 
 #include "checks_internal.h"
 
@@ -156,16 +158,137 @@ bool crossedByDrills(const LayerDef& def) {
     return row.context == "board" && (row.type == "signal" || row.type == "power_ground" || row.type == "mixed");
 }
 
+// ---- exact distances near large outlines -------------------------------------
+namespace {
+
+namespace bgi = boost::geometry::index;
+
+// Outlines of more curves than this (pours, planes) get an index of their own.
+constexpr size_t kLargeCore = 24;
+
+CurveBox curveBox(const Extent& e, double margin) {
+    return CurveBox({e.xmin - margin, e.ymin - margin}, {e.xmax + margin, e.ymax + margin});
+}
+
+Extent coreBox(const Core& c) {
+    Extent e = c.curves.front().box;
+    for (const Curve& k : c.curves)
+        e = {std::min(e.xmin, k.box.xmin), std::min(e.ymin, k.box.ymin), std::max(e.xmax, k.box.xmax),
+             std::max(e.ymax, k.box.ymax)};
+    return e;
+}
+
+double boxGap2(const Extent& a, const Extent& b) {
+    const double dx = std::max({0.0, a.xmin - b.xmax, b.xmin - a.xmax});
+    const double dy = std::max({0.0, a.ymin - b.ymax, b.ymin - a.ymax});
+    return dx * dx + dy * dy;
+}
+
+void near(const Core& c, const CurveTree* t, const Core& other, double reach, std::vector<uint32_t>& out);
+bool inside(const Core& c, const CurveTree* t, const Vec& q);
+Closest widen(const Closest& c, double ra, double rb);
+
+}  // namespace
+
+NearCores::NearCores(const LayerRef& l) : m_cores(l), m_trees(l.data.features.size()) {}
+NearCores::~NearCores() = default;
+
+Closest NearCores::distance(uint32_t i, uint32_t j, double margin) {
+    return between(m_cores[i], tree(i, m_cores[i]), m_cores[j], tree(j, m_cores[j]), margin);
+}
+
+Closest NearCores::distanceTo(const Core& a, uint32_t j, double margin) {
+    return between(a, nullptr, m_cores[j], tree(j, m_cores[j]), margin);
+}
+
+Closest NearCores::between(const Core& a, const CurveTree* ta, const Core& b, const CurveTree* tb, double margin) {
+    if ((!ta && !tb) || a.curves.empty() || b.curves.empty()) return shapeDistance(a, b);
+    const double reach = margin + a.radius + b.radius + 1;
+    near(a, ta, b, reach, m_nearA);
+    near(b, tb, a, reach, m_nearB);
+    Closest best{std::numeric_limits<double>::infinity(), {}, {}};
+    for (uint32_t x : m_nearA)
+        for (uint32_t y : m_nearB) {
+            const Curve &c = a.curves[x], &d = b.curves[y];
+            if (boxGap2(c.box, d.box) >= best.distance * best.distance) continue;
+            const Closest k = closestCurves(c, d);
+            if (k.distance < best.distance) best = k;
+            if (best.distance == 0) return best;
+        }
+    if (b.filled)
+        for (const Vec& q : a.probes)
+            if (inside(b, tb, q)) return {0, q, q};
+    if (a.filled)
+        for (const Vec& q : b.probes)
+            if (inside(a, ta, q)) return {0, q, q};
+    return widen(best, a.radius, b.radius);
+}
+
+const CurveTree* NearCores::tree(uint32_t id, const Core& c) {
+    if (c.curves.size() <= kLargeCore) return nullptr;
+    if (!m_trees[id]) {
+        std::vector<std::pair<CurveBox, uint32_t>> boxes;
+        for (uint32_t k = 0; k < c.curves.size(); ++k) boxes.emplace_back(curveBox(c.curves[k].box, 0), k);
+        m_trees[id] = std::make_unique<CurveTree>(boxes.begin(), boxes.end());
+    }
+    return m_trees[id].get();
+}
+
+namespace {
+
+// The curves of `c` that come within `reach` of the box of `other`, in order.
+void near(const Core& c, const CurveTree* t, const Core& other, double reach, std::vector<uint32_t>& out) {
+    out.clear();
+    if (!t) {
+        for (uint32_t k = 0; k < c.curves.size(); ++k) out.push_back(k);
+        return;
+    }
+    for (auto it = t->qbegin(bgi::intersects(curveBox(coreBox(other), reach))); it != t->qend(); ++it)
+        out.push_back(it->second);
+    std::sort(out.begin(), out.end());
+}
+
+// The even-odd test of pointInPolygon over the rings, on the edges that
+// reach the ray from q towards +x only (the others never flip it).
+bool inside(const Core& c, const CurveTree* t, const Vec& q) {
+    if (!t) return coreContains(c, q);
+    bool in = false;
+    const CurveBox ray({q.x - 1, q.y}, {std::numeric_limits<double>::max(), q.y});
+    for (auto it = t->qbegin(bgi::intersects(ray)); it != t->qend(); ++it) {
+        const Curve& e = c.curves[it->second];
+        const Vec& a = e.b;  // pointInPolygon walks each ring from a vertex to the one before
+        const Vec& b = e.a;
+        if ((a.y > q.y) != (b.y > q.y) && q.x < (b.x - a.x) * (q.y - a.y) / (b.y - a.y) + a.x) in = !in;
+    }
+    return in;
+}
+
+// shapeDistance's step from the cores to the swept shapes.
+Closest widen(const Closest& c, double ra, double rb) {
+    if (c.distance == std::numeric_limits<double>::infinity() || c.distance == 0) return c;
+    const double d = c.distance, gap = d - ra - rb;
+    if (gap <= 0) {
+        const double lo = std::max(0.0, d - rb), hi = std::min(d, ra);
+        const double t = std::max(lo, std::min(hi, 0.5 * (ra + d - rb))) / d;
+        const Vec q{c.a.x + t * (c.b.x - c.a.x), c.a.y + t * (c.b.y - c.a.y)};
+        return {0, q, q};
+    }
+    const double ux = (c.b.x - c.a.x) / d, uy = (c.b.y - c.a.y) / d;
+    return {gap, {c.a.x + ra * ux, c.a.y + ra * uy}, {c.b.x - rb * ux, c.b.y - rb * uy}};
+}
+
+}  // namespace
+
 // ---- bodies -------------------------------------------------------------------
 void spacingBody(const Scope&, const NetIds& nets, const LayerRef& l, const check_params& p, Range range,
                  std::vector<check_result>& out, check_stats& stats, const std::atomic<bool>* cancel) {
-    CoreCache cores(l);
+    NearCores cores(l);
     const std::vector<Feature>& fs = l.data.features;
     closePairs(l, p.warning_limit, positiveFeature, range.begin, range.end, stats, cancel,
                [&](uint32_t i, uint32_t j) {
                    const uint32_t net = nets(fs[i]);
                    if (net != 0 && net == nets(fs[j])) return;
-                   const Closest c = shapeDistance(cores[i], cores[j]);
+                   const Closest c = cores.distance(i, j, p.warning_limit);
                    if (c.distance == 0) return;  // touching features are connected
                    check_result r = newResult("spacing", l.name, i);
                    if (!classify(c.distance, p, r)) return;

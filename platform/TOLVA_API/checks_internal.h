@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -94,6 +95,33 @@ private:
     LayerRef m_layer;
     std::vector<Core> m_cores;
     std::vector<char> m_built;
+};
+
+// Cores with an index over the curves of the large ones (pours, planes).
+// shapeDistance looks at every pair of curves and every edge for
+// containment; beside a pour most of them are far away. Below `margin`
+// (plus both radii) the distance is the same value, found on the same pair
+// of curves, as shapeDistance's; beyond it only "not closer than margin" is
+// certain. One per thread.
+using CurveBox = boost::geometry::model::box<boost::geometry::model::point<double, 2, boost::geometry::cs::cartesian>>;
+using CurveTree = boost::geometry::index::rtree<std::pair<CurveBox, uint32_t>, boost::geometry::index::rstar<16>>;
+class NearCores {
+public:
+    explicit NearCores(const LayerRef& l);
+    ~NearCores();
+    const Core& operator[](uint32_t id) { return m_cores[id]; }
+    // Between features i and j of the layer.
+    Closest distance(uint32_t i, uint32_t j, double margin);
+    // From a small shape of elsewhere (a hole) to feature j of the layer.
+    Closest distanceTo(const Core& a, uint32_t j, double margin);
+
+private:
+    const CurveTree* tree(uint32_t id, const Core& c);
+    Closest between(const Core& a, const CurveTree* ta, const Core& b, const CurveTree* tb, double margin);
+
+    CoreCache m_cores;
+    std::vector<std::unique_ptr<CurveTree>> m_trees;
+    std::vector<uint32_t> m_nearA, m_nearB;
 };
 
 // The R-tree box of a feature grown by `margin` on every side.

@@ -1,6 +1,7 @@
 // Nets: the copper that touches, through the layers and the plated holes,
 // and the opens and shorts against the ".net" names it carries.
 #include <deque>
+#include <memory>
 #include <map>
 #include <numeric>
 #include <set>
@@ -40,7 +41,7 @@ public:
             NetLayer l{ref, drill, !drill && crossedByDrills(ref.def), offset};
             offset += ref.data.features.size();
             m_layers.push_back(l);
-            m_cores.emplace_back(ref);
+            m_near.push_back(std::make_unique<NearCores>(ref));
             m_cover.emplace_back(ref.data.features.size(), -2);
         };
         for (const std::string& n : copper) add(n, false);
@@ -71,13 +72,13 @@ public:
         if (!f.positive()) return false;
         return !m_layers[l].drill || (f.type == API::FT_PAD && plated(m_job, f));
     }
-    const Core& core(size_t l, uint32_t i) { return m_cores[l][i]; }
+    const Core& core(size_t l, uint32_t i) { return (*m_near[l])[i]; }
 
     // Two members of one copper layer touch, their contact not cut out.
     bool copperContact(size_t l, uint32_t i, uint32_t j) {
         const int64_t first = std::min(i, j);
         if (cover(l, i) > first || cover(l, j) > first) return false;
-        return shapeDistance(core(l, i), core(l, j)).distance == 0;
+        return m_near[l]->distance(i, j, 0).distance == 0;
     }
     // The largest index of a negative feature of copper layer c that holds
     // the feature (layer l, index i) whole; -1 for none.
@@ -99,33 +100,37 @@ public:
     // negative that holds the hole latest on that layer.
     bool holeContact(size_t d, uint32_t h, size_t c, uint32_t i, int64_t holeCover) {
         if (holeCover > int64_t(i)) return false;
-        return shapeDistance(core(d, h), core(c, i)).distance == 0;
+        return m_near[c]->distanceTo(core(d, h), i, 0).distance == 0;
     }
 
-    // Every neighbour of a member, in a fixed order.
+    // Every neighbour of a member from global id `from` on, in a fixed order.
     template <class Visit>
-    void neighbours(size_t l, uint32_t i, std::vector<uint32_t>& ids, Visit&& visit) {
+    void neighbours(size_t l, uint32_t i, size_t from, std::vector<uint32_t>& ids, Visit&& visit) {
+        auto later = [&](size_t ol, uint32_t j) { return m_layers[ol].offset + j >= from; };
         const NetLayer& me = m_layers[l];
         const Feature& f = feature(l, i);
         if (!me.drill) {
             query(l, me.ref, f, ids);
             for (uint32_t j : ids)
-                if (j != i && member(l, j) && copperContact(l, i, j)) visit(l, j);
+                if (j != i && later(l, j) && member(l, j) && copperContact(l, i, j)) visit(l, j);
             if (!me.crossed) return;
             for (size_t d = 0; d < m_layers.size(); ++d) {
                 if (!m_layers[d].drill) continue;
                 query(d, me.ref, f, ids);
                 for (uint32_t h : ids)
-                    if (member(d, h) && holeContact(d, h, l, i, holding(l, d, h))) visit(d, h);
+                    if (later(d, h) && member(d, h) && holeContact(d, h, l, i, holding(l, d, h))) visit(d, h);
             }
             return;
         }
         for (size_t c = 0; c < m_layers.size(); ++c) {
             if (!m_layers[c].crossed) continue;
-            const int64_t cover = holding(c, l, i);
             query(c, me.ref, f, ids);
-            for (uint32_t j : ids)
-                if (member(c, j) && holeContact(l, i, c, j, cover)) visit(c, j);
+            int64_t cover = -2;
+            for (uint32_t j : ids) {
+                if (!later(c, j) || !member(c, j)) continue;
+                if (cover == -2) cover = holding(c, l, i);
+                if (holeContact(l, i, c, j, cover)) visit(c, j);
+            }
         }
     }
 
@@ -151,7 +156,7 @@ private:
 
     const Job& m_job;
     std::vector<NetLayer> m_layers;
-    std::vector<CoreCache> m_cores;
+    std::vector<std::unique_ptr<NearCores>> m_near;
     std::vector<std::vector<int32_t>> m_cover;  // -2: not worked out yet
     size_t m_total = 0;
 };
@@ -212,9 +217,8 @@ CHECKS::net_analysis netsBody(const Scope& s, const API::str_list& copper, const
             if ((i & 1023) == 0 && stopped(cancel)) return out;
             const uint32_t me = static_cast<uint32_t>(nl.offset + i);
             // Each contact once: from the feature of the smaller id.
-            g.neighbours(l, i, ids, [&](size_t ol, uint32_t j) {
+            g.neighbours(l, i, me + 1, ids, [&](size_t ol, uint32_t j) {
                 const uint32_t other = static_cast<uint32_t>(g.layers()[ol].offset + j);
-                if (other < me) return;
                 uf.join(me, other);
                 edges.emplace_back(me, other);
             });
@@ -328,7 +332,7 @@ std::vector<MEASURE::feature_ref> netOfBody(const Scope& s, const API::str_list&
         const auto at = queue.front();
         queue.pop_front();
         found.push_back(g.layers()[at.first].offset + at.second);
-        g.neighbours(at.first, at.second, ids, [&](size_t ol, uint32_t j) {
+        g.neighbours(at.first, at.second, 0, ids, [&](size_t ol, uint32_t j) {
             char& s = seen[g.layers()[ol].offset + j];
             if (!s) {
                 s = 1;

@@ -262,6 +262,42 @@ TEST_P(RandomBoards, SliversEqualEveryEdgePair) {
     expectSame(CHECKS::slivers(kJob, kStep, {"top"}, lim), want, 1e-6);
 }
 
+// Beside a pour of many edges the spacing check looks only at the edges near
+// each feature: the same values as every pair measured in full.
+TEST_P(RandomBoards, SpacingBesideLargePoursEqualsAllPairs) {
+    freshBoard();
+    std::mt19937 rng(GetParam());
+    auto uni = [&](double lo, double hi) { return std::round(std::uniform_real_distribution<double>(lo, hi)(rng)); };
+    surface("top", {star(rng, 1.5e6, 1.5e6, 9e5, 1.4e6, 90), star(rng, 1.3e6, 1.5e6, 2e5, 4e5, 40)}, net("GND"));
+    for (int k = 0; k < 50; ++k) {
+        const double x = uni(0, 3e6), y = uni(0, 3e6);
+        if (k % 2)
+            pad("top", x, y, k % 4 == 1 ? "r120" : "rect150x90", net(k % 3 ? "" : "S"));
+        else
+            line("top", x, y, x + uni(-3e5, 3e5), y + uni(-3e5, 3e5), "r40");
+    }
+    surface("top", {star(rng, 2.5e6, 2.5e6, 3e5, 5e5, 60)});
+    const check_params lim{50000, 100000};
+    std::vector<check_result> want;
+    const int n = count("top");
+    for (int i = 0; i < n; ++i)
+        for (int j = i + 1; j < n; ++j) {
+            API::featureInfo a, b;
+            API::get_featureinfo_by_index(kJob, kStep, "top", i, a);
+            API::get_featureinfo_by_index(kJob, kStep, "top", j, b);
+            const auto na = a.attributes.find(".net"), nb = b.attributes.find(".net");
+            if (na != a.attributes.end() && nb != b.attributes.end() && na->second == nb->second) continue;
+            const MEASURE::distance_result d = MEASURE::feature_distance(kJob, kStep, {"top", i}, {"top", j});
+            if (d.distance == 0) continue;
+            check_result r = result("spacing", {{"top", i}, {"top", j}});
+            if (!classify(d.distance, lim, r)) continue;
+            setPoints(r, d.a.x, d.a.y, d.b.x, d.b.y);
+            want.push_back(r);
+        }
+    EXPECT_FALSE(want.empty());
+    expectSame(CHECKS::spacing(kJob, kStep, {"top"}, lim), want, 0);
+}
+
 struct LimitCase {
     const char* what;
     std::function<void()> build;
