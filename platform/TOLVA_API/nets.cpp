@@ -76,9 +76,9 @@ public:
 
     // Two members of one copper layer touch, their contact not cut out.
     bool copperContact(size_t l, uint32_t i, uint32_t j) {
+        if (m_near[l]->distance(i, j, 0).distance != 0) return false;
         const int64_t first = std::min(i, j);
-        if (cover(l, i) > first || cover(l, j) > first) return false;
-        return m_near[l]->distance(i, j, 0).distance == 0;
+        return cover(l, i) <= first && cover(l, j) <= first;
     }
     // The largest index of a negative feature of copper layer c that holds
     // the feature (layer l, index i) whole; -1 for none.
@@ -88,10 +88,13 @@ public:
         const Feature& f = held.data.features[i];
         std::vector<uint32_t> ids;
         copper.data.index.query(copper.data.features, grownBox(held, f, 0), ids);
+        const IBox box = featureBox(held.ctx(), f);
         int64_t best = -1;
         for (uint32_t k : ids) {
             const Feature& n = copper.data.features[k];
             if (n.positive() || int64_t(k) <= best) continue;
+            const IBox nb = featureBox(copper.ctx(), n);  // a holder's box holds the box
+            if (nb.xmin > box.xmin || nb.ymin > box.ymin || nb.xmax < box.xmax || nb.ymax < box.ymax) continue;
             if (wholeInside(held.ctx(), f, copper.ctx(), n)) best = k;
         }
         return best;
