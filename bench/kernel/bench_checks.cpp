@@ -81,12 +81,13 @@ std::vector<CHECKS::check_task> wholeBoardPlan(long& boardFeatures) {
         task("slivers", copper),         task("profile_clearance", copper), task("hole_spacing", {drill}),
         task("min_drill", {drill}),      task("annular_ring", copper),    task("drill_to_copper", copper),
         task("nets", copper)};
-    for (const auto& side : {std::make_pair("top", "sm"), std::make_pair("bottom", "sm")}) {
-        const bool top = std::string(side.first) == "top";
-        CHECKS::check_task mask = task("mask_clearance", {side.first});
+    plan[7].params = {25000, 40000};  // annular rings
+    for (const bool top : {true, false}) {
+        const std::string side = top ? "top" : "bottom";
+        CHECKS::check_task mask = task("mask_clearance", {side});
         mask.mask_layer = top ? "smt" : "smb";
-        mask.params = {10000, 20000};
-        CHECKS::check_task silk = task("silk_over_copper", {side.first});
+        mask.params = {5000, 8000};
+        CHECKS::check_task silk = task("silk_over_copper", {side});
         silk.mask_layer = mask.mask_layer;
         silk.silk_layer = top ? "sst" : "ssb";
         plan.push_back(mask);
