@@ -1,11 +1,17 @@
 // Layer compare: twin features cancel by hash, the rest goes, group by group
 // of overlapping boxes with the features around it, into a polygon boolean
 // of the two layers' images.
+// Without the rescaling of Boost 1.74 (on by default there, off in later
+// versions): every set operation would map all of its input to integers
+// first, which costs more than the operation on the small shapes compared
+// here. Set before anything includes Boost.Geometry.
+#define BOOST_GEOMETRY_NO_ROBUSTNESS
 #include "TOLVA_Compare.h"
 
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <limits>
 #include <numeric>
 
 // Boost.Geometry's set operations on double polygons trip GCC's
@@ -29,6 +35,7 @@ using BPoint = bg::model::d2::point_xy<double>;
 using BPoly = bg::model::polygon<BPoint, false, true>;  // counter-clockwise outlines, closed
 using BMulti = bg::model::multi_polygon<BPoly>;
 using BRing = BPoly::ring_type;
+using BBox = bg::model::box<BPoint>;
 
 // ---- flattening features into polygons -------------------------------------------
 
@@ -172,16 +179,29 @@ public:
         return acc;
     }
 
-    static BMulti surface(const LayerData& d, const Feature& f) {
+    // The surface within `clip`. By the even-odd rule a contour whose box
+    // misses the clip box holds no point of it, so only the contours near
+    // the box count: a pour that spans the board costs what its part in the
+    // box costs.
+    static BMulti surface(const LayerData& d, const Feature& f, const BBox& clip) {
         BMulti acc;
         for (const ContourSpan& span : surfaceContours(d, f)) {
             BPoly p;
-            for (uint32_t i = 0; i < span.count; ++i)
-                p.outer().push_back({double(f.x1) + span.points[i].x, double(f.y1) + span.points[i].y});
-            if (p.outer().size() < 3) continue;
+            BBox box{{kInf, kInf}, {-kInf, -kInf}};
+            for (uint32_t i = 0; i < span.count; ++i) {
+                const BPoint q{double(f.x1) + span.points[i].x, double(f.y1) + span.points[i].y};
+                p.outer().push_back(q);
+                bg::expand(box, q);
+            }
+            if (p.outer().size() < 3 || bg::disjoint(box, clip)) continue;
             bg::correct(p);
+            BMulti piece;
+            if (bg::covered_by(box, clip))
+                piece.push_back(std::move(p));
+            else
+                bg::intersection(p, clip, piece);
             BMulti next;
-            bg::sym_difference(acc, p, next);  // the even-odd rule
+            bg::sym_difference(acc, piece, next);
             acc = std::move(next);
         }
         return acc;
@@ -194,7 +214,7 @@ public:
         return acc;
     }
 
-    BMulti shape(const LayerContext& ctx, const Feature& f) const {
+    BMulti shape(const LayerContext& ctx, const Feature& f, const BBox& clip) const {
         switch (f.type) {
         case API::FT_PAD:
             return pad(ctx.def.symbols[f.ref], f);
@@ -203,7 +223,7 @@ public:
         case API::FT_ARC:
             return arc(ctx.def.symbols[f.ref], f);
         case API::FT_SURFACE:
-            return surface(ctx.data, f);
+            return surface(ctx.data, f, clip);
         case API::FT_TEXT:
             return text(ctx.data, f);
         }
@@ -228,6 +248,7 @@ public:
     }
 
 private:
+    static constexpr double kInf = std::numeric_limits<double>::infinity();
     double m_error;
 };
 
@@ -377,15 +398,32 @@ std::vector<std::vector<size_t>> groupsOf(const std::vector<Leftover>& items) {
 }
 
 // The image of a side's features `ids` (increasing), in layer order.
-BMulti imageOf(const Side& s, const std::vector<uint32_t>& ids, const Flattener& flat) {
+// The union of shapes[from, to), merged in pairs so that no shape is merged
+// into a large result again and again.
+BMulti unionOf(std::vector<BMulti>& shapes, size_t from, size_t to) {
+    if (to - from == 1) return std::move(shapes[from]);
+    const size_t mid = from + (to - from) / 2;
+    BMulti left = unionOf(shapes, from, mid);
+    Flattener::unite(left, unionOf(shapes, mid, to));
+    return left;
+}
+
+// Surfaces are cut to `clip`, which holds every left-over feature of the
+// group: outside it the two images agree anyway. Each run of features of
+// one polarity is merged first and then added to or cut from the image.
+BMulti imageOf(const Side& s, const std::vector<uint32_t>& ids, const Flattener& flat, const BBox& clip) {
     BMulti acc;
-    for (uint32_t id : ids) {
-        const Feature& f = s.data.features[id];
-        const BMulti shape = flat.shape(s.ctx(), f);
-        if (f.positive())
-            Flattener::unite(acc, shape);
+    std::vector<BMulti> run;
+    for (size_t i = 0; i < ids.size();) {
+        const bool positive = s.data.features[ids[i]].positive();
+        run.clear();
+        for (; i < ids.size() && s.data.features[ids[i]].positive() == positive; ++i)
+            run.push_back(flat.shape(s.ctx(), s.data.features[ids[i]], clip));
+        const BMulti merged = unionOf(run, 0, run.size());
+        if (positive)
+            Flattener::unite(acc, merged);
         else
-            Flattener::subtract(acc, shape);
+            Flattener::subtract(acc, merged);
     }
     return acc;
 }
@@ -472,7 +510,13 @@ compare_result compare_layers(const layer_ref& first, const layer_ref& second, c
             ids[side].erase(std::unique(ids[side].begin(), ids[side].end()), ids[side].end());
             for (uint32_t id : ids[side]) st.neighbours += matched[side][id] ? 1 : 0;
         }
-        const BMulti first_image = imageOf(a, ids[0], flat), second_image = imageOf(b, ids[1], flat);
+        BBox clip{{items[group[0]].box.min_corner().get<0>() - 1.0, items[group[0]].box.min_corner().get<1>() - 1.0},
+                  {items[group[0]].box.max_corner().get<0>() + 1.0, items[group[0]].box.max_corner().get<1>() + 1.0}};
+        for (size_t i : group) {
+            bg::expand(clip, BPoint(items[i].box.min_corner().get<0>() - 1.0, items[i].box.min_corner().get<1>() - 1.0));
+            bg::expand(clip, BPoint(items[i].box.max_corner().get<0>() + 1.0, items[i].box.max_corner().get<1>() + 1.0));
+        }
+        const BMulti first_image = imageOf(a, ids[0], flat, clip), second_image = imageOf(b, ids[1], flat, clip);
         BMulti diff;
         bg::difference(first_image, second_image, diff);
         collectAreas(diff, params.tolerance, out.first_only);
