@@ -184,7 +184,14 @@ run_report run_checks(const str& job, const str& step, const std::vector<check_t
             if (done != shown && done < total && progress && !stop) {
                 shown = done;
                 lock.unlock();
-                progress(shown, total);
+                try {
+                    progress(shown, total);
+                } catch (...) {  // the workers are stopped and joined before it goes on
+                    lock.lock();
+                    if (!error) error = std::current_exception();
+                    stop = true;
+                    continue;
+                }
                 lock.lock();
                 continue;
             }

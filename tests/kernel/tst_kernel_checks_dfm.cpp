@@ -733,6 +733,13 @@ TEST(RunChecks, CancelledRunsComeBackEmptyWithTheJobUnchanged) {
     r = CHECKS::run_checks(kJob, kStep, plan(), [&](int, int) { cancel = true; }, &cancel, 1);
     EXPECT_TRUE(r.cancelled);
     EXPECT_TRUE(r.results.empty());
+    // A progress report that throws stops the run; the throw comes out once the workers are done.
+    int calls = 0;
+    EXPECT_THROW(CHECKS::run_checks(kJob, kStep, plan(),
+                                    [&](int d, int) {
+                                        if (d > 0 && ++calls == 1) throw API::KernelText("stop");
+                                    }),
+                 API::KernelText);
     EXPECT_TRUE(kt::snapshot(kJob) == before);
     EXPECT_EQ(JOB::edit_serial(kJob), serial);
 }
