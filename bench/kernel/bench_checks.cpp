@@ -112,7 +112,7 @@ void BM_AllChecks(benchmark::State& st) {
     st.counters["close_pairs"] = double(report.stats.pairs);
     st.counters["results"] = double(report.results.size());
 }
-BENCHMARK(BM_AllChecks)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1);
+BENCHMARK(BM_AllChecks)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 
 }  // namespace
 

@@ -199,6 +199,21 @@ void silkBody(const LayerRef& silk, const LayerRef& mask, const LayerRef& copper
 CHECKS::net_analysis netsBody(const Scope& s, const API::str_list& copper, const API::str_list& drills,
                               const std::atomic<bool>* cancel);
 
+// The nets in pieces: the contacts found from each layer's features (by
+// different threads, each layer once), then put together in layer order.
+class NetRun {
+public:
+    NetRun(const Scope& s, API::str_list copper, API::str_list drills);
+    size_t layers() const { return m_edges.size(); }  // the layers, each once
+    void contacts(size_t layer, const std::atomic<bool>* cancel);
+    CHECKS::net_analysis finish(const std::atomic<bool>* cancel);
+
+private:
+    Scope m_s;
+    API::str_list m_copper, m_drills;
+    std::vector<std::vector<std::pair<uint32_t, uint32_t>>> m_edges;
+};
+
 // Whether a layer's matrix row is board copper a drill goes through.
 bool crossedByDrills(const LayerDef& def);
 

@@ -7,6 +7,7 @@
 // does not depend on which thread ran what.
 #include <condition_variable>
 #include <exception>
+#include <memory>
 #include <mutex>
 #include <thread>
 
@@ -27,6 +28,7 @@ struct Piece {
     std::function<void(std::vector<check_result>&, check_stats&)> run;
     std::vector<check_result> out;
     check_stats stats;
+    bool last = false;  // puts together what other pieces found: run once they are all done
 };
 
 void need(const std::string& name, const char* what, const std::string& check) {
@@ -101,10 +103,11 @@ public:
             checkLayers(m_s, t.drill_layers);
             for (const std::string& n : t.layers) m_s.layer(n);
             for (const std::string& n : t.drill_layers) m_s.layer(n);
-            const API::str_list copper = t.layers, drills = t.drill_layers;
-            piece([this, copper, drills](std::vector<check_result>& out, check_stats&) {
-                out = netsBody(m_s, copper, drills, m_stop).results;
-            });
+            const auto run = std::make_shared<NetRun>(m_s, t.layers, t.drill_layers);
+            for (size_t l = 0; l < run->layers(); ++l)
+                piece([this, run, l](std::vector<check_result>&, check_stats&) { run->contacts(l, m_stop); });
+            piece([this, run](std::vector<check_result>& out, check_stats&) { out = run->finish(m_stop).results; });
+            m_pieces.back().last = true;
         } else {
             fail("unknown check '" + c + "'");
         }
@@ -114,7 +117,7 @@ public:
 
 private:
     void piece(std::function<void(std::vector<check_result>&, check_stats&)> run) {
-        m_pieces.push_back({std::move(run), {}, {}});
+        m_pieces.push_back({std::move(run), {}, {}, false});
     }
 
     const Scope& m_s;
@@ -159,6 +162,7 @@ run_report run_checks(const str& job, const str& step, const std::vector<check_t
         for (;;) {
             const size_t k = next++;
             if (k >= pieces.size() || stop.load()) break;
+            if (pieces[k].last) continue;
             try {
                 pieces[k].run(pieces[k].out, pieces[k].stats);
             } catch (...) {
@@ -204,6 +208,11 @@ run_report run_checks(const str& job, const str& step, const std::vector<check_t
     }
     for (std::thread& t : pool) t.join();
     if (error) std::rethrow_exception(error);
+    for (Piece& p : pieces) {
+        if (!p.last || stopped(cancel)) continue;
+        p.run(p.out, p.stats);
+        if (progress && ++done < total) progress(done, total);
+    }
     if (cancelled || stopped(cancel)) {
         report.cancelled = true;
         return report;

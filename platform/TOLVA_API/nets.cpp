@@ -41,8 +41,8 @@ public:
             NetLayer l{ref, drill, !drill && crossedByDrills(ref.def), offset};
             offset += ref.data.features.size();
             m_layers.push_back(l);
-            m_near.push_back(std::make_unique<NearCores>(ref));
-            m_cover.emplace_back(ref.data.features.size(), -2);
+            m_near.emplace_back();
+            m_cover.emplace_back();
         };
         for (const std::string& n : copper) add(n, false);
         for (const std::string& n : drills) add(n, true);
@@ -72,11 +72,11 @@ public:
         if (!f.positive()) return false;
         return !m_layers[l].drill || (f.type == API::FT_PAD && plated(m_job, f));
     }
-    const Core& core(size_t l, uint32_t i) { return (*m_near[l])[i]; }
+    const Core& core(size_t l, uint32_t i) { return near(l)[i]; }
 
     // Two members of one copper layer touch, their contact not cut out.
     bool copperContact(size_t l, uint32_t i, uint32_t j) {
-        if (m_near[l]->distance(i, j, 0).distance != 0) return false;
+        if (near(l).distance(i, j, 0).distance != 0) return false;
         const int64_t first = std::min(i, j);
         return cover(l, i) <= first && cover(l, j) <= first;
     }
@@ -103,7 +103,7 @@ public:
     // negative that holds the hole latest on that layer.
     bool holeContact(size_t d, uint32_t h, size_t c, uint32_t i, int64_t holeCover) {
         if (holeCover > int64_t(i)) return false;
-        return m_near[c]->distanceTo(core(d, h), i, 0).distance == 0;
+        return near(c).distanceTo(core(d, h), i, 0).distance == 0;
     }
 
     // Every neighbour of a member from global id `from` on, in a fixed order.
@@ -152,6 +152,7 @@ private:
         std::sort(ids.begin(), ids.end());
     }
     int64_t cover(size_t l, uint32_t i) {
+        if (m_cover[l].empty()) m_cover[l].assign(m_layers[l].ref.data.features.size(), -2);
         int32_t& c = m_cover[l][i];
         if (c == -2) c = static_cast<int32_t>(holding(l, l, i));
         return c;
@@ -159,6 +160,12 @@ private:
 
     const Job& m_job;
     std::vector<NetLayer> m_layers;
+    // Built on first use: a piece of the work touches few layers.
+    NearCores& near(size_t l) {
+        if (!m_near[l]) m_near[l] = std::make_unique<NearCores>(m_layers[l].ref);
+        return *m_near[l];
+    }
+
     std::vector<std::unique_ptr<NearCores>> m_near;
     std::vector<std::vector<int32_t>> m_cover;  // -2: not worked out yet
     size_t m_total = 0;
@@ -204,29 +211,37 @@ check_result netResult(const char* check, const Graph& g, const std::vector<size
 
 }  // namespace
 
-CHECKS::net_analysis netsBody(const Scope& s, const API::str_list& copper, const API::str_list& drills,
-                              const std::atomic<bool>* cancel) {
+NetRun::NetRun(const Scope& s, API::str_list copper, API::str_list drills)
+    : m_s(s), m_copper(std::move(copper)), m_drills(std::move(drills)) {
+    m_edges.resize(Graph(m_s, m_copper, m_drills).layers().size());
+}
+
+void NetRun::contacts(size_t l, const std::atomic<bool>* cancel) {
+    Graph g(m_s, m_copper, m_drills);
+    std::vector<std::pair<uint32_t, uint32_t>>& edges = m_edges[l];
+    std::vector<uint32_t> ids;
+    const NetLayer& nl = g.layers()[l];
+    const uint32_t n = static_cast<uint32_t>(nl.ref.data.features.size());
+    for (uint32_t i = 0; i < n; ++i) {
+        if (!g.member(l, i)) continue;
+        if ((i & 1023) == 0 && stopped(cancel)) return;
+        const uint32_t me = static_cast<uint32_t>(nl.offset + i);
+        // Each contact once: from the feature of the smaller id.
+        g.neighbours(l, i, me + 1, ids, [&](size_t ol, uint32_t j) {
+            edges.emplace_back(me, static_cast<uint32_t>(g.layers()[ol].offset + j));
+        });
+    }
+}
+
+CHECKS::net_analysis NetRun::finish(const std::atomic<bool>* cancel) {
     CHECKS::net_analysis out;
-    Graph g(s, copper, drills);
-    const NetIds nets(s.job);
+    if (stopped(cancel)) return out;
+    Graph g(m_s, m_copper, m_drills);
+    const NetIds nets(m_s.job);
     UnionFind uf(g.total());
     std::vector<std::pair<uint32_t, uint32_t>> edges;  // contacts, in the order found
-    std::vector<uint32_t> ids;
-    for (size_t l = 0; l < g.layers().size(); ++l) {
-        const NetLayer& nl = g.layers()[l];
-        const uint32_t n = static_cast<uint32_t>(nl.ref.data.features.size());
-        for (uint32_t i = 0; i < n; ++i) {
-            if (!g.member(l, i)) continue;
-            if ((i & 1023) == 0 && stopped(cancel)) return out;
-            const uint32_t me = static_cast<uint32_t>(nl.offset + i);
-            // Each contact once: from the feature of the smaller id.
-            g.neighbours(l, i, me + 1, ids, [&](size_t ol, uint32_t j) {
-                const uint32_t other = static_cast<uint32_t>(g.layers()[ol].offset + j);
-                uf.join(me, other);
-                edges.emplace_back(me, other);
-            });
-        }
-    }
+    for (const auto& layer : m_edges) edges.insert(edges.end(), layer.begin(), layer.end());
+    for (const auto& e : edges) uf.join(e.first, e.second);
     // Groups by their first feature.
     std::vector<long> groupOf(g.total(), -1);
     std::vector<std::vector<size_t>> members;
@@ -314,6 +329,13 @@ CHECKS::net_analysis netsBody(const Scope& s, const API::str_list& copper, const
     for (auto& rs : byGroup)
         for (check_result& r : rs) out.results.push_back(std::move(r));
     return out;
+}
+
+CHECKS::net_analysis netsBody(const Scope& s, const API::str_list& copper, const API::str_list& drills,
+                              const std::atomic<bool>* cancel) {
+    NetRun run(s, copper, drills);
+    for (size_t l = 0; l < run.layers(); ++l) run.contacts(l, cancel);
+    return run.finish(cancel);
 }
 
 std::vector<MEASURE::feature_ref> netOfBody(const Scope& s, const API::str_list& copper, const API::str_list& drills,
