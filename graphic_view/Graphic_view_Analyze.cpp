@@ -10,6 +10,7 @@
 
 #include "AnalysisMessages.h"
 #include "PluginNames.h"
+#include "TOLVA_Compare.h"
 #include "core/display_unit.h"
 #include "graphic_view.h"
 
@@ -146,7 +147,12 @@ void ViewWidget::takeResults(const PluginMetaData& msg) {
         refuseRequest(msg, tr("Check results refused: no \"Results\" list"));
         return;
     }
-    const QVariantList items = msg.data.value(kKeyResults).toList();
+    showResultList(msg, msg.data.value(kKeyResults).toList());
+}
+
+// Keeps the well-formed results of `items` in navigator order; a list with
+// nothing but malformed results is refused and the shown ones stay.
+bool ViewWidget::showResultList(const PluginMetaData& msg, const QVariantList& items) {
     QList<check_points> points;
     int skipped = 0;
     QString firstError;
@@ -163,7 +169,7 @@ void ViewWidget::takeResults(const PluginMetaData& msg) {
                    << " check results left out, the first: " << firstError.toStdString();
         if (points.isEmpty()) {
             refuseRequest(msg, tr("Check results refused: %1").arg(firstError));
-            return;
+            return false;
         }
     }
     std::stable_sort(points.begin(), points.end(), navigatorOrder);
@@ -173,6 +179,7 @@ void ViewWidget::takeResults(const PluginMetaData& msg) {
     m_resultsSender = msg.sender;
     LOG(INFO) << "GRAPHIC_VIEW: " << points.size() << " check results from " << msg.sender.toStdString();
     update();
+    return true;
 }
 
 // Makes the result at `position` (navigator order) current, zooms to it and
@@ -212,7 +219,60 @@ void ViewWidget::eq_zoomIn_special_points(PluginMetaData msg) {
 }
 
 void ViewWidget::showNetAnalyzeResult(PluginMetaData) { notYetAvailable("showNetAnalyzeResult"); }
-void ViewWidget::refresh_layer_compare_show(PluginMetaData) { notYetAvailable("refresh_layer_compare_show"); }
+// Compares two layers in the kernel and shows the areas each has alone in
+// its colour, listed as results to step through; the sender gets the list.
+void ViewWidget::refresh_layer_compare_show(PluginMetaData msg) {
+    if (msg.data.value(kKeyClear).toBool()) {
+        m_compareAreas[0].clear();
+        m_compareAreas[1].clear();
+        update();
+        return;
+    }
+    const QString first = msg.data.value(kKeyLayer1).toString(), second = msg.data.value(kKeyLayer2).toString();
+    if (first.isEmpty() || second.isEmpty()) {
+        refuseRequest(msg, tr("Layer compare refused: \"Layer1\" and \"Layer2\" name the layers"));
+        return;
+    }
+    if (m_job.isEmpty()) {
+        refuseRequest(msg, tr("Layer compare refused: no job is open"));
+        return;
+    }
+    COMPARE::compare_params params;
+    if (msg.data.contains(kKeyTolerance)) {
+        bool ok = false;
+        params.tolerance = msg.data.value(kKeyTolerance).toDouble(&ok);
+        if (!ok || !std::isfinite(params.tolerance) || params.tolerance <= 0) {
+            refuseRequest(msg, tr("Layer compare refused: \"Tolerance\" must be a positive length"));
+            return;
+        }
+    }
+    const COMPARE::layer_ref a{job(), step(), first.toStdString()};
+    const COMPARE::layer_ref b{msg.data.value(kKeyJob2, m_job).toString().toStdString(),
+                               msg.data.value(kKeyStep2, m_step).toString().toStdString(), second.toStdString()};
+    COMPARE::compare_result compared;
+    std::vector<CHECKS::check_result> results;
+    if (!guarded(__FILE__, __LINE__, [&] {
+            compared = COMPARE::compare_layers(a, b, params);
+            results = COMPARE::compare_results(a, b, params, compared);
+        }))
+        return;
+    const std::vector<COMPARE::compare_area>* sides[2] = {&compared.first_only, &compared.second_only};
+    for (int side = 0; side < 2; ++side) {
+        m_compareAreas[side].clear();
+        for (const COMPARE::compare_area& area : *sides[side])
+            for (const auto& ring : area.rings) {
+                QPolygonF polygon;
+                for (const auto& p : ring) polygon.append(QPointF(p.x, p.y));
+                m_compareAreas[side].append(polygon);
+            }
+    }
+    const QVariantList list = toVariantList(results);
+    showResultList(msg, list);
+    update();
+    if (!msg.sender.isEmpty() && msg.sender != PluginNames::GraphicView)
+        sendTo(msg.sender, kResults, {{kKeyResults, list}, {kKeyJob, m_job}, {kKeyStep, m_step},
+                                      {kKeyTitle, tr("%1 against %2").arg(first, second)}});
+}
 
 // Forgets every check point, comparison and measurement shown over the board.
 void ViewWidget::clear_result_viewer_painter(PluginMetaData) {

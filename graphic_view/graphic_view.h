@@ -379,6 +379,7 @@ public:
     // The areas of the last layer comparison in the first layer only (0) and
     // in the second only (1), board units.
     const QVector<QPolygonF>& compareAreas(int side) const { return m_compareAreas[side ? 1 : 0]; }
+    void setCompareAreas(int side, const QVector<QPolygonF>& rings) { m_compareAreas[side ? 1 : 0] = rings; }
 
     // ---- other requests of the dispatcher ---------------------------------
     void get_selected_layers(PluginMetaData msg);
@@ -671,6 +672,7 @@ private:
     // Check results (Graphic_view_Analyze).
     void handleResultRequest(const PluginMetaData& msg, qint32 next, qint32 previous, qint32 goTo);
     void takeResults(const PluginMetaData& msg);
+    bool showResultList(const PluginMetaData& msg, const QVariantList& items);
     void showCheckPoint(int position);
     void zoomToCheckPoint(const check_points& point);
     void paintCompareAreas(QPainter& painter);

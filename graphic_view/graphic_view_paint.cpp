@@ -269,23 +269,26 @@ bool ViewWidget::checkPointInView(const check_points& point) {
 }
 
 // The areas of a layer comparison, filled half-transparent: the first
-// layer's own in magenta, the second's in cyan.
+// layer's own in magenta, the second's in cyan. The areas of one side never
+// overlap, so their outlines and holes fill as one even-odd path.
 void ViewWidget::paintCompareAreas(QPainter& painter) {
     static const QColor colours[2] = {QColor(255, 0, 255), QColor(0, 255, 255)};
     for (int side = 0; side < 2; ++side) {
         if (m_compareAreas[side].isEmpty()) continue;
+        QPainterPath path;
+        path.setFillRule(Qt::OddEvenFill);
+        for (const QPolygonF& ring : m_compareAreas[side]) {
+            QPolygon pixels;
+            pixels.reserve(ring.size());
+            for (const QPointF& p : ring) pixels.append(toPixel(p));
+            if (pixels.boundingRect().adjusted(-1, -1, 1, 1).intersects(rect())) path.addPolygon(pixels);
+        }
         QColor fill = colours[side];
         fill.setAlpha(110);
+        // The outline keeps an area thinner than a pixel in sight.
         painter.setPen(QPen(colours[side], 1));
         painter.setBrush(fill);
-        for (const QPolygonF& area : m_compareAreas[side]) {
-            QPolygon pixels;
-            pixels.reserve(area.size());
-            for (const QPointF& p : area) pixels.append(toPixel(p));
-            if (!pixels.boundingRect().adjusted(-1, -1, 1, 1).intersects(rect())) continue;
-            // A sliver thinner than a pixel still shows as its outline.
-            painter.drawPolygon(pixels);
-        }
+        painter.drawPath(path);
     }
     painter.setBrush(Qt::NoBrush);
 }

@@ -34,7 +34,9 @@
 //       "Job2"/"Step2" (another job's layer; the view's job and step by
 //       default) and "Tolerance" (nm); the view shows the areas in the first
 //       only and in the second only, and lists them as results. "Clear":
-//       true takes the comparison away.
+//       true takes the comparison away. The view answers the sender with
+//       kResults carrying the areas as results ("compare_first_only",
+//       "compare_second_only"), which are also the list it steps through.
 // From the view to the menu that sent the list:
 //   kCurrent: "Index" (position in the list as sent), "Position" (1-based
 //       in navigator order), "Count", "Text" (the result as the view labels it).
@@ -127,6 +129,30 @@ inline QVariantList toVariantList(const std::vector<TOLVA::CHECKS::check_result>
     out.reserve(static_cast<int>(results.size()));
     for (const auto& r : results) out.append(toVariant(r));
     return out;
+}
+
+// The record back from its map; false when a field is missing or malformed.
+inline bool fromVariant(const QVariantMap& m, TOLVA::CHECKS::check_result& r) {
+    using TOLVA::CHECKS::location_kind;
+    const QString severity = m.value(kKeySeverity).toString(), location = m.value(kKeyLocation).toString();
+    bool ok[6] = {};
+    r = TOLVA::CHECKS::check_result();
+    r.check = m.value(kKeyCheck).toString().toStdString();
+    r.level = severity == QLatin1String("error") ? TOLVA::CHECKS::severity::ERROR : TOLVA::CHECKS::severity::WARNING;
+    r.value = m.value(kKeyValue).toDouble(&ok[0]);
+    r.limit = m.value(kKeyLimit).toDouble(&ok[1]);
+    r.location.a = {m.value(kKeyX1).toDouble(&ok[2]), m.value(kKeyY1).toDouble(&ok[3])};
+    r.location.b = {m.value(kKeyX2).toDouble(&ok[4]), m.value(kKeyY2).toDouble(&ok[5])};
+    r.location.kind = location == QLatin1String("box")      ? location_kind::BOX
+                      : location == QLatin1String("points") ? location_kind::POINTS
+                                                            : location_kind::POINT;
+    for (const QString& layer : m.value(kKeyLayers).toStringList()) r.layers.push_back(layer.toStdString());
+    for (const QVariant& f : m.value(kKeyFeatures).toList()) {
+        const QVariantMap feature = f.toMap();
+        r.features.push_back({feature.value(kKeyLayer).toString().toStdString(), feature.value(kKeyIndex).toInt()});
+    }
+    return !r.check.empty() && (severity == QLatin1String("error") || severity == QLatin1String("warning")) &&
+           ok[0] && ok[1] && ok[2] && ok[3] && (location == QLatin1String("point") || (ok[4] && ok[5]));
 }
 
 }  // namespace AnalysisMessages

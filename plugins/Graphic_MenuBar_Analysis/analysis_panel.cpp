@@ -17,6 +17,7 @@
 #include "CoordinateMessages.h"
 #include "PluginNames.h"
 #include "TOLVA_API.h"
+#include "TOLVA_Results.h"
 #include "UIAPICommon.h"
 
 namespace TOLVA {
@@ -25,6 +26,8 @@ namespace ANALYSIS {
 namespace {
 
 namespace AM = AnalysisMessages;
+
+const std::string kResultSet = "analysis";
 
 QString summary(const std::vector<CHECKS::check_result>& results) {
     const long errors = std::count_if(results.begin(), results.end(),
@@ -80,8 +83,9 @@ AnalysisPanel::AnalysisPanel(QWidget* host)
     addMenuAction("nextResult", tr("Next Result"), QKeySequence(Qt::Key_F8), [this] { toView(AM::kNext); });
     addMenuAction("previousResult", tr("Previous Result"), QKeySequence(Qt::SHIFT | Qt::Key_F8), [this] { toView(AM::kPrevious); });
     addMenuAction("zoomResult", tr("Zoom to Result"), QKeySequence(), [this] { toView(AM::kZoomToCurrent); });
-    addMenuAction("clearResults", tr("Clear Results"), QKeySequence(), [this] { showResults({}); toView(AM::kClear); });
+    addMenuAction("clearResults", tr("Clear Results"), QKeySequence(), [this] { clearResults(); });
     addMenuAction("exportResults", tr("Export Results to CSV..."), QKeySequence(), [this] { askCsvPath(); });
+    addMenuAction("compareLayers", tr("Compare Layers..."), QKeySequence(), [this] { askCompare(); });
 
     auto* buttons = new QHBoxLayout;
     for (QAction* action : actions()) {
@@ -123,8 +127,13 @@ void AnalysisPanel::setStatus(const QString& text) {
 void AnalysisPanel::toView(qint32 code, const QVariantMap& data) { send(PluginNames::GraphicView, code, data); }
 
 void AnalysisPanel::receive(const PluginMetaData& msg) {
-    if (m_bound.take(msg)) return;
-    if (msg.msgType == AM::kCurrent) {
+    if (m_bound.take(msg)) {
+        showStoredResults();
+        return;
+    }
+    if (msg.msgType == AM::kResults) {
+        takeViewResults(msg);
+    } else if (msg.msgType == AM::kCurrent) {
         m_table->selectResult(msg.data.value(AM::kKeyIndex).toInt());
         setStatus(msg.data.value(AM::kKeyText).toString());
     } else if (msg.msgType == CoordinateMessages::kRefused) {
@@ -194,7 +203,7 @@ bool AnalysisPanel::runChecks(const Limits& limits) {
 }
 
 void AnalysisPanel::finishRun() {
-    if (m_progress) m_progress->deleteLater();
+    delete m_progress;  // at once: the next run's dialog is the only one
     const RunOutcome out = m_watcher.result();
     if (!out.error.isEmpty()) {
         setStatus(tr("Checks stopped: %1; the previous results stay").arg(out.error));
@@ -207,6 +216,75 @@ void AnalysisPanel::finishRun() {
     showResults(out.results);
     toView(AM::kResults, {{AM::kKeyResults, AM::toVariantList(out.results)}, {AM::kKeyJob, m_bound.job},
                           {AM::kKeyStep, m_bound.step}});
+    store(out.results);
+}
+
+void AnalysisPanel::clearResults() {
+    showResults({});
+    toView(AM::kClear);
+    if (!m_bound.isOpen()) return;
+    PLUGIN::kernelCall(pluginName(), "clearing the results", [&] {
+        RESULTS::clear_results(m_bound.job.toStdString(), m_bound.step.toStdString(), kResultSet);
+    });
+}
+
+// The results are kept with the job, so that they come back with it.
+void AnalysisPanel::store(const std::vector<CHECKS::check_result>& results) {
+    PLUGIN::kernelCall(pluginName(), "storing the results", [&] {
+        RESULTS::set_results(m_bound.job.toStdString(), m_bound.step.toStdString(), kResultSet, results);
+    });
+}
+
+// A job that comes with results from its last run shows them again.
+void AnalysisPanel::showStoredResults() {
+    std::vector<CHECKS::check_result> stored;
+    if (!PLUGIN::kernelCall(pluginName(), "reading the stored results", [&] {
+            stored = RESULTS::get_results(m_bound.job.toStdString(), m_bound.step.toStdString(), kResultSet);
+        }))
+        return;
+    showResults(stored);
+    if (stored.empty()) return;
+    toView(AM::kResults, {{AM::kKeyResults, AM::toVariantList(stored)}, {AM::kKeyJob, m_bound.job},
+                          {AM::kKeyStep, m_bound.step}});
+}
+
+// The view's answer to a layer compare: its areas as the list to review.
+void AnalysisPanel::takeViewResults(const PluginMetaData& msg) {
+    std::vector<CHECKS::check_result> results;
+    for (const QVariant& item : msg.data.value(AM::kKeyResults).toList()) {
+        CHECKS::check_result r;
+        if (AM::fromVariant(item.toMap(), r)) results.push_back(r);
+    }
+    showResults(results);
+    const QString title = msg.data.value(AM::kKeyTitle).toString();
+    if (!title.isEmpty()) setStatus(title + QStringLiteral(": ") + status());
+}
+
+// Two layers of the step, or a layer of another job against one of this
+// job (a revision against the last): the view compares and shows them.
+void AnalysisPanel::askCompare() {
+    if (!m_bound.isOpen()) {
+        setStatus(tr("No job is open"));
+        return;
+    }
+    QStringList layers;
+    PLUGIN::kernelCall(pluginName(), "reading the layers", [&] {
+        for (const API::matrix_info& row : API::get_matrix(m_bound.job.toStdString()))
+            layers.append(QString::fromStdString(row.name));
+    });
+    const std::string unit = UIAPI::getUnitString();
+    auto* dialog = new PLUGIN::FormDialog(this, QStringLiteral("compareLayers"), tr("Compare Layers"));
+    dialog->addChoice(AM::kKeyLayer1, tr("Layer"), layers);
+    dialog->addChoice(AM::kKeyJob2, tr("Against job"), {m_bound.job}, true);
+    dialog->addChoice(AM::kKeyLayer2, tr("Layer"), layers, true);
+    dialog->addLength(AM::kKeyTolerance, tr("Tolerance"), unit)->setValue(0.001 * 1e6 / PLUGIN::nanometresPer(unit));
+    dialog->present([this](const PLUGIN::FormDialog& form) {
+        toView(AM::kLayerCompare, {{AM::kKeyLayer1, form.choiceText(AM::kKeyLayer1)},
+                                   {AM::kKeyLayer2, form.choiceText(AM::kKeyLayer2)},
+                                   {AM::kKeyJob2, form.choiceText(AM::kKeyJob2)},
+                                   {AM::kKeyStep2, m_bound.step},
+                                   {AM::kKeyTolerance, form.boardLength(AM::kKeyTolerance)}});
+    });
 }
 
 void AnalysisPanel::showResults(const std::vector<CHECKS::check_result>& results) {

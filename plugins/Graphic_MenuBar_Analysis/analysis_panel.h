@@ -51,6 +51,11 @@ private:
     void askLimits();
     void askCsvPath();
     void finishRun();
+    void clearResults();
+    void store(const std::vector<CHECKS::check_result>& results);
+    void showStoredResults();
+    void takeViewResults(const PluginMetaData& msg);
+    void askCompare();
     void showResults(const std::vector<CHECKS::check_result>& results);
     void toView(qint32 code, const QVariantMap& data = {});
     void setStatus(const QString& text);

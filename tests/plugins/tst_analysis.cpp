@@ -4,24 +4,26 @@
 // navigator steps through them in order and zooms to each, and bad limits,
 // bad result lists and a cancelled run change nothing.
 #include <QComboBox>
+#include <QCoreApplication>
 #include <QDoubleSpinBox>
 #include <QFile>
 #include <QLabel>
+#include <QProgressDialog>
 #include <QSemaphore>
+#include <QSettings>
+#include <QStandardItemModel>
 #include <QTableView>
 #include <QTemporaryDir>
 #include <QThreadPool>
 #include <QtConcurrent>
+#include <cmath>
 #include <optional>
 
-#include "../plugins/Graphic_MenuBar_Analysis/analysis_panel.h"
 #include "AnalysisMessages.h"
 #include "sibling_fixture.h"
 
 using namespace siblings;
 using namespace AnalysisMessages;
-using TOLVA::ANALYSIS::AnalysisPanel;
-using TOLVA::ANALYSIS::Limits;
 using TOLVA::GRAPHIC::check_points;
 using testsupport::ScopedJob;
 
@@ -38,59 +40,66 @@ QVariantMap result(const char* check, const char* severity, double x, double y, 
 class Analysis : public SiblingTest {
 protected:
     void SetUp() override {
+        // Limits are remembered between runs: each test starts from the defaults.
+        QCoreApplication::setOrganizationName("tolva-tests");
+        QCoreApplication::setApplicationName("tst_analysis");
+        QSettings().clear();
         SiblingTest::SetUp();
         loadView();
-        panel = static_cast<AnalysisPanel*>(load(PluginNames::MenuBarAnalysis));
+        panel = load(PluginNames::MenuBarAnalysis);
         panel->setGeometry(0, 420, 900, 250);
         showHost();
         job.emplace("analysis_job", 40 * kMm, 30 * kMm, std::vector<std::string>{"top"});
         // Two round pads 0.3 mm apart centre to centre: a 100 µm gap.
         job->addPad("top", 5 * kMm, 5 * kMm, "r200");
         job->addPad("top", 5.3 * kMm, 5 * kMm, "r200");
-        bind(job->name(), {}, "top");
+        bind(job->name(), {"top"}, "top");
         deliver(PluginNames::Coordinate, PluginNames::GraphicView, 20002200);  // the view takes the unit, "MM"
     }
     void TearDown() override {
         SiblingTest::TearDown();
         job.reset();
     }
-    static Limits limits(double spacingError, double spacingWarning) {
-        Limits l;
-        for (const auto& k : TOLVA::ANALYSIS::checkKinds()) l.insert(QLatin1String(k.key), {k.error, k.warning});
-        l.insert(QStringLiteral("spacing"), {spacingError, spacingWarning});
-        return l;
+    // Opens "Run Checks...", types the spacing limits in millimetres and
+    // presses OK, as the operator does.
+    void startRun(double spacingError, double spacingWarning) {
+        trigger("runChecks");
+        auto* dialog = host.findChild<QDialog*>("checkLimits");
+        ASSERT_TRUE(dialog);
+        child<QDoubleSpinBox>(dialog, "spacing/error")->setValue(spacingError);
+        child<QDoubleSpinBox>(dialog, "spacing/warning")->setValue(spacingWarning);
+        pressOk(dialog);
     }
-    void runAndWait(const Limits& l) {
-        ASSERT_TRUE(panel->runChecks(l)) << panel->status().toStdString();
-        ASSERT_TRUE(QTest::qWaitFor([&] { return !panel->running(); }, 10000));
-        QCoreApplication::processEvents();  // the finished signal
+    // A run to its end: the status line gives the count.
+    void run(double spacingError, double spacingWarning) {
+        startRun(spacingError, spacingWarning);
+        ASSERT_TRUE(QTest::qWaitFor([&] { return status().contains(" results: "); }, 10000)) << status().toStdString();
     }
-    void sendResults(const QVariantList& results) {
-        deliver(PluginNames::MenuBarAnalysis, PluginNames::GraphicView, kResults, {{kKeyResults, results}});
+    QString status() { return child<QLabel>(panel, "analysisStatus")->text(); }
+    QTableView* table() { return child<QTableView>(panel, "resultsView"); }
+    int rows() { return table()->model()->rowCount(); }
+    QString cell(int row, int column) { return table()->model()->index(row, column).data().toString(); }
+    void sendResults(const QVariantList& results, const QString& to = PluginNames::GraphicView) {
+        deliver(PluginNames::MenuBarAnalysis, to, kResults, {{kKeyResults, results}});
     }
     void trigger(const char* name) { action(panel, name)->trigger(); }
 
-    AnalysisPanel* panel = nullptr;
+    QWidget* panel = nullptr;
     std::optional<ScopedJob> job;
 };
 
 // Typed in the dialog in the display unit, run, listed, drawn, stepped to.
 TEST_F(Analysis, TheOperatorRunsTheChecksAndStepsToTheSpacingViolation) {
-    trigger("runChecks");
-    auto* dialog = host.findChild<QDialog*>("checkLimits");
-    ASSERT_TRUE(dialog);
-    child<QDoubleSpinBox>(dialog, "spacing/error")->setValue(0.15);    // mm
-    child<QDoubleSpinBox>(dialog, "spacing/warning")->setValue(0.2);
-    pressOk(dialog);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !panel->running() && panel->table()->results().size() == 1; }, 10000))
-        << panel->status().toStdString();
-    const auto& r = panel->table()->results().front();
-    EXPECT_EQ(r.check, "spacing");
-    EXPECT_EQ(r.level, TOLVA::CHECKS::severity::ERROR);
-    EXPECT_NEAR(r.value, 100 * kUm, 1);
-    EXPECT_EQ(r.limit, 150 * kUm);
+    run(0.15, 0.2);
+    ASSERT_EQ(rows(), 1) << status().toStdString();
+    EXPECT_EQ(cell(0, 0), "spacing");
+    EXPECT_EQ(cell(0, 1), "error");
+    EXPECT_EQ(cell(0, 2), "0.1000");
+    EXPECT_EQ(cell(0, 3), "0.1500");
+    EXPECT_EQ(cell(0, 4), "top");
     ASSERT_EQ(view->checkPoints().size(), 1);
     EXPECT_EQ(view->checkPoints().front().shape, check_points::Points);
+    EXPECT_NEAR(view->checkPoints().front().value, 100 * kUm, 1);
     EXPECT_EQ(view->currentCheckPosition(), -1) << "nothing is current before the first step";
 
     trigger("nextResult");
@@ -101,21 +110,21 @@ TEST_F(Analysis, TheOperatorRunsTheChecksAndStepsToTheSpacingViolation) {
     EXPECT_NEAR((box.minY + box.maxY) / 2, 5 * kMm, 0.01 * kMm);
     EXPECT_GE(std::min(box.maxX - box.minX, box.maxY - box.minY), 1 * kMm * 0.99);
     EXPECT_LE(std::min(box.maxX - box.minX, box.maxY - box.minY), 1.5 * kMm);
-    EXPECT_TRUE(panel->status().startsWith("1/1 error spacing: 0.1000 mm (limit 0.1500 mm)")) << panel->status().toStdString();
-    EXPECT_EQ(panel->table()->view()->selectionModel()->selectedRows().size(), 1);
+    EXPECT_TRUE(status().startsWith("1/1 error spacing: 0.1000 mm (limit 0.1500 mm)")) << status().toStdString();
+    EXPECT_EQ(table()->selectionModel()->selectedRows().size(), 1);
 
-    // Widening the gap below the limit and re-running: the count falls to zero.
-    runAndWait(limits(50 * kUm, 60 * kUm));
-    EXPECT_EQ(panel->table()->results().size(), 0u);
+    // Limits the gap meets: the count falls to zero, the board is clear.
+    run(0.05, 0.06);
+    EXPECT_EQ(rows(), 0);
     EXPECT_TRUE(view->checkPoints().isEmpty());
 }
 
 // Spacing exactly at the limit breaks nothing; one nanometre more does.
 TEST_F(Analysis, ALimitEqualToTheGapIsNoViolation) {
-    runAndWait(limits(100 * kUm, 100 * kUm));
-    EXPECT_EQ(panel->table()->results().size(), 0u) << panel->status().toStdString();
-    runAndWait(limits(100 * kUm + 1, 100 * kUm + 1));
-    EXPECT_EQ(panel->table()->results().size(), 1u);
+    run(0.1, 0.1);
+    EXPECT_EQ(rows(), 0) << status().toStdString();
+    run(0.1001, 0.1001);
+    EXPECT_EQ(rows(), 1);
 }
 
 // Errors first, then top to bottom, then left to right; previous before any
@@ -143,14 +152,25 @@ TEST_F(Analysis, TheNavigatorStepsInSeverityThenReadingOrder) {
     deliver(PluginNames::MenuBarAnalysis, PluginNames::GraphicView, kGoTo, {{kKeyIndex, 9}});
     EXPECT_EQ(currentIndex(), 1) << "an unknown index changes nothing";
     EXPECT_EQ(view->transform(), before);
-    EXPECT_TRUE(panel->status().contains("names no check result")) << panel->status().toStdString();
+    EXPECT_TRUE(status().contains("names no check result")) << status().toStdString();
+}
+
+// The table's double click goes to that result on the board.
+TEST_F(Analysis, ADoubleClickedRowBecomesTheCurrentResult) {
+    run(0.15, 0.2);
+    ASSERT_EQ(rows(), 1);
+    const QRect cellRect = table()->visualRect(table()->model()->index(0, 0));
+    QTest::mouseClick(table()->viewport(), Qt::LeftButton, Qt::NoModifier, cellRect.center());
+    QTest::mouseDClick(table()->viewport(), Qt::LeftButton, Qt::NoModifier, cellRect.center());
+    EXPECT_EQ(view->currentCheckPosition(), 0);
+    EXPECT_TRUE(status().startsWith("1/1 error spacing")) << status().toStdString();
 }
 
 // A bad record is left out, a list of only bad records is refused and the
 // shown results stay; stepping with nothing shown is refused.
 TEST_F(Analysis, MalformedResultListsChangeNothingShown) {
     deliver(PluginNames::MenuBarAnalysis, PluginNames::GraphicView, kNext);
-    EXPECT_TRUE(panel->status().contains("run the checks first")) << panel->status().toStdString();
+    EXPECT_TRUE(status().contains("run the checks first")) << status().toStdString();
 
     QVariantMap noPoint = result("spacing", "error", 0, 0);
     noPoint.remove(kKeyX1);
@@ -168,86 +188,89 @@ TEST_F(Analysis, MalformedResultListsChangeNothingShown) {
     }
     deliver(PluginNames::MenuBarAnalysis, PluginNames::GraphicView, kResults, {{kKeyJob, "x"}});
     EXPECT_EQ(view->checkPoints().size(), 1);
-    EXPECT_TRUE(panel->status().contains("no \"Results\" list")) << panel->status().toStdString();
+    EXPECT_TRUE(status().contains("no \"Results\" list")) << status().toStdString();
 
     sendResults({});
     EXPECT_TRUE(view->checkPoints().isEmpty()) << "an empty list clears";
 }
 
 TEST_F(Analysis, BadLimitsAreRefusedBeforeAnyCheckRuns) {
-    runAndWait(limits(150 * kUm, 200 * kUm));
-    ASSERT_EQ(panel->table()->results().size(), 1u);
-    for (const auto& bad : {std::make_pair(0.0, 1.0), std::make_pair(-5.0, 1.0), std::make_pair(std::nan(""), 1.0),
-                            std::make_pair(200 * kUm, 100 * kUm)}) {
-        EXPECT_FALSE(panel->runChecks(limits(bad.first, bad.second)));
-        EXPECT_TRUE(panel->status().contains("Limits of spacing refused")) << panel->status().toStdString();
+    run(0.15, 0.2);
+    ASSERT_EQ(rows(), 1);
+    for (const auto& bad : {std::make_pair(0.0, 1.0), std::make_pair(-5.0, 1.0), std::make_pair(0.2, 0.1)}) {
+        startRun(bad.first, bad.second);
+        EXPECT_TRUE(status().contains("Limits of spacing refused")) << status().toStdString();
     }
-    EXPECT_EQ(panel->table()->results().size(), 1u);
+    EXPECT_EQ(rows(), 1);
     EXPECT_EQ(view->checkPoints().size(), 1);
 }
 
 // The worker pool is held busy so that the run is cancelled before its first
 // check, whatever the machine's speed.
 TEST_F(Analysis, ACancelledRunLeavesThePreviousResults) {
-    runAndWait(limits(150 * kUm, 200 * kUm));
-    ASSERT_EQ(panel->table()->results().size(), 1u);
+    run(0.15, 0.2);
+    ASSERT_EQ(rows(), 1);
     QThreadPool* pool = QThreadPool::globalInstance();
     QSemaphore release;
     QList<QFuture<void>> blockers;
     for (int i = 0; i < pool->maxThreadCount(); ++i) blockers.append(QtConcurrent::run([&] { release.acquire(); }));
-    ASSERT_TRUE(panel->runChecks(limits(50 * kUm, 60 * kUm)));
-    panel->cancelRun();
+    startRun(0.05, 0.06);
+    auto* progress = host.findChild<QProgressDialog*>("checksProgress");
+    ASSERT_TRUE(progress);
+    auto* cancel = progress->findChild<QPushButton*>();
+    ASSERT_TRUE(cancel);
+    cancel->click();
     release.release(pool->maxThreadCount());
     for (QFuture<void>& f : blockers) f.waitForFinished();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !panel->running(); }, 10000));
-    QCoreApplication::processEvents();
-    EXPECT_TRUE(panel->status().contains("cancelled")) << panel->status().toStdString();
-    EXPECT_EQ(panel->table()->results().size(), 1u);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return status().contains("cancelled"); }, 10000)) << status().toStdString();
+    EXPECT_EQ(rows(), 1);
     EXPECT_EQ(view->checkPoints().size(), 1);
 }
 
-// Numbers sort as numbers, the filter keeps one severity, and the CSV holds
-// every result in nanometres with separators quoted.
+// Numbers sort as numbers, the filter keeps one severity or one check, and
+// the CSV holds every result in nanometres with separators quoted.
 TEST_F(Analysis, TheTableSortsFiltersAndExports) {
-    std::vector<TOLVA::CHECKS::check_result> results(3);
-    const double values[] = {10 * kMm, 2 * kMm, 3 * kMm};
-    for (int i = 0; i < 3; ++i) {
-        results[i].check = i == 2 ? "line_width" : "spacing";
-        results[i].level = i == 1 ? TOLVA::CHECKS::severity::WARNING : TOLVA::CHECKS::severity::ERROR;
-        results[i].value = values[i];
-        results[i].limit = 20 * kMm;
-        results[i].layers = {i == 0 ? "top,inner" : "top"};
-        results[i].features = {{"top", i}};
-        results[i].location.a = {1.5, -2};
-    }
-    auto* table = panel->table();
-    table->setResults(results, "MM");
-    table->view()->sortByColumn(TOLVA::ANALYSIS::ResultsTable::ValueColumn, Qt::AscendingOrder);
-    EXPECT_EQ((QList<int>{table->resultAt(0), table->resultAt(1), table->resultAt(2)}), (QList<int>{1, 2, 0}));
-    table->filter()->setCurrentIndex(2);  // warnings
-    EXPECT_EQ(table->shownRows(), 1);
-    EXPECT_EQ(table->resultAt(0), 1);
-    table->filter()->setCurrentIndex(table->filter()->findText("line_width"));
-    EXPECT_EQ(table->shownRows(), 1);
-    EXPECT_EQ(table->resultAt(0), 2);
+    QVariantMap a = result("spacing", "error", 1.5, -2, 10 * kMm), b = result("spacing", "warning", 1.5, -2, 2 * kMm),
+                c = result("line_width", "error", 1.5, -2, 3 * kMm);
+    a[kKeyLayers] = QStringList{"top,inner"};
+    a[kKeyFeatures] = QVariantList{QVariantMap{{kKeyLayer, "top"}, {kKeyIndex, 0}}};
+    sendResults({a, b, c}, PluginNames::MenuBarAnalysis);
+    table()->sortByColumn(2, Qt::AscendingOrder);
+    EXPECT_EQ((QStringList{cell(0, 2), cell(1, 2), cell(2, 2)}), (QStringList{"2.0000", "3.0000", "10.0000"}));
+    auto* filter = child<QComboBox>(panel, "resultsFilter");
+    filter->setCurrentIndex(2);  // warnings
+    ASSERT_EQ(rows(), 1);
+    EXPECT_EQ(cell(0, 1), "warning");
+    filter->setCurrentIndex(filter->findText("line_width"));
+    ASSERT_EQ(rows(), 1);
+    EXPECT_EQ(cell(0, 0), "line_width");
+    filter->setCurrentIndex(0);
+    EXPECT_EQ(rows(), 3);
 
     QTemporaryDir dir;
-    const QString path = dir.filePath("results.csv");
-    ASSERT_TRUE(panel->exportCsv(path));
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    auto exportTo = [&](const QString& path) {
+        trigger("exportResults");
+        auto* dialog = host.findChild<QDialog*>("exportResults");
+        ASSERT_TRUE(dialog);
+        child<QComboBox>(dialog, "path")->setEditText(path);
+        pressOk(dialog);
+    };
+    exportTo(dir.filePath("results.csv"));
+    QFile file(dir.filePath("results.csv"));
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly)) << status().toStdString();
     const QStringList lines = QString::fromUtf8(file.readAll()).split('\n', Qt::SkipEmptyParts);
     ASSERT_EQ(lines.size(), 4);
     EXPECT_EQ(lines[0], "check,severity,value_nm,limit_nm,layers,location,x1,y1,x2,y2,features");
-    EXPECT_EQ(lines[1], "spacing,error,10000000,20000000,\"top,inner\",point,1.5,-2,0,0,top#0");
-    EXPECT_EQ(lines[2], "spacing,warning,2000000,20000000,top,point,1.5,-2,0,0,top#1");
-    EXPECT_FALSE(panel->exportCsv(dir.filePath("missing/dir/results.csv")));
-    EXPECT_TRUE(panel->status().startsWith("Cannot write")) << panel->status().toStdString();
+    EXPECT_EQ(lines[1], "spacing,error,10000000,100000,\"top,inner\",point,1.5,-2,0,0,top#0");
+    EXPECT_EQ(lines[2], "spacing,warning,2000000,100000,,point,1.5,-2,0,0,");
+    exportTo(dir.filePath("missing/dir/results.csv"));
+    EXPECT_TRUE(status().startsWith("Cannot write")) << status().toStdString();
 }
 
 // On an empty board: the two closest points joined in the error colour,
 // the ring of an annular ring about its hole.
 TEST_F(Analysis, ResultsAreDrawnByKindInTheirSeverityColour) {
+    bind(job->name(), {}, "top");
     view->areazoom(0, 0, 10 * kMm, 10 * kMm);
     QVariantMap gap = result("spacing", "error", 2 * kMm, 5 * kMm);
     gap[kKeyLocation] = "points";
@@ -270,6 +293,55 @@ TEST_F(Analysis, ResultsAreDrawnByKindInTheirSeverityColour) {
     for (const QPointF& p : {QPointF(6 * kMm, 3 * kMm), QPointF(7 * kMm, 4 * kMm), QPointF(7 * kMm, 2 * kMm)})
         for (double d : {-0.05 * kMm, 0.0, 0.05 * kMm}) onRing += pixel(p.x() + d, p.y() + d) == QColor(255, 200, 0);
     EXPECT_GE(onRing, 3) << "the ring through the pad's nearest point, all round";
+}
+
+// A layer against itself shows nothing; against a copy moved by 10 µm,
+// both edges, in the two colours, listed back in the menu's table.
+TEST_F(Analysis, ComparingLayersShowsTheAreasEachHasAlone) {
+    TOLVA::JOB::add_layer(job->name(), "moved", "board", "signal", "positive");
+    job->addPad("moved", 5 * kMm, 5 * kMm, "r200");
+    job->addPad("moved", 5.31 * kMm, 5 * kMm, "r200");
+    auto compare = [&](const char* second) {
+        deliver(PluginNames::MenuBarAnalysis, PluginNames::GraphicView, kLayerCompare,
+                {{kKeyLayer1, "top"}, {kKeyLayer2, second}});
+    };
+    compare("top");
+    EXPECT_TRUE(view->compareAreas(0).isEmpty());
+    EXPECT_TRUE(view->compareAreas(1).isEmpty());
+    EXPECT_EQ(rows(), 0);
+    compare("moved");
+    EXPECT_EQ(view->compareAreas(0).size(), 1) << "the left edge, in top only";
+    EXPECT_EQ(view->compareAreas(1).size(), 1) << "the right edge, in the moved copy only";
+    EXPECT_EQ(rows(), 2);
+    EXPECT_EQ(view->checkPoints().size(), 2);
+    EXPECT_TRUE(status().startsWith("top against moved")) << status().toStdString();
+    deliver(PluginNames::MenuBarAnalysis, PluginNames::GraphicView, kLayerCompare, {{kKeyLayer1, "top"}});
+    EXPECT_EQ(view->compareAreas(0).size(), 1) << "a request without the second layer changes nothing";
+    deliver(PluginNames::MenuBarAnalysis, PluginNames::GraphicView, kLayerCompare, {{kKeyClear, true}});
+    EXPECT_TRUE(view->compareAreas(0).isEmpty());
+}
+
+// The results of a run come back with the job; a duplicate hole removed by
+// the DFM menu is listed on the view and undone whole.
+TEST_F(Analysis, ResultsStayWithTheJobAndRepairsReachTheView) {
+    run(0.15, 0.2);
+    ASSERT_EQ(rows(), 1);
+    sendResults({}, PluginNames::MenuBarAnalysis);
+    ASSERT_EQ(rows(), 0);
+    bind(job->name(), {"top"}, "top");
+    EXPECT_EQ(rows(), 1) << "read back from the job";
+
+    QWidget* dfm = load(PluginNames::MenuBarDFM);
+    TOLVA::JOB::add_layer(job->name(), "drill", "board", "drill", "positive");
+    for (int i = 0; i < 2; ++i) job->addPad("drill", 10 * kMm, 10 * kMm, "r300");
+    bind(job->name(), {"top"}, "top");
+    action(dfm, "removeDuplicateHoles")->trigger();
+    EXPECT_EQ(TOLVA::JOB::feature_count(job->name(), ScopedJob::kStep, "drill"), 1);
+    ASSERT_EQ(view->checkPoints().size(), 1);
+    EXPECT_EQ(view->checkPoints().front().check, "duplicate_hole_removed");
+    EXPECT_EQ(child<QLabel>(dfm, "dfmStatus")->text(), "Duplicate holes: 1 changed, 0 left for the operator");
+    ASSERT_TRUE(TOLVA::API::undo_last_edit(job->name()));
+    EXPECT_EQ(TOLVA::JOB::feature_count(job->name(), ScopedJob::kStep, "drill"), 2);
 }
 
 }  // namespace

@@ -283,7 +283,7 @@ TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
     g_prompts = &prompts;
     const std::set<std::string> notYet = {
         "draw_use_symbol_line", "show_contour_fill_parameters", "showNetAnalyzeResult",
-        "refresh_layer_compare_show", "get_rout_selectorder", "do_drawchain",
+        "get_rout_selectorder", "do_drawchain",
         "get_addchain_vector", "setResizeHoleTmpData"};
     static std::vector<TOLVA::API::point> crossList{{1200, -3400}};
     std::map<std::string, Probe> probes = {
@@ -453,6 +453,12 @@ TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
           }}},
         {"get_analyze_data", takesCheckResults(20002801, {20002802, 20002803, 20002804})},
         {"get_DFM_data", takesCheckResults(20002817, {20002819, 20002820, 20002822})},
+        {"refresh_layer_compare_show",
+         {[](ViewWidget& v, PluginMetaData& msg) {
+              v.setCompareAreas(1, {QPolygonF({QPointF(0, 0), QPointF(1, 0), QPointF(1, 1)})});
+              msg.data.insert("Clear", true);
+          },
+          [](ViewWidget& v, qint32 code) { EXPECT_TRUE(v.compareAreas(1).isEmpty()) << code; }}},
         {"eq_zoomIn_special_points",
          {[](ViewWidget& v, PluginMetaData&) {
               loadCheckResults(v, 20002801);
@@ -466,6 +472,12 @@ TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
           }}},
         {"get_analyze_data", takesCheckResults(20002801, {20002802, 20002803, 20002804})},
         {"get_DFM_data", takesCheckResults(20002817, {20002819, 20002820, 20002822})},
+        {"refresh_layer_compare_show",
+         {[](ViewWidget& v, PluginMetaData& msg) {
+              v.setCompareAreas(1, {QPolygonF({QPointF(0, 0), QPointF(1, 0), QPointF(1, 1)})});
+              msg.data.insert("Clear", true);
+          },
+          [](ViewWidget& v, qint32 code) { EXPECT_TRUE(v.compareAreas(1).isEmpty()) << code; }}},
         {"eq_zoomIn_special_points",
          {[](ViewWidget& v, PluginMetaData&) {
               loadCheckResults(v, 20002801);
