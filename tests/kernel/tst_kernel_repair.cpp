@@ -177,6 +177,20 @@ TEST_F(Repair, PadsGrowForTheirRingWhereTheClearanceAllows) {
     EXPECT_EQ(left, (std::vector<int>{2, 4, 5, 6}));
 }
 
+TEST_F(Repair, APadEnlargedFirstCountsEnlargedForItsNeighbour) {
+    // Pads 580 um apart: one grown to r500 keeps 130 um to the other, both
+    // grown would keep only 80.
+    API::AddFeatures(kJob, "pcb", {"drill"}, {{"drill", {pad("drill", 1e6, 1e6, "r300"), pad("drill", 1.58e6, 1e6, "r300")}}}, {});
+    API::AddFeatures(kJob, "pcb", {"top"}, {{"top", {pad("top", 1e6, 1e6, "r400"), pad("top", 1.58e6, 1e6, "r400")}}},
+                     {{{".net", "A"}}, {{".net", "B"}}});
+    const std::vector<check_result> r = REPAIR::enlarge_pads_for_ring(kJob, "pcb", "drill", {"top"}, 100 * kUm, 100 * kUm);
+    ASSERT_EQ(r.size(), 2u);
+    EXPECT_EQ(r[0].check, "ring_repaired");
+    EXPECT_EQ(r[1].check, "ring_not_repaired");
+    EXPECT_EQ(refs(r[1]), "drill:1 top:1 top:0");
+    EXPECT_NEAR(r[1].value, 80 * kUm, 1);
+}
+
 TEST_F(Repair, BadLimitsAndNamesAreRefusedAndNothingChanges) {
     RingBoard board;
     const auto features = kt::snapshot(kJob);
