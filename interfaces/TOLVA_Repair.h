@@ -43,8 +43,10 @@ TOLVA_API_EXPORT std::vector<CHECKS::check_result> remove_duplicate_holes(
 // The new size is taken only when the enlarged pad stays at least
 // min_clearance_nm from every other positive feature of its layer that is
 // not of the same ".net" and does not touch the pad as it is (pads enlarged
-// earlier in the same call count as enlarged). Negative features are not
-// looked at, as in the checks.
+// earlier in the same call count as enlarged), and as far inside the
+// outline of every negative feature that holds the pad's centre (a
+// clearance cut into a pour around the pad: the pour beyond its outline
+// touches the pad as it is, yet is not connected to it).
 // Results, by copper layer as given, then by hole:
 //   "ring_repaired": a warning; value = the ring before, limit = min_ring_nm;
 //     location: the hole's centre (POINT); features: the hole, the pad.
@@ -56,7 +58,8 @@ TOLVA_API_EXPORT std::vector<CHECKS::check_result> remove_duplicate_holes(
 //     - the enlarged pad would come too close to a feature: value = the
 //       clearance it would have, limit = min_clearance_nm, location: the
 //       closest points (POINTS, a on the enlarged pad), features: the hole,
-//       the pad, the feature in the way.
+//       the pad, the feature in the way (a positive feature, or the
+//       negative one whose outline comes too close).
 // Both limits must be finite and positive; the drill layer may not be one
 // of the copper layers.
 TOLVA_API_EXPORT std::vector<CHECKS::check_result> enlarge_pads_for_ring(

@@ -261,8 +261,26 @@ struct Blocker {
     Closest where;
 };
 
+// The distance from a pad to the outline of a negative feature around it
+// (a clearance cut into a pour): the copper beyond that outline is as near.
+// False when the feature does not hold the pad's centre.
+bool cutAround(const Layer& l, const Feature& cut, const Vec& centre, const Core& pad, Closest& out) {
+    Core area;
+    featureCore(l.ctx(), cut, area);
+    Core point;
+    point.curves.push_back(segmentCurve(centre, centre));
+    point.probes.push_back(centre);
+    if (shapeDistance(area, point).distance > 0) return false;
+    Core rim;
+    featureOutline(l.ctx(), cut, rim.curves);
+    for (const Curve& c : rim.curves) rim.probes.push_back(c.a);
+    out = shapeDistance(pad, rim);
+    return true;
+}
+
 // The nearest feature closer than `gap` to the enlarged pad that is not of
-// the pad's net and does not touch the pad as it is.
+// the pad's net and does not touch the pad as it is, or a negative feature
+// around the pad whose outline is closer than `gap`.
 Blocker blocker(const Job& job, const CopperWork& w, uint32_t pad, const Core& now, const Core& grown,
                 const PadGeom& g, double gap) {
     const Layer& l = w.layer;
@@ -275,11 +293,16 @@ Blocker blocker(const Job& job, const CopperWork& w, uint32_t pad, const Core& n
     Blocker b;
     Core other;
     for (uint32_t id : ids) {
-        if (id == pad || !fs[id].positive()) continue;
-        if (!net.empty() && attrOf(job, fs[id], ".net") == net) continue;
-        w.coreOf(id, other);
-        if (shapeDistance(now, other).distance == 0) continue;  // connected already
-        const Closest c = shapeDistance(grown, other);
+        if (id == pad) continue;
+        Closest c;
+        if (!fs[id].positive()) {
+            if (!cutAround(l, fs[id], g.centre, grown, c)) continue;
+        } else {
+            if (!net.empty() && attrOf(job, fs[id], ".net") == net) continue;
+            w.coreOf(id, other);
+            if (shapeDistance(now, other).distance == 0) continue;  // connected already
+            c = shapeDistance(grown, other);
+        }
         if (c.distance >= gap) continue;
         if (b.feature < 0 || c.distance < b.where.distance) b = {static_cast<long>(id), c};
     }

@@ -191,6 +191,26 @@ TEST_F(Repair, APadEnlargedFirstCountsEnlargedForItsNeighbour) {
     EXPECT_NEAR(r[1].value, 80 * kUm, 1);
 }
 
+TEST_F(Repair, APadInAPourKeepsItsClearanceInsideTheCut) {
+    // A pour over both holes, cut around each pad: r700 (350 um) leaves a
+    // r500 pad 100 um, r650 only 75.
+    const int r700 = kt::symbol(kJob, "top", "r700"), r650 = kt::symbol(kJob, "top", "r650");
+    API::AddFeatures(kJob, "pcb", {"drill"}, {{"drill", {pad("drill", 1e6, 1e6, "r300"), pad("drill", 3e6, 1e6, "r300")}}}, {});
+    API::AddFeatures(kJob, "pcb", {"top"},
+                     {{"top",
+                       {API::GreateSurfaceString({{0, 0}, {4e6, 0}, {4e6, 2e6}, {0, 2e6}, {0, 0}}, API::POL_POSITIVE, 0, true),
+                        API::GreatePadString(1e6, 1e6, r700, API::POL_NEGATIVE, 0, 0, 1),
+                        API::GreatePadString(3e6, 1e6, r650, API::POL_NEGATIVE, 0, 0, 1), pad("top", 1e6, 1e6, "r400"),
+                        pad("top", 3e6, 1e6, "r400")}}},
+                     {{{".net", "GND"}}, {}, {}, {{".net", "A"}}, {{".net", "B"}}});
+    const std::vector<check_result> r = REPAIR::enlarge_pads_for_ring(kJob, "pcb", "drill", {"top"}, 100 * kUm, 100 * kUm);
+    ASSERT_EQ(r.size(), 2u);
+    EXPECT_EQ(r[0].check, "ring_repaired");
+    EXPECT_EQ(r[1].check, "ring_not_repaired");
+    EXPECT_EQ(refs(r[1]), "drill:1 top:4 top:2");
+    EXPECT_NEAR(r[1].value, 75 * kUm, 1);
+}
+
 TEST_F(Repair, BadLimitsAndNamesAreRefusedAndNothingChanges) {
     RingBoard board;
     const auto features = kt::snapshot(kJob);
