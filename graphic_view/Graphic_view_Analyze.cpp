@@ -10,6 +10,7 @@
 
 #include "AnalysisMessages.h"
 #include "PluginNames.h"
+#include "TOLVA_API.h"
 #include "TOLVA_Compare.h"
 #include "core/display_unit.h"
 #include "graphic_view.h"
@@ -218,7 +219,60 @@ void ViewWidget::eq_zoomIn_special_points(PluginMetaData msg) {
     zoomToCheckPoint(m_currentCheckPoint);
 }
 
-void ViewWidget::showNetAnalyzeResult(PluginMetaData) { notYetAvailable("showNetAnalyzeResult"); }
+namespace {
+
+bool boardRowOf(const API::matrix_info& row, std::initializer_list<const char*> types) {
+    if (row.context != "board") return false;
+    for (const char* t : types)
+        if (row.type == t) return true;
+    return false;
+}
+
+// The names a message lists under `key`, or the job's board layers of the
+// given types when it lists none.
+API::str_list layersFrom(const QVariantMap& data, const QString& key, const std::vector<API::matrix_info>& matrix,
+                         std::initializer_list<const char*> types) {
+    API::str_list out;
+    for (const QString& name : data.value(key).toStringList()) out.push_back(name.toStdString());
+    if (!out.empty()) return out;
+    for (const API::matrix_info& row : matrix)
+        if (boardRowOf(row, types)) out.push_back(row.name);
+    return out;
+}
+
+}  // namespace
+
+// Highlights one net across the copper and drill layers: every feature
+// connected to the one named, through overlaps and plated holes, becomes
+// selected (and so drawn highlighted on every shown layer). Without a
+// feature the highlight goes.
+void ViewWidget::showNetAnalyzeResult(PluginMetaData msg) {
+    if (m_job.isEmpty()) {
+        refuseRequest(msg, tr("Net display refused: no job is open"));
+        return;
+    }
+    const QString layer = msg.data.value(kKeyLayer).toString();
+    bool indexOk = false;
+    const int index = msg.data.value(kKeyIndex).toInt(&indexOk);
+    if (!layer.isEmpty() && (!indexOk || index < 0)) {
+        refuseRequest(msg, tr("Net display refused: \"Index\" must be a feature index of 0 or more"));
+        return;
+    }
+    API::str_list copper, drills;
+    std::vector<MEASURE::feature_ref> net;
+    const bool done = guarded(__FILE__, __LINE__, [&] {
+        const std::vector<API::matrix_info> matrix = API::get_matrix(job());
+        copper = layersFrom(msg.data, kKeyLayers, matrix, {"signal", "power_ground", "mixed"});
+        drills = layersFrom(msg.data, kKeyDrills, matrix, {"drill"});
+        if (!layer.isEmpty()) net = CHECKS::net_of(job(), step(), copper, drills, layer.toStdString(), index);
+        for (const API::str_list* names : {&copper, &drills})
+            for (const std::string& name : *names) API::clear_selected_features(job(), step(), name);
+        for (const MEASURE::feature_ref& f : net) API::select_feature_by_id(job(), step(), f.layer, f.index);
+    });
+    if (!done) return;
+    LOG(INFO) << "GRAPHIC_VIEW: net of " << layer.toStdString() << " #" << index << ": " << net.size() << " features";
+    redrawAtCurrentBox();
+}
 // Compares two layers in the kernel and shows the areas each has alone in
 // its colour, listed as results to step through; the sender gets the list.
 void ViewWidget::refresh_layer_compare_show(PluginMetaData msg) {

@@ -10,6 +10,7 @@
 #include <QLabel>
 #include <QProgressDialog>
 #include <QPushButton>
+#include <QTableView>
 #include <QVBoxLayout>
 #include <QtConcurrent>
 
@@ -85,6 +86,7 @@ AnalysisPanel::AnalysisPanel(QWidget* host)
     addMenuAction("zoomResult", tr("Zoom to Result"), QKeySequence(), [this] { toView(AM::kZoomToCurrent); });
     addMenuAction("clearResults", tr("Clear Results"), QKeySequence(), [this] { clearResults(); });
     addMenuAction("exportResults", tr("Export Results to CSV..."), QKeySequence(), [this] { askCsvPath(); });
+    addMenuAction("showNet", tr("Highlight Net of Result"), QKeySequence(), [this] { showNetOfResult(); });
     addMenuAction("compareLayers", tr("Compare Layers..."), QKeySequence(), [this] { askCompare(); });
 
     auto* buttons = new QHBoxLayout;
@@ -258,6 +260,19 @@ void AnalysisPanel::takeViewResults(const PluginMetaData& msg) {
     showResults(results);
     const QString title = msg.data.value(AM::kKeyTitle).toString();
     if (!title.isEmpty()) setStatus(title + QStringLiteral(": ") + status());
+}
+
+// The net of the selected result's first feature, highlighted across the
+// copper and drill layers.
+void AnalysisPanel::showNetOfResult() {
+    const QModelIndexList rows = m_table->view()->selectionModel()->selectedRows();
+    const int index = rows.isEmpty() ? -1 : m_table->resultAt(rows.front().row());
+    if (index < 0 || m_table->results()[size_t(index)].features.empty()) {
+        setStatus(tr("Select a result with a feature first"));
+        return;
+    }
+    const MEASURE::feature_ref& f = m_table->results()[size_t(index)].features.front();
+    toView(AM::kShowNet, {{AM::kKeyLayer, QString::fromStdString(f.layer)}, {AM::kKeyIndex, f.index}});
 }
 
 // Two layers of the step, or a layer of another job against one of this

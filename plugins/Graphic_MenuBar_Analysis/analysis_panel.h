@@ -56,6 +56,7 @@ private:
     void showStoredResults();
     void takeViewResults(const PluginMetaData& msg);
     void askCompare();
+    void showNetOfResult();
     void showResults(const std::vector<CHECKS::check_result>& results);
     void toView(qint32 code, const QVariantMap& data = {});
     void setStatus(const QString& text);

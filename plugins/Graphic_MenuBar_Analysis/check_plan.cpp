@@ -1,6 +1,7 @@
 #include "check_plan.h"
 
 #include <QSettings>
+#include <cstdlib>
 
 namespace TOLVA {
 namespace ANALYSIS {
@@ -14,6 +15,18 @@ bool isCopper(const API::matrix_info& row) {
     return onBoard(row) && (row.type == "signal" || row.type == "power_ground" || row.type == "mixed");
 }
 bool isDrill(const API::matrix_info& row) { return onBoard(row) && row.type == "drill"; }
+bool isMask(const API::matrix_info& row) { return onBoard(row) && row.type == "solder_mask"; }
+
+// The board row of `kind` nearest to `row` in the matrix (a mask belongs to
+// the outer copper beside it, a silk screen to the mask beside it); null
+// when there is none.
+const API::matrix_info* nearest(const std::vector<API::matrix_info>& matrix, const API::matrix_info& row,
+                                bool (*kind)(const API::matrix_info&)) {
+    const API::matrix_info* best = nullptr;
+    for (const API::matrix_info& other : matrix)
+        if (kind(other) && (!best || std::abs(other.row - row.row) < std::abs(best->row - row.row))) best = &other;
+    return best;
+}
 
 QString settingsKey(const QString& check, const char* which) {
     return QStringLiteral("analysis/%1/%2").arg(check, QLatin1String(which));
@@ -31,6 +44,9 @@ const std::vector<CheckKind>& checkKinds() {
         {"min_drill", "Minimum drill", 150 * kUm, 200 * kUm},
         {"annular_ring", "Annular ring", 50 * kUm, 100 * kUm},
         {"drill_to_copper", "Drill to copper", 200 * kUm, 250 * kUm},
+        {"sliver", "Slivers in surfaces", 75 * kUm, 100 * kUm},
+        {"mask_clearance", "Mask opening clearance", 25 * kUm, 50 * kUm},
+        {"silk_over_copper", "Silk to exposed copper", 75 * kUm, 125 * kUm},
     };
     return kinds;
 }
@@ -76,6 +92,27 @@ std::vector<PlannedCheck> planChecks(const std::string& job, const std::string& 
             add("profile_clearance", layer,
                 [=](const CHECKS::check_params& p) { return CHECKS::profile_clearance(job, step, {layer}, p); });
     }
+    for (const std::string& layer : copper)
+        add("sliver", layer, [=](const CHECKS::check_params& p) { return CHECKS::slivers(job, step, {layer}, p); });
+    API::str_list drills;
+    for (const API::matrix_info& row : matrix) {
+        const API::matrix_info* metal = nearest(matrix, row, isCopper);
+        if (isMask(row) && metal) {
+            const std::string mask = row.name, pads = metal->name;
+            add("mask_clearance", mask,
+                [=](const CHECKS::check_params& p) { return CHECKS::mask_clearance(job, step, pads, mask, p); });
+        }
+        const API::matrix_info* opening = nearest(matrix, row, isMask);
+        if (onBoard(row) && row.type == "silk_screen" && metal && opening) {
+            const std::string silk = row.name, mask = opening->name, pads = metal->name;
+            add("silk_over_copper", silk, [=](const CHECKS::check_params& p) {
+                return CHECKS::silk_over_copper(job, step, silk, mask, pads, p);
+            });
+        }
+        if (isDrill(row)) drills.push_back(row.name);
+    }
+    if (!copper.empty())
+        plan.push_back({QStringLiteral("nets"), [=] { return CHECKS::analyze_nets(job, step, copper, drills).results; }});
     for (const API::matrix_info& row : matrix) {
         if (!isDrill(row)) continue;
         const std::string drill = row.name;

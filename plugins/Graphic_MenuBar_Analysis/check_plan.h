@@ -35,9 +35,12 @@ struct PlannedCheck {
 };
 
 // The calls for the step's layers: copper layers ("signal", "power_ground",
-// "mixed" on the board) get spacing, line width, pad size and, with a
-// profile, profile clearance; drill layers hole spacing and minimum drill,
-// and annular ring and drill to copper against every copper layer.
+// "mixed" on the board) get spacing, line width, pad size, slivers and, with
+// a profile, profile clearance; a solder mask its opening clearance against
+// the nearest copper layer in the matrix, a silk screen the exposed copper
+// of the nearest mask and copper; the copper and drill layers together a
+// net analysis (opens and shorts); drill layers hole spacing and minimum
+// drill, and annular ring and drill to copper against every copper layer.
 std::vector<PlannedCheck> planChecks(const std::string& job, const std::string& step,
                                      const std::vector<API::matrix_info>& matrix, bool hasProfile,
                                      const Limits& limits);

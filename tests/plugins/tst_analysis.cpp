@@ -344,4 +344,24 @@ TEST_F(Analysis, ResultsStayWithTheJobAndRepairsReachTheView) {
     EXPECT_EQ(TOLVA::JOB::feature_count(job->name(), ScopedJob::kStep, "drill"), 2);
 }
 
+// The net of a result's feature is highlighted: the two pads of the gap are
+// apart, so only the first is selected; a trace joining them makes it both.
+TEST_F(Analysis, TheNetOfAResultIsHighlighted) {
+    run(0.15, 0.2);
+    ASSERT_EQ(rows(), 1);
+    trigger("showNet");
+    EXPECT_TRUE(status().contains("Select a result")) << status().toStdString();
+    table()->selectRow(0);
+    auto selected = [&] {
+        std::vector<TOLVA::API::featureInfo> list;
+        TOLVA::API::get_selected_feature_info(job->name(), ScopedJob::kStep, "top", list);
+        return list.size();
+    };
+    trigger("showNet");
+    EXPECT_EQ(selected(), 1u);
+    job->addLine("top", 5 * kMm, 5 * kMm, 5.3 * kMm, 5 * kMm, "r100");
+    trigger("showNet");
+    EXPECT_EQ(selected(), 3u);
+}
+
 }  // namespace

@@ -222,6 +222,25 @@ Probe refuses(const QString& text) {
             [text](ViewWidget&, qint32 code) { EXPECT_EQ(g_prompts->texts(), QStringList{text}) << code; }};
 }
 
+// The net of feature 0 of "top" (it overlaps feature 1, feature 2 stands
+// apart) is selected, and only that.
+Probe selectsTheNet() {
+    static ScopedJob nets{"dispatch_net", 1e7, 1e7, {"top"}};
+    static const bool padded = (nets.addPad("top", 1e6, 1e6, "r200"), nets.addPad("top", 1.1e6, 1e6, "r200"),
+                                nets.addPad("top", 5e6, 5e6, "r200"), true);
+    (void)padded;
+    return {[](ViewWidget& v, PluginMetaData& m) {
+                testsupport::openJobInView(&v, "dispatch_net", "pcb", {"top"});
+                TOLVA::API::select_feature_by_id("dispatch_net", "pcb", "top", 2);
+                m.data = {{"Layer", "top"}, {"Index", 0}};
+            },
+            [](ViewWidget&, qint32 code) {
+                std::vector<TOLVA::API::featureInfo> selected;
+                TOLVA::API::get_selected_feature_info("dispatch_net", "pcb", "top", selected);
+                ASSERT_EQ(selected.size(), 2u) << code;
+            }};
+}
+
 // The job list's answer naming feature 0 of "top" selects it in the kernel.
 Probe selectsAnsweredFeature() {
     static ScopedJob answered{"dispatch_answer", 1e6, 1e6, {"top"}};
@@ -282,8 +301,7 @@ Probe takesCheckResults(qint32 results, std::set<qint32> steps) {
 TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
     g_prompts = &prompts;
     const std::set<std::string> notYet = {
-        "draw_use_symbol_line", "show_contour_fill_parameters", "showNetAnalyzeResult",
-        "get_rout_selectorder", "do_drawchain",
+        "draw_use_symbol_line", "show_contour_fill_parameters", "get_rout_selectorder", "do_drawchain",
         "get_addchain_vector", "setResizeHoleTmpData"};
     static std::vector<TOLVA::API::point> crossList{{1200, -3400}};
     std::map<std::string, Probe> probes = {
@@ -453,6 +471,7 @@ TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
           }}},
         {"get_analyze_data", takesCheckResults(20002801, {20002802, 20002803, 20002804})},
         {"get_DFM_data", takesCheckResults(20002817, {20002819, 20002820, 20002822})},
+        {"showNetAnalyzeResult", selectsTheNet()},
         {"refresh_layer_compare_show",
          {[](ViewWidget& v, PluginMetaData& msg) {
               v.setCompareAreas(1, {QPolygonF({QPointF(0, 0), QPointF(1, 0), QPointF(1, 1)})});
@@ -472,6 +491,7 @@ TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
           }}},
         {"get_analyze_data", takesCheckResults(20002801, {20002802, 20002803, 20002804})},
         {"get_DFM_data", takesCheckResults(20002817, {20002819, 20002820, 20002822})},
+        {"showNetAnalyzeResult", selectsTheNet()},
         {"refresh_layer_compare_show",
          {[](ViewWidget& v, PluginMetaData& msg) {
               v.setCompareAreas(1, {QPolygonF({QPointF(0, 0), QPointF(1, 0), QPointF(1, 1)})});
