@@ -1,11 +1,6 @@
 // Layer compare: twin features cancel by hash, the rest goes, group by group
 // of overlapping boxes with the features around it, into a polygon boolean
 // of the two layers' images.
-// Without the rescaling of Boost 1.74 (on by default there, off in later
-// versions): every set operation would map all of its input to integers
-// first, which costs more than the operation on the small shapes compared
-// here. Set before anything includes Boost.Geometry.
-#define BOOST_GEOMETRY_NO_ROBUSTNESS
 #include "TOLVA_Compare.h"
 
 #include <algorithm>
@@ -428,6 +423,37 @@ BMulti imageOf(const Side& s, const std::vector<uint32_t>& ids, const Flattener&
     return acc;
 }
 
+// The side of the tiles a large group is cut into, and a bound beyond
+// every coordinate.
+constexpr double kTile = 2e6;  // nm
+constexpr double kHuge = 1e18;
+
+SpatialIndex::Box indexBoxOf(const BBox& b) {
+    const IBox q = clampBox(b.min_corner().x(), b.min_corner().y(), b.max_corner().x(), b.max_corner().y());
+    return SpatialIndex::Box({q.xmin, q.ymin}, {q.xmax, q.ymax});
+}
+
+// Pieces cut at tile edges joined again: the pieces whose boxes touch are
+// merged, each such set on its own.
+BMulti joinPieces(std::vector<BPoly>& pieces) {
+    std::vector<Leftover> boxes;
+    for (uint32_t i = 0; i < pieces.size(); ++i) {
+        BBox b;
+        bg::envelope(pieces[i].outer(), b);
+        b.min_corner() = BPoint(b.min_corner().x() - 1, b.min_corner().y() - 1);
+        b.max_corner() = BPoint(b.max_corner().x() + 1, b.max_corner().y() + 1);
+        boxes.push_back({0, i, indexBoxOf(b)});
+    }
+    BMulti out;
+    for (const std::vector<size_t>& set : groupsOf(boxes)) {
+        std::vector<BMulti> parts;
+        for (size_t i : set) parts.push_back({std::move(pieces[i])});
+        const BMulti joined = unionOf(parts, 0, parts.size());
+        out.insert(out.end(), joined.begin(), joined.end());
+    }
+    return out;
+}
+
 COMPARE::measure_point mp(const BPoint& p) { return {p.x(), p.y()}; }
 
 // The polygons of a difference that are at least `tolerance` wide.
@@ -495,34 +521,77 @@ compare_result compare_layers(const layer_ref& first, const layer_ref& second, c
 
     const Flattener flat(params.tolerance / 4);
     std::vector<uint32_t> hits, ids[2];
-    for (const std::vector<size_t>& group : groupsOf(items)) {
-        ++st.groups;
-        // Every feature of either layer whose box meets a left-over one's:
-        // twins come in on both sides alike and cancel in the boolean.
+    // The two differences of the images where the boxes `where` lie, each
+    // image built from the features of its layer that meet those boxes,
+    // surfaces cut to `clip`; with `cut` the images are cut to `clip` too.
+    auto differences = [&](const std::vector<SpatialIndex::Box>& where, const BBox& clip, bool cut,
+                           BMulti diff[2]) {
+        BMulti image[2];
         for (int side = 0; side < 2; ++side) {
             ids[side].clear();
-            for (size_t i : group) {
+            for (const SpatialIndex::Box& box : where) {
                 hits.clear();
-                sides[side]->data.index.query(sides[side]->data.features, items[i].box, hits);
+                sides[side]->data.index.query(sides[side]->data.features, box, hits);
                 ids[side].insert(ids[side].end(), hits.begin(), hits.end());
             }
             std::sort(ids[side].begin(), ids[side].end());
             ids[side].erase(std::unique(ids[side].begin(), ids[side].end()), ids[side].end());
             for (uint32_t id : ids[side]) st.neighbours += matched[side][id] ? 1 : 0;
+            // Surfaces cut a little beyond the clip box, so that no edge
+            // of theirs lies on it.
+            BBox wider = clip;
+            bg::expand(wider, BPoint(clip.min_corner().x() - params.tolerance, clip.min_corner().y() - params.tolerance));
+            bg::expand(wider, BPoint(clip.max_corner().x() + params.tolerance, clip.max_corner().y() + params.tolerance));
+            image[side] = imageOf(*sides[side], ids[side], flat, wider);
         }
-        BBox clip{{items[group[0]].box.min_corner().get<0>() - 1.0, items[group[0]].box.min_corner().get<1>() - 1.0},
-                  {items[group[0]].box.max_corner().get<0>() + 1.0, items[group[0]].box.max_corner().get<1>() + 1.0}};
+        for (int side = 0; side < 2; ++side) {
+            bg::difference(image[side], image[1 - side], diff[side]);
+            // Edges that both images share can leave zero-wide spikes.
+            bg::remove_spikes(diff[side]);
+            if (cut) {
+                BMulti inside;
+                bg::intersection(diff[side], clip, inside);
+                diff[side] = std::move(inside);
+            }
+        }
+    };
+    std::vector<compare_area>* found[2] = {&out.first_only, &out.second_only};
+    for (const std::vector<size_t>& group : groupsOf(items)) {
+        ++st.groups;
+        BBox clip{{kHuge, kHuge}, {-kHuge, -kHuge}};
+        std::vector<SpatialIndex::Box> where;
         for (size_t i : group) {
+            where.push_back(items[i].box);
             bg::expand(clip, BPoint(items[i].box.min_corner().get<0>() - 1.0, items[i].box.min_corner().get<1>() - 1.0));
             bg::expand(clip, BPoint(items[i].box.max_corner().get<0>() + 1.0, items[i].box.max_corner().get<1>() + 1.0));
         }
-        const BMulti first_image = imageOf(a, ids[0], flat, clip), second_image = imageOf(b, ids[1], flat, clip);
-        BMulti diff;
-        bg::difference(first_image, second_image, diff);
-        collectAreas(diff, params.tolerance, out.first_only);
-        diff.clear();
-        bg::difference(second_image, first_image, diff);
-        collectAreas(diff, params.tolerance, out.second_only);
+        const double w = clip.max_corner().x() - clip.min_corner().x(), h = clip.max_corner().y() - clip.min_corner().y();
+        if (w <= kTile && h <= kTile) {
+            BMulti diff[2];
+            differences(where, clip, false, diff);
+            for (int side = 0; side < 2; ++side) collectAreas(diff[side], params.tolerance, *found[side]);
+            continue;
+        }
+        // A large group (a pour, a long track, a chain of boxes): tile by
+        // tile, so that no boolean holds more than a tile's features, the
+        // pieces joined again across the tiles' edges afterwards.
+        const int nx = static_cast<int>(std::ceil(w / kTile)), ny = static_cast<int>(std::ceil(h / kTile));
+        std::vector<BPoly> pieces[2];
+        for (int ix = 0; ix < nx; ++ix)
+            for (int iy = 0; iy < ny; ++iy) {
+                const double x0 = clip.min_corner().x() + w * ix / nx, x1 = clip.min_corner().x() + w * (ix + 1) / nx;
+                const double y0 = clip.min_corner().y() + h * iy / ny, y1 = clip.min_corner().y() + h * (iy + 1) / ny;
+                const BBox tile{{x0, y0}, {x1, y1}};
+                const SpatialIndex::Box query = indexBoxOf(tile);
+                if (std::none_of(group.begin(), group.end(),
+                                 [&](size_t i) { return bg::intersects(items[i].box, query); }))
+                    continue;
+                BMulti diff[2];
+                differences({query}, tile, true, diff);
+                for (int side = 0; side < 2; ++side)
+                    for (BPoly& p : diff[side]) pieces[side].push_back(std::move(p));
+            }
+        for (int side = 0; side < 2; ++side) collectAreas(joinPieces(pieces[side]), params.tolerance, *found[side]);
     }
     return out;
 }

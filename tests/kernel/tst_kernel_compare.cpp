@@ -160,6 +160,37 @@ TEST(Compare, TwoJobsCompareBySymbolNames) {
     JOB::delete_job("compare2");
 }
 
+TEST(Compare, AMovedPourShowsItsTwoEdgesWholeAcrossTheTiles) {
+    // A 10 mm pour with holes cut by negative pads drawn after it, the pour
+    // moved 10 um to the right: the compare works it tile by tile and joins
+    // each edge's pieces into one area again.
+    kt::freshJob(kJob, {"a", "b"});
+    for (const char* layer : {"a", "b"}) {
+        const double d = layer[0] == 'b' ? 10 * kUm : 0;
+        const int r100 = kt::symbol(kJob, layer, "r100");
+        std::vector<std::string> records = {API::GreateSurfaceString(
+            {{d, 0}, {10e6 + d, 0}, {10e6 + d, 10e6}, {d, 10e6}, {d, 0}}, API::POL_POSITIVE, 0, true)};
+        for (int i = 1; i < 10; ++i)
+            records.push_back(API::GreatePadString(1e6 * i, 1e6 * i, r100, API::POL_NEGATIVE, 0, 0, 1));
+        API::AddFeatures(kJob, "pcb", {layer}, {{layer, records}}, {});
+    }
+    const COMPARE::compare_result r = COMPARE::compare_layers({kJob, "pcb", "a"}, {kJob, "pcb", "b"});
+    ASSERT_EQ(r.first_only.size(), 1u);
+    ASSERT_EQ(r.second_only.size(), 1u);
+    const double band = 10 * kUm * 10e6;
+    struct Expect {
+        const compare_area& area;
+        double x;
+    };
+    for (const Expect& e : {Expect{r.first_only[0], 0}, Expect{r.second_only[0], 10e6}}) {
+        EXPECT_NEAR(e.area.area, band, band * 1e-6);
+        EXPECT_NEAR(e.area.min.x, e.x, 1);
+        EXPECT_NEAR(e.area.max.x, e.x + 10 * kUm, 1);
+        EXPECT_NEAR(e.area.min.y, 0, 1);
+        EXPECT_NEAR(e.area.max.y, 10e6, 1);
+    }
+}
+
 TEST(Compare, AreasBecomeCheckResults) {
     Board moved;
     moved.padY = 3e6;
