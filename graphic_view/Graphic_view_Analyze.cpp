@@ -101,12 +101,18 @@ QRectF extentOf(const check_points& p) {
     }
 }
 
+// Opens and shorts count pieces and nets; every other check measures a length.
+QString amount(const check_points& p, const DisplayUnit& u, double v) {
+    const bool counted = p.check == QLatin1String("open") || p.check == QLatin1String("short");
+    return counted ? QString::number(v, 'f', 0) : u.withSuffix(v);
+}
+
 QString labelOf(const check_points& p, const DisplayUnit& u, int position, int count) {
     return QStringLiteral("%1/%2 %3 %4: %5 (limit %6)")
         .arg(position + 1)
         .arg(count)
-        .arg(p.error ? QStringLiteral("error") : QStringLiteral("warning"), p.check, u.withSuffix(p.value),
-             u.withSuffix(p.limit));
+        .arg(p.error ? QStringLiteral("error") : QStringLiteral("warning"), p.check, amount(p, u, p.value),
+             amount(p, u, p.limit));
 }
 
 }  // namespace

@@ -244,11 +244,13 @@ void ViewWidget::draw_check_points(QPainter& painter, const check_points& point)
         if (!point.text.isEmpty()) painter.drawText(c + QPoint(kCheckPointArm + 2, -kCheckPointArm), point.text);
         return;
     }
-    painter.drawEllipse(c, kCurrentHalo, kCurrentHalo);
+    // Two closest points are circled and labelled at their middle.
+    const QPoint focus = point.shape == check_points::Points ? (c + toPixel(point.other)) / 2 : c;
+    painter.drawEllipse(focus, kCurrentHalo, kCurrentHalo);
     if (point.text.isEmpty()) return;
     const QFontMetrics metrics(painter.font());
     QRect label = metrics.boundingRect(point.text).adjusted(-3, -2, 3, 2);
-    label.moveTopLeft(c + QPoint(kCurrentHalo + 4, -kCurrentHalo - label.height()));
+    label.moveTopLeft(focus + QPoint(kCurrentHalo + 4, -kCurrentHalo - label.height()));
     label.moveLeft(std::min(label.left(), width() - label.width()));
     label.moveTop(std::max(label.top(), 0));
     painter.fillRect(label, QColor(0, 0, 0, 200));

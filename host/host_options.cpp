@@ -49,6 +49,8 @@ QString usageText() {
         "Gerber and Excellon files (or a folder or .zip of them) into a new job;\n"
         "without arguments, the generated demo board.\n"
         "  --snapshot OUT      write the composed view to OUT (.png, .jpg, .jpeg, .bmp)\n"
+        "  --check             run the checks with the limits last used and go to the\n"
+        "                      first result (with --snapshot: the view shows it)\n"
         "                      and exit; needs no display\n"
         "  --size WxH          view size in pixels (default 1200x800)\n"
         "  --layers A,B        layers to show (default: top copper, drill and profile)\n"
@@ -94,6 +96,8 @@ QString parseOptions(const QStringList& args, HostOptions& out) {
             bool ok = false;
             out.features = value.toLong(&ok);
             if (!ok || out.features <= 0) return QStringLiteral("bad --features '%1'").arg(value);
+        } else if (args[i] == QLatin1String("--check")) {
+            out.check = true;
         } else if (args[i].startsWith(QLatin1String("--"))) {
             return QStringLiteral("unknown option '%1' (see --help)").arg(args[i]);
         } else {

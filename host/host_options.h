@@ -2,7 +2,7 @@
 // The application's command line:
 //   tolva_host [JOB_DIR | FILE...] [--snapshot OUT] [--size WxH]
 //              [--layers NAME,NAME] [--box XMIN,YMIN,XMAX,YMAX] [--features N]
-//              [--export DIR]
+//              [--export DIR] [--check]
 #include <QRectF>
 #include <QSize>
 #include <QString>
@@ -19,6 +19,7 @@ struct HostOptions {
     QRectF boxMm;           // board window in millimetres, left/bottom to right/top
     long features = 200000; // size of the generated demo board
     QString exportDir;      // write every layer as Gerber or Excellon here and exit
+    bool check = false;     // run the checks with the remembered limits and go to the first result
 };
 
 // Reads the arguments (argv without the program name). Returns an empty text

@@ -76,7 +76,7 @@ int writeSnapshot(host::MainWindow& window, const host::HostOptions& options) {
     if (options.hasBox)
         window.showBoardWindow(options.boxMm.left() * 1e6, options.boxMm.top() * 1e6, options.boxMm.right() * 1e6,
                                options.boxMm.bottom() * 1e6);
-    else
+    else if (!options.check)  // after the checks the view stands on their first result
         window.fitToProfile();  // imported data often has no profile: its features are fitted
     QApplication::processEvents();
     view->setUpdatesEnabled(true);
@@ -182,6 +182,7 @@ int main(int argc, char** argv) {
         if (!missing.isEmpty()) return fail(missing);
         window.showLayers(options.layers);
     }
+    if (options.check) window.runChecks(/*waitForThem=*/batch);
     if (batch) {
         int status = snapshot ? writeSnapshot(window, options) : 0;
         if (status == 0 && exporting) status = writeExport(window, options.exportDir);

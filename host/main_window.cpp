@@ -10,6 +10,7 @@
 #include <QDropEvent>
 #include <QMimeData>
 #include <QDockWidget>
+#include <QElapsedTimer>
 #include <QFileDialog>
 #include <QFutureWatcher>
 #include <QGuiApplication>
@@ -27,6 +28,7 @@
 
 #include "PluginNames.h"
 #include "QTpluginsManger4CAM.h"
+#include "AnalysisMessages.h"
 #include "TOLVA_API.h"
 #include "TOLVA_Job.h"
 #include "UIAPICommon.h"
@@ -105,6 +107,7 @@ constexpr qint32 kBindCode = 20001637;
 constexpr qint32 kRedrawCode = 20000417;
 constexpr qint32 kKeyPress = 20003400;
 constexpr int kBottomStripHeight = 170;  // pixels
+constexpr qint64 kCheckWaitMs = 10 * 60 * 1000;  // a batch run of the checks gives up after ten minutes
 
 }  // namespace
 
@@ -267,6 +270,16 @@ void MainWindow::place(const QString& fileName, QWidget* widget) {
     if (where != Qt::BottomDockWidgetArea) return;
     if (m_firstBottomDock) tabifyDockWidget(m_firstBottomDock, dock);
     else m_firstBottomDock = dock;
+}
+
+void MainWindow::runChecks(bool waitForThem) {
+    QWidget* analysis = plugin(PluginNames::MenuBarAnalysis);
+    if (!analysis) return;
+    sendTo(PluginNames::MenuBarAnalysis, AnalysisMessages::kRun, {{AnalysisMessages::kKeyNext, true}});
+    QElapsedTimer waited;
+    waited.start();
+    while (waitForThem && analysis->property("tolvaBusy").toBool() && waited.elapsed() < kCheckWaitMs)
+        QApplication::processEvents(QEventLoop::AllEvents, 50);
 }
 
 void MainWindow::buildMenus() {

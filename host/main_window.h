@@ -71,6 +71,10 @@ public:
 
 public slots:
     void fitToProfile();
+    // Asks the analysis menu to run the checks with the limits last used and
+    // to step the view to the first result; with `waitForThem`, returns when
+    // the run has ended (a batch snapshot shows the result).
+    void runChecks(bool waitForThem);
     void openJob();
     void importFiles();
     void exportFiles();

@@ -37,6 +37,10 @@
 //       true takes the comparison away. The view answers the sender with
 //       kResults carrying the areas as results ("compare_first_only",
 //       "compare_second_only"), which are also the list it steps through.
+// To the analysis menu ("Graphic_MenuBar_Analysis.dll"):
+//   kRun: runs the checks with the limits last used; "Next": true steps the
+//       view to the first result when they are done. While a run is under
+//       way the menu's widget holds the property "tolvaBusy" = true.
 // From the view to the menu that sent the list:
 //   kCurrent: "Index" (position in the list as sent), "Position" (1-based
 //       in navigator order), "Count", "Text" (the result as the view labels it).
@@ -64,6 +68,7 @@ constexpr qint32 kDfmNext = 20002819;
 constexpr qint32 kDfmPrevious = 20002820;
 constexpr qint32 kDfmGoTo = 20002822;
 constexpr qint32 kCurrent = 20003221;
+constexpr qint32 kRun = 20003222;
 
 inline const QString kKeyResults = QStringLiteral("Results");
 inline const QString kKeyJob = QStringLiteral("Job");
@@ -92,6 +97,7 @@ inline const QString kKeyJob2 = QStringLiteral("Job2");
 inline const QString kKeyStep2 = QStringLiteral("Step2");
 inline const QString kKeyTolerance = QStringLiteral("Tolerance");
 inline const QString kKeyClear = QStringLiteral("Clear");
+inline const QString kKeyNext = QStringLiteral("Next");
 
 inline const char* locationName(TOLVA::CHECKS::location_kind kind) {
     switch (kind) {

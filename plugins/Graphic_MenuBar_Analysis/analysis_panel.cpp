@@ -135,6 +135,8 @@ void AnalysisPanel::receive(const PluginMetaData& msg) {
     }
     if (msg.msgType == AM::kResults) {
         takeViewResults(msg);
+    } else if (msg.msgType == AM::kRun) {
+        m_stepAfterRun = runChecks(rememberedLimits()) && msg.data.value(AM::kKeyNext).toBool();
     } else if (msg.msgType == AM::kCurrent) {
         m_table->selectResult(msg.data.value(AM::kKeyIndex).toInt());
         setStatus(msg.data.value(AM::kKeyText).toString());
@@ -200,12 +202,15 @@ bool AnalysisPanel::runChecks(const Limits& limits) {
     m_progress->setMinimumDuration(300);
     connect(m_progress, &QProgressDialog::canceled, this, [this] { m_cancel = true; });
     setStatus(tr("Running %1 checks").arg(plan.size()));
+    setProperty("tolvaBusy", true);
     m_watcher.setFuture(QtConcurrent::run(runPlan, plan, &m_cancel, static_cast<QObject*>(this), m_progress));
     return true;
 }
 
 void AnalysisPanel::finishRun() {
     delete m_progress;  // at once: the next run's dialog is the only one
+    setProperty("tolvaBusy", false);
+    const bool step = std::exchange(m_stepAfterRun, false);
     const RunOutcome out = m_watcher.result();
     if (!out.error.isEmpty()) {
         setStatus(tr("Checks stopped: %1; the previous results stay").arg(out.error));
@@ -219,6 +224,7 @@ void AnalysisPanel::finishRun() {
     toView(AM::kResults, {{AM::kKeyResults, AM::toVariantList(out.results)}, {AM::kKeyJob, m_bound.job},
                           {AM::kKeyStep, m_bound.step}});
     store(out.results);
+    if (step && !out.results.empty()) toView(AM::kNext);
 }
 
 void AnalysisPanel::clearResults() {

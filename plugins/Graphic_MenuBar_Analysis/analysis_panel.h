@@ -67,6 +67,7 @@ private:
     std::atomic<bool> m_cancel{false};
     QFutureWatcher<RunOutcome> m_watcher;
     QPointer<QProgressDialog> m_progress;
+    bool m_stepAfterRun = false;
 };
 
 }  // namespace ANALYSIS
