@@ -9,8 +9,10 @@
 // record in both layers (symbols compared by name) cancel first, and only
 // the features left over, with the features of either layer whose boxes meet
 // theirs, go into an exact polygon boolean, group by group of overlapping
-// boxes. A point covered by no left-over feature is taken as the same in
-// both images (the matched features keep their order in both layers).
+// boxes (a group wider or higher than 2 mm, a moved pour say, in tiles of
+// at most 2 mm whose pieces are joined again). A point covered by no
+// left-over feature is taken as the same in both images (the matched
+// features keep their order in both layers).
 //
 // Round shapes are flattened to chords within a quarter of the tolerance of
 // the true circle, and a difference thinner than the tolerance is dropped:
