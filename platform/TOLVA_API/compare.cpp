@@ -555,6 +555,37 @@ compare_result compare_layers(const layer_ref& first, const layer_ref& second, c
             }
         }
     };
+    // Whether the left-over features of the two layers in a tile could make
+    // the images differ there: the area their positive features cover, or
+    // their negative ones, is not the same on both sides. Inside a moved
+    // pour, away from its edges, both sides cover the tile alike.
+    std::vector<uint32_t> mine[2][2];  // [side][positive]
+    auto leftoversDiffer = [&](const std::vector<size_t>& group, const SpatialIndex::Box& query, const BBox& tile) {
+        for (auto& side : mine)
+            for (auto& list : side) list.clear();
+        bool any = false;
+        for (size_t i : group) {
+            if (!bg::intersects(items[i].box, query)) continue;
+            any = true;
+            const Feature& f = sides[items[i].side]->data.features[items[i].id];
+            mine[items[i].side][f.positive() ? 1 : 0].push_back(items[i].id);
+        }
+        if (!any) return false;
+        for (int positive = 0; positive < 2; ++positive) {
+            BMulti cover[2];
+            for (int side = 0; side < 2; ++side) {
+                std::vector<BMulti> shapes;
+                for (uint32_t id : mine[side][positive])
+                    shapes.push_back(flat.shape(sides[side]->ctx(), sides[side]->data.features[id], tile));
+                if (!shapes.empty()) cover[side] = unionOf(shapes, 0, shapes.size());
+            }
+            BMulti both, inside;
+            bg::sym_difference(cover[0], cover[1], both);
+            bg::intersection(both, tile, inside);
+            if (bg::area(inside) > 0) return true;
+        }
+        return false;
+    };
     std::vector<compare_area>* found[2] = {&out.first_only, &out.second_only};
     for (const std::vector<size_t>& group : groupsOf(items)) {
         ++st.groups;
@@ -583,9 +614,7 @@ compare_result compare_layers(const layer_ref& first, const layer_ref& second, c
                 const double y0 = clip.min_corner().y() + h * iy / ny, y1 = clip.min_corner().y() + h * (iy + 1) / ny;
                 const BBox tile{{x0, y0}, {x1, y1}};
                 const SpatialIndex::Box query = indexBoxOf(tile);
-                if (std::none_of(group.begin(), group.end(),
-                                 [&](size_t i) { return bg::intersects(items[i].box, query); }))
-                    continue;
+                if (!leftoversDiffer(group, query, tile)) continue;
                 BMulti diff[2];
                 differences({query}, tile, true, diff);
                 for (int side = 0; side < 2; ++side)
