@@ -5,6 +5,7 @@
 #include <QAction>
 #include <QDir>
 #include <QDoubleSpinBox>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -41,22 +42,22 @@ QString summary(const std::vector<CHECKS::check_result>& results) {
 
 // Works through the plan on a worker thread; each call locks the kernel
 // only while it runs, so the view goes on drawing between calls.
-RunOutcome runPlan(const std::vector<PlannedCheck>& plan, std::atomic<bool>* cancel, QObject* progressTarget,
-                   QPointer<QProgressDialog> progress) {
+RunOutcome runPlan(const std::string& job, const std::string& step, const std::vector<PlannedCheck>& plan,
+                   std::atomic<bool>* cancel, QObject* progressTarget, QPointer<QProgressDialog> progress) {
     RunOutcome out;
-    for (size_t i = 0; i < plan.size(); ++i) {
-        if (*cancel) {
-            out.cancelled = true;
-            return out;
-        }
+    for (size_t i = 0; i < plan.size() && !*cancel; ++i) {
         QMetaObject::invokeMethod(progressTarget, [progress, i, label = plan[i].label] {
             if (!progress) return;
             progress->setValue(int(i));
             progress->setLabelText(label);
         }, Qt::QueuedConnection);
         try {
-            const std::vector<CHECKS::check_result> found = plan[i].run();
-            out.results.insert(out.results.end(), found.begin(), found.end());
+            QElapsedTimer clock;
+            clock.start();
+            const CHECKS::run_report report = CHECKS::run_checks(job, step, {plan[i].task}, nullptr, cancel);
+            out.results.insert(out.results.end(), report.results.begin(), report.results.end());
+            LOG(INFO) << "ANALYSIS: " << plan[i].label.toStdString() << ": " << report.results.size() << " results in "
+                      << clock.elapsed() << " ms";
         } catch (const std::exception& e) {
             out.error = plan[i].label + QStringLiteral(": ") + QString::fromUtf8(e.what());
             return out;
@@ -180,7 +181,7 @@ bool AnalysisPanel::runChecks(const Limits& limits) {
     const std::string job = m_bound.job.toStdString(), step = m_bound.step.toStdString();
     std::vector<PlannedCheck> plan;
     const bool planned = PLUGIN::kernelCall(pluginName(), "planning the checks", [&] {
-        plan = planChecks(job, step, API::get_matrix(job), API::has_profile(job, step), limits);
+        plan = planChecks(API::get_matrix(job), API::has_profile(job, step), limits);
     });
     if (!planned || plan.empty()) {
         setStatus(planned ? tr("No copper or drill layer to check") : tr("The job cannot be read"));
@@ -203,7 +204,10 @@ bool AnalysisPanel::runChecks(const Limits& limits) {
     connect(m_progress, &QProgressDialog::canceled, this, [this] { m_cancel = true; });
     setStatus(tr("Running %1 checks").arg(plan.size()));
     setProperty("tolvaBusy", true);
-    m_watcher.setFuture(QtConcurrent::run(runPlan, plan, &m_cancel, static_cast<QObject*>(this), m_progress));
+    QPointer<QProgressDialog> progress = m_progress;
+    m_watcher.setFuture(QtConcurrent::run([this, job, step, plan, progress] {
+        return runPlan(job, step, plan, &m_cancel, this, progress);
+    }));
     return true;
 }
 

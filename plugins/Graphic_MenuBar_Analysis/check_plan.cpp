@@ -72,57 +72,59 @@ void rememberLimits(const Limits& limits) {
     }
 }
 
-std::vector<PlannedCheck> planChecks(const std::string& job, const std::string& step,
-                                     const std::vector<API::matrix_info>& matrix, bool hasProfile,
+std::vector<PlannedCheck> planChecks(const std::vector<API::matrix_info>& matrix, bool hasProfile,
                                      const Limits& limits) {
-    API::str_list copper;
-    for (const API::matrix_info& row : matrix)
+    API::str_list copper, drills;
+    for (const API::matrix_info& row : matrix) {
         if (isCopper(row)) copper.push_back(row.name);
+        if (isDrill(row)) drills.push_back(row.name);
+    }
     std::vector<PlannedCheck> plan;
-    auto add = [&](const char* check, const std::string& layer, auto call) {
-        const CHECKS::check_params p = limits.value(QLatin1String(check));
-        plan.push_back({QStringLiteral("%1 on %2").arg(QLatin1String(check), QString::fromStdString(layer)),
-                        [=] { return call(p); }});
+    // `limitsOf` names the dialog's entry; `task.check` the kernel's check.
+    auto add = [&](const char* limitsOf, const std::string& layer, CHECKS::check_task task) {
+        task.params = limits.value(QLatin1String(limitsOf));
+        plan.push_back({QStringLiteral("%1 on %2").arg(QLatin1String(limitsOf), QString::fromStdString(layer)),
+                        std::move(task)});
+    };
+    auto onLayers = [](const char* check, API::str_list layers) {
+        CHECKS::check_task t;
+        t.check = check;
+        t.layers = std::move(layers);
+        return t;
     };
     for (const std::string& layer : copper) {
-        add("spacing", layer, [=](const CHECKS::check_params& p) { return CHECKS::spacing(job, step, {layer}, p); });
-        add("line_width", layer, [=](const CHECKS::check_params& p) { return CHECKS::line_width(job, step, {layer}, p); });
-        add("pad_size", layer, [=](const CHECKS::check_params& p) { return CHECKS::pad_size(job, step, {layer}, p); });
-        if (hasProfile)
-            add("profile_clearance", layer,
-                [=](const CHECKS::check_params& p) { return CHECKS::profile_clearance(job, step, {layer}, p); });
+        for (const char* check : {"spacing", "line_width", "pad_size"}) add(check, layer, onLayers(check, {layer}));
+        if (hasProfile) add("profile_clearance", layer, onLayers("profile_clearance", {layer}));
+        add("sliver", layer, onLayers("slivers", {layer}));
     }
-    for (const std::string& layer : copper)
-        add("sliver", layer, [=](const CHECKS::check_params& p) { return CHECKS::slivers(job, step, {layer}, p); });
-    API::str_list drills;
     for (const API::matrix_info& row : matrix) {
         const API::matrix_info* metal = nearest(matrix, row, isCopper);
         if (isMask(row) && metal) {
-            const std::string mask = row.name, pads = metal->name;
-            add("mask_clearance", mask,
-                [=](const CHECKS::check_params& p) { return CHECKS::mask_clearance(job, step, pads, mask, p); });
+            CHECKS::check_task t = onLayers("mask_clearance", {metal->name});
+            t.mask_layer = row.name;
+            add("mask_clearance", row.name, t);
         }
         const API::matrix_info* opening = nearest(matrix, row, isMask);
         if (onBoard(row) && row.type == "silk_screen" && metal && opening) {
-            const std::string silk = row.name, mask = opening->name, pads = metal->name;
-            add("silk_over_copper", silk, [=](const CHECKS::check_params& p) {
-                return CHECKS::silk_over_copper(job, step, silk, mask, pads, p);
-            });
+            CHECKS::check_task t = onLayers("silk_over_copper", {metal->name});
+            t.mask_layer = opening->name;
+            t.silk_layer = row.name;
+            add("silk_over_copper", row.name, t);
         }
-        if (isDrill(row)) drills.push_back(row.name);
     }
-    if (!copper.empty())
-        plan.push_back({QStringLiteral("nets"), [=] { return CHECKS::analyze_nets(job, step, copper, drills).results; }});
-    for (const API::matrix_info& row : matrix) {
-        if (!isDrill(row)) continue;
-        const std::string drill = row.name;
-        add("hole_spacing", drill, [=](const CHECKS::check_params& p) { return CHECKS::hole_spacing(job, step, {drill}, p); });
-        add("min_drill", drill, [=](const CHECKS::check_params& p) { return CHECKS::min_drill(job, step, {drill}, p); });
+    if (!copper.empty()) {
+        CHECKS::check_task nets = onLayers("nets", copper);
+        nets.drill_layers = drills;
+        plan.push_back({QStringLiteral("nets"), nets});
+    }
+    for (const std::string& drill : drills) {
+        for (const char* check : {"hole_spacing", "min_drill"}) add(check, drill, onLayers(check, {drill}));
         if (copper.empty()) continue;
-        add("annular_ring", drill,
-            [=](const CHECKS::check_params& p) { return CHECKS::annular_ring(job, step, drill, copper, p); });
-        add("drill_to_copper", drill,
-            [=](const CHECKS::check_params& p) { return CHECKS::drill_to_copper(job, step, drill, copper, p); });
+        for (const char* check : {"annular_ring", "drill_to_copper"}) {
+            CHECKS::check_task t = onLayers(check, copper);
+            t.drill_layer = drill;
+            add(check, drill, t);
+        }
     }
     return plan;
 }

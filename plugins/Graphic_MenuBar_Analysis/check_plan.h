@@ -1,11 +1,10 @@
 #pragma once
 // What "Run Checks" runs: every check the job's layers call for, each with
 // the operator's two limits, as a list of calls the runner works through
-// one by one (so that a run can be cancelled between them and the view
-// keeps drawing: each call holds the kernel only while it runs).
+// one by one (so that the view keeps drawing between them: each call holds
+// the kernel only while it runs).
 #include <QMap>
 #include <QString>
-#include <functional>
 #include <vector>
 
 #include "TOLVA_API_types.h"
@@ -28,10 +27,11 @@ using Limits = QMap<QString, CHECKS::check_params>;
 Limits rememberedLimits();
 void rememberLimits(const Limits& limits);
 
-// One kernel call of a run and what it is about, for the progress dialog.
+// One kernel call of a run (a one-task plan, which the kernel spreads over
+// the cores) and what it is about, for the progress dialog.
 struct PlannedCheck {
     QString label;
-    std::function<std::vector<CHECKS::check_result>()> run;
+    CHECKS::check_task task;
 };
 
 // The calls for the step's layers: copper layers ("signal", "power_ground",
@@ -41,8 +41,7 @@ struct PlannedCheck {
 // of the nearest mask and copper; the copper and drill layers together a
 // net analysis (opens and shorts); drill layers hole spacing and minimum
 // drill, and annular ring and drill to copper against every copper layer.
-std::vector<PlannedCheck> planChecks(const std::string& job, const std::string& step,
-                                     const std::vector<API::matrix_info>& matrix, bool hasProfile,
+std::vector<PlannedCheck> planChecks(const std::vector<API::matrix_info>& matrix, bool hasProfile,
                                      const Limits& limits);
 
 }  // namespace ANALYSIS

@@ -3,9 +3,10 @@
 #include <QComboBox>
 #include <QHeaderView>
 #include <QSortFilterProxyModel>
-#include <QStandardItemModel>
+#include <QAbstractTableModel>
 #include <QTableView>
 #include <QVBoxLayout>
+#include <set>
 
 #include "AnalysisMessages.h"
 #include "plugin_widgets.h"
@@ -19,19 +20,6 @@ constexpr int kSortRole = Qt::UserRole + 1;  // numbers sort as numbers
 constexpr int kIndexRole = Qt::UserRole + 2;
 
 bool isError(const CHECKS::check_result& r) { return r.level == CHECKS::severity::ERROR; }
-
-QStandardItem* item(const QString& text, const QVariant& sortKey) {
-    auto* it = new QStandardItem(text);
-    it->setEditable(false);
-    it->setData(sortKey, kSortRole);
-    return it;
-}
-
-QStandardItem* lengthItem(double nm, const std::string& unit) {
-    auto* it = item(PLUGIN::formatBoard(nm, unit), nm);
-    it->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    return it;
-}
 
 QString joined(const API::str_list& names) {
     QStringList out = AnalysisMessages::toStringList(names);
@@ -49,13 +37,71 @@ QString csvField(const QString& text) {
 
 }  // namespace
 
+// The results as rows, formatted when a row is shown: a run can bring a
+// few hundred thousand results, and items built for every cell up front
+// would take longer than the checks.
+class ResultsModel : public QAbstractTableModel {
+public:
+    explicit ResultsModel(QObject* parent) : QAbstractTableModel(parent) {}
+    void reset(const std::vector<CHECKS::check_result>* results, std::string unit) {
+        beginResetModel();
+        m_results = results;
+        m_unit = std::move(unit);
+        endResetModel();
+    }
+    int rowCount(const QModelIndex& parent = QModelIndex()) const override {
+        return parent.isValid() || !m_results ? 0 : int(m_results->size());
+    }
+    int columnCount(const QModelIndex& parent = QModelIndex()) const override {
+        return parent.isValid() ? 0 : ResultsTable::ColumnCount;
+    }
+    QVariant headerData(int section, Qt::Orientation orientation, int role) const override {
+        static const char* const titles[] = {"Check", "Severity", "Value", "Limit", "Layer", "X", "Y"};
+        if (orientation != Qt::Horizontal || role != Qt::DisplayRole || section < 0 || section >= ResultsTable::ColumnCount)
+            return QVariant();
+        return QObject::tr(titles[section]);
+    }
+    QVariant data(const QModelIndex& index, int role) const override {
+        if (!index.isValid() || !m_results || index.row() >= rowCount()) return QVariant();
+        const CHECKS::check_result& r = (*m_results)[size_t(index.row())];
+        if (role == kIndexRole) return index.row();
+        if (role == Qt::TextAlignmentRole)
+            return index.column() >= ResultsTable::ValueColumn && index.column() != ResultsTable::LayerColumn
+                       ? QVariant(Qt::AlignRight | Qt::AlignVCenter)
+                       : QVariant();
+        const double* length = lengthOf(r, index.column());
+        if (role == kSortRole) {
+            if (length) return *length;
+            if (index.column() == ResultsTable::SeverityColumn) return isError(r) ? 0 : 1;  // errors sort first
+        } else if (role == Qt::DisplayRole) {
+            if (length) return PLUGIN::formatBoard(*length, m_unit);
+            if (index.column() == ResultsTable::SeverityColumn) return isError(r) ? tr("error") : tr("warning");
+        } else {
+            return QVariant();
+        }
+        return index.column() == ResultsTable::CheckColumn ? QString::fromStdString(r.check) : joined(r.layers);
+    }
+
+private:
+    static const double* lengthOf(const CHECKS::check_result& r, int column) {
+        switch (column) {
+        case ResultsTable::ValueColumn: return &r.value;
+        case ResultsTable::LimitColumn: return &r.limit;
+        case ResultsTable::XColumn: return &r.location.a.x;
+        case ResultsTable::YColumn: return &r.location.a.y;
+        default: return nullptr;
+        }
+    }
+    const std::vector<CHECKS::check_result>* m_results = nullptr;
+    std::string m_unit;
+};
+
 ResultsTable::ResultsTable(QWidget* parent)
     : QWidget(parent),
-      m_model(new QStandardItemModel(0, ColumnCount, this)),
+      m_model(new ResultsModel(this)),
       m_proxy(new QSortFilterProxyModel(this)),
       m_view(new QTableView(this)),
       m_filter(new QComboBox(this)) {
-    m_model->setHorizontalHeaderLabels({tr("Check"), tr("Severity"), tr("Value"), tr("Limit"), tr("Layer"), tr("X"), tr("Y")});
     m_proxy->setSourceModel(m_model);
     m_proxy->setSortRole(kSortRole);
     m_proxy->setFilterRole(kSortRole);
@@ -80,26 +126,14 @@ ResultsTable::ResultsTable(QWidget* parent)
 
 void ResultsTable::setResults(const std::vector<CHECKS::check_result>& results, const std::string& unit) {
     m_results = results;
-    m_model->removeRows(0, m_model->rowCount());
+    m_model->reset(&m_results, unit);
+    std::set<std::string> names;
+    for (const CHECKS::check_result& r : m_results) names.insert(r.check);
     QStringList checks;
-    for (size_t i = 0; i < results.size(); ++i) {
-        const CHECKS::check_result& r = results[i];
-        const QString check = QString::fromStdString(r.check);
-        if (!checks.contains(check)) checks.append(check);
-        QList<QStandardItem*> row = {item(check, check),
-                                     item(isError(r) ? tr("error") : tr("warning"), isError(r) ? 0 : 1),
-                                     lengthItem(r.value, unit),
-                                     lengthItem(r.limit, unit),
-                                     item(joined(r.layers), joined(r.layers)),
-                                     lengthItem(r.location.a.x, unit),
-                                     lengthItem(r.location.a.y, unit)};
-        row[0]->setData(int(i), kIndexRole);
-        m_model->appendRow(row);
-    }
+    for (const std::string& name : names) checks.append(QString::fromStdString(name));
     const QSignalBlocker block(m_filter);
     m_filter->clear();
     m_filter->addItems({tr("All results"), tr("Errors"), tr("Warnings")});
-    checks.sort();
     m_filter->addItems(checks);
     applyFilter();
 }

@@ -11,11 +11,13 @@
 
 class QComboBox;
 class QSortFilterProxyModel;
-class QStandardItemModel;
+
 class QTableView;
 
 namespace TOLVA {
 namespace ANALYSIS {
+
+class ResultsModel;
 
 class ResultsTable : public QWidget {
 public:
@@ -40,7 +42,7 @@ public:
 private:
     void applyFilter();
     std::vector<CHECKS::check_result> m_results;
-    QStandardItemModel* m_model;
+    ResultsModel* m_model;
     QSortFilterProxyModel* m_proxy;
     QTableView* m_view;
     QComboBox* m_filter;

@@ -489,26 +489,6 @@ TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
               const auto box = v.transform().visibleBox();
               EXPECT_NEAR((box.minX + box.maxX) / 2, 3e6, 1e4) << code;  // the first result, an error at (3 mm, 1 mm)
           }}},
-        {"get_analyze_data", takesCheckResults(20002801, {20002802, 20002803, 20002804})},
-        {"get_DFM_data", takesCheckResults(20002817, {20002819, 20002820, 20002822})},
-        {"showNetAnalyzeResult", selectsTheNet()},
-        {"refresh_layer_compare_show",
-         {[](ViewWidget& v, PluginMetaData& msg) {
-              v.setCompareAreas(1, {QPolygonF({QPointF(0, 0), QPointF(1, 0), QPointF(1, 1)})});
-              msg.data.insert("Clear", true);
-          },
-          [](ViewWidget& v, qint32 code) { EXPECT_TRUE(v.compareAreas(1).isEmpty()) << code; }}},
-        {"eq_zoomIn_special_points",
-         {[](ViewWidget& v, PluginMetaData&) {
-              loadCheckResults(v, 20002801);
-              PluginMetaData next = message(20002802);
-              recMsgFromManager(&v, &next);
-              v.areazoom(-5e7, -5e7, -4e7, -4e7);
-          },
-          [](ViewWidget& v, qint32 code) {
-              const auto box = v.transform().visibleBox();
-              EXPECT_NEAR((box.minX + box.maxX) / 2, 3e6, 1e4) << code;  // the first result, an error at (3 mm, 1 mm)
-          }}},
         {"clear_result_viewer_painter",
          {[](ViewWidget& v, PluginMetaData&) { v.setCheckPoints({check_points()}); },
           [](ViewWidget& v, qint32) { EXPECT_TRUE(v.checkPoints().isEmpty()); }}},
