@@ -134,11 +134,13 @@ TEST_F(Analysis, TheNavigatorStepsInSeverityThenReadingOrder) {
                  result("spacing", "error", 8 * kMm, 2 * kMm),     // 1
                  result("spacing", "error", 2 * kMm, 2 * kMm),     // 2
                  result("line_width", "error", 5 * kMm, 7 * kMm),  // 3
-                 result("pad_size", "warning", 3 * kMm, 9 * kMm)});
-    const QList<int> order = {3, 2, 1, 0, 4};
+                 result("pad_size", "warning", 3 * kMm, 9 * kMm),    // 4
+                 result("spacing", "error", 2 * kMm, 2 * kMm),     // 5, where 2 is: after it
+                 result("spacing", "error", 2 * kMm, 2 * kMm)});   // 6
+    const QList<int> order = {3, 2, 5, 6, 1, 0, 4};
     auto currentIndex = [&] { return view->checkPoints()[view->currentCheckPosition()].index; };
     QList<int> seen;
-    for (int i = 0; i < 6; ++i) {
+    for (int i = 0; i < 8; ++i) {
         trigger("nextResult");
         seen.append(currentIndex());
     }
@@ -186,6 +188,8 @@ TEST_F(Analysis, MalformedResultListsChangeNothingShown) {
         sendResults(bad);
         EXPECT_EQ(view->checkPoints().size(), 1) << "the shown results stay";
     }
+    deliver(PluginNames::MenuBarAnalysis, PluginNames::GraphicView, kResults, {{kKeyResults, 42}});
+    EXPECT_EQ(view->checkPoints().size(), 1) << "\"Results\" that is not a list";
     deliver(PluginNames::MenuBarAnalysis, PluginNames::GraphicView, kResults, {{kKeyJob, "x"}});
     EXPECT_EQ(view->checkPoints().size(), 1);
     EXPECT_TRUE(status().contains("no \"Results\" list")) << status().toStdString();
