@@ -30,6 +30,7 @@ namespace {
 namespace AM = AnalysisMessages;
 
 const std::string kResultSet = "analysis";
+constexpr int kProgressMs = 100;  // how often the progress dialog follows the run
 
 QString summary(const std::vector<CHECKS::check_result>& results) {
     const long errors = std::count_if(results.begin(), results.end(),
@@ -41,16 +42,13 @@ QString summary(const std::vector<CHECKS::check_result>& results) {
 }
 
 // Works through the plan on a worker thread; each call locks the kernel
-// only while it runs, so the view goes on drawing between calls.
+// only while it runs, so the view goes on drawing between calls. Progress
+// goes to `report` on the panel's own thread.
 RunOutcome runPlan(const std::string& job, const std::string& step, const std::vector<PlannedCheck>& plan,
-                   std::atomic<bool>* cancel, QObject* progressTarget, QPointer<QProgressDialog> progress) {
+                   std::atomic<bool>* cancel, std::atomic<int>* started) {
     RunOutcome out;
     for (size_t i = 0; i < plan.size() && !*cancel; ++i) {
-        QMetaObject::invokeMethod(progressTarget, [progress, i, label = plan[i].label] {
-            if (!progress) return;
-            progress->setValue(int(i));
-            progress->setLabelText(label);
-        }, Qt::QueuedConnection);
+        *started = int(i);
         try {
             QElapsedTimer clock;
             clock.start();
@@ -104,6 +102,12 @@ AnalysisPanel::AnalysisPanel(QWidget* host)
     layout->addWidget(m_table, 1);
     m_table->onActivated([this](int index) { toView(AM::kGoTo, {{AM::kKeyIndex, index}}); });
     connect(&m_watcher, &QFutureWatcher<RunOutcome>::finished, this, [this] { finishRun(); });
+    connect(&m_progressTimer, &QTimer::timeout, this, [this] {
+        const int at = m_started;
+        if (!m_progress || at < 0 || at >= m_labels.size()) return;
+        m_progress->setValue(at);
+        m_progress->setLabelText(m_labels[at]);
+    });
 }
 
 AnalysisPanel::~AnalysisPanel() {
@@ -204,14 +208,18 @@ bool AnalysisPanel::runChecks(const Limits& limits) {
     connect(m_progress, &QProgressDialog::canceled, this, [this] { m_cancel = true; });
     setStatus(tr("Running %1 checks").arg(plan.size()));
     setProperty("tolvaBusy", true);
-    QPointer<QProgressDialog> progress = m_progress;
-    m_watcher.setFuture(QtConcurrent::run([this, job, step, plan, progress] {
-        return runPlan(job, step, plan, &m_cancel, this, progress);
-    }));
+    // The worker only counts; the dialog is read from that count on this
+    // thread, so nothing crosses threads but two atomics.
+    m_started = 0;
+    m_labels.clear();
+    for (const PlannedCheck& p : plan) m_labels.append(p.label);
+    m_progressTimer.start(kProgressMs);
+    m_watcher.setFuture(QtConcurrent::run([this, job, step, plan] { return runPlan(job, step, plan, &m_cancel, &m_started); }));
     return true;
 }
 
 void AnalysisPanel::finishRun() {
+    m_progressTimer.stop();
     delete m_progress;  // at once: the next run's dialog is the only one
     setProperty("tolvaBusy", false);
     const bool step = std::exchange(m_stepAfterRun, false);
@@ -250,10 +258,19 @@ void AnalysisPanel::store(const std::vector<CHECKS::check_result>& results) {
 // A job that comes with results from its last run shows them again.
 void AnalysisPanel::showStoredResults() {
     std::vector<CHECKS::check_result> stored;
+    bool ran = false;
     if (!PLUGIN::kernelCall(pluginName(), "reading the stored results", [&] {
-            stored = RESULTS::get_results(m_bound.job.toStdString(), m_bound.step.toStdString(), kResultSet);
+            const std::string job = m_bound.job.toStdString(), step = m_bound.step.toStdString();
+            const API::str_list sets = RESULTS::result_sets(job, step);
+            ran = std::find(sets.begin(), sets.end(), kResultSet) != sets.end();
+            stored = RESULTS::get_results(job, step, kResultSet);
         }))
         return;
+    if (!ran) {
+        m_table->setResults({}, UIAPI::getUnitString());
+        setStatus(tr("No checks run yet"));
+        return;
+    }
     showResults(stored);
     if (stored.empty()) return;
     toView(AM::kResults, {{AM::kKeyResults, AM::toVariantList(stored)}, {AM::kKeyJob, m_bound.job},

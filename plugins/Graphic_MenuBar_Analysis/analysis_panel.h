@@ -5,6 +5,8 @@
 // exports them as CSV.
 #include <QFutureWatcher>
 #include <QPointer>
+#include <QStringList>
+#include <QTimer>
 #include <QWidget>
 #include <atomic>
 #include <memory>
@@ -67,6 +69,9 @@ private:
     std::atomic<bool> m_cancel{false};
     QFutureWatcher<RunOutcome> m_watcher;
     QPointer<QProgressDialog> m_progress;
+    QTimer m_progressTimer;
+    std::atomic<int> m_started{0};  // the plan entry the worker is on
+    QStringList m_labels;           // the plan's entries, for the dialog
     bool m_stepAfterRun = false;
 };
 

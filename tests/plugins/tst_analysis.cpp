@@ -73,7 +73,9 @@ protected:
     // A run to its end: the status line gives the count.
     void run(double spacingError, double spacingWarning) {
         startRun(spacingError, spacingWarning);
-        ASSERT_TRUE(QTest::qWaitFor([&] { return status().contains(" results: "); }, 10000)) << status().toStdString();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return !panel->property("tolvaBusy").toBool() && status().contains(" results: "); },
+                                    10000))
+            << status().toStdString();
     }
     QString status() { return child<QLabel>(panel, "analysisStatus")->text(); }
     QTableView* table() { return child<QTableView>(panel, "resultsView"); }
@@ -117,6 +119,18 @@ TEST_F(Analysis, TheOperatorRunsTheChecksAndStepsToTheSpacingViolation) {
     run(0.05, 0.06);
     EXPECT_EQ(rows(), 0);
     EXPECT_TRUE(view->checkPoints().isEmpty());
+}
+
+// The dialog opens with the limits of the last run.
+TEST_F(Analysis, TheLimitsAreRememberedBetweenRuns) {
+    run(0.15, 0.2);
+    trigger("runChecks");
+    auto* dialog = host.findChild<QDialog*>("checkLimits");
+    ASSERT_TRUE(dialog);
+    EXPECT_DOUBLE_EQ(child<QDoubleSpinBox>(dialog, "spacing/error")->value(), 0.15);
+    EXPECT_DOUBLE_EQ(child<QDoubleSpinBox>(dialog, "spacing/warning")->value(), 0.2);
+    EXPECT_DOUBLE_EQ(child<QDoubleSpinBox>(dialog, "pad_size/error")->value(), 0.15) << "the default";
+    dialog->reject();
 }
 
 // Spacing exactly at the limit breaks nothing; one nanometre more does.
