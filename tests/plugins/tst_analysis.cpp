@@ -114,6 +114,9 @@ TEST_F(Analysis, TheOperatorRunsTheChecksAndStepsToTheSpacingViolation) {
     EXPECT_LE(std::min(box.maxX - box.minX, box.maxY - box.minY), 1.5 * kMm);
     EXPECT_TRUE(status().startsWith("1/1 error spacing: 0.1000 mm (limit 0.1500 mm)")) << status().toStdString();
     EXPECT_EQ(table()->selectionModel()->selectedRows().size(), 1);
+    view->areazoom(20 * kMm, 20 * kMm, 30 * kMm, 30 * kMm);
+    trigger("zoomResult");
+    EXPECT_EQ(view->transform().visibleBox().minX, box.minX) << "Zoom to Result goes back to it";
 
     // Limits the gap meets: the count falls to zero, the board is clear.
     run(0.05, 0.06);
@@ -376,6 +379,9 @@ TEST_F(Analysis, TheNetOfAResultIsHighlighted) {
         return list.size();
     };
     trigger("showNet");
+    EXPECT_EQ(selected(), 1u);
+    deliver(PluginNames::MenuBarAnalysis, PluginNames::GraphicView, kShowNet, {{kKeyLayer, "top"}, {kKeyIndex, -1}});
+    EXPECT_TRUE(status().contains("Net display refused")) << status().toStdString();
     EXPECT_EQ(selected(), 1u);
     job->addLine("top", 5 * kMm, 5 * kMm, 5.3 * kMm, 5 * kMm, "r100");
     trigger("showNet");
