@@ -10,6 +10,8 @@
 
 namespace {
 
+using TOLVA::PLUGIN::addMenuAction;
+
 using TOLVA::PLUGIN::FormDialog;
 namespace CM = CoordinateMessages;
 
@@ -22,21 +24,13 @@ public:
                                  {CM::kSearchResult, tr("feature search")},
                                  {CM::kRefused, tr("refused")}}) {
         setProperty("tolvaMenu", QStringLiteral("Actions"));
-        addMenuAction("findFeature", tr("Find Feature..."), QKeySequence(QKeySequence::Find), [this] { askSearch(); });
+        addMenuAction(this, "findFeature", tr("Find Feature..."), QKeySequence(QKeySequence::Find), [this] { askSearch(); });
         // F3 selects by area in this application: the steps keep no key of their own.
-        addMenuAction("findNext", tr("Next Found Feature"), QKeySequence(), [this] { step("next"); });
-        addMenuAction("findPrevious", tr("Previous Found Feature"), QKeySequence(), [this] { step("previous"); });
+        addMenuAction(this, "findNext", tr("Next Found Feature"), [this] { step("next"); });
+        addMenuAction(this, "findPrevious", tr("Previous Found Feature"), [this] { step("previous"); });
     }
 
 private:
-    template <class Slot>
-    void addMenuAction(const char* name, const QString& text, const QKeySequence& keys, Slot slot) {
-        auto* action = new QAction(text, this);
-        action->setObjectName(QLatin1String(name));
-        action->setShortcut(keys);
-        connect(action, &QAction::triggered, this, slot);
-        addAction(action);
-    }
 
     void step(const char* mode) { send(PluginNames::GraphicView, CM::kSearchFeature, {{CM::kKeyMode, QLatin1String(mode)}}); }
 

@@ -28,6 +28,7 @@ namespace ANALYSIS {
 namespace {
 
 namespace AM = AnalysisMessages;
+using PLUGIN::addMenuAction;
 
 const std::string kResultSet = "analysis";
 constexpr int kProgressMs = 100;  // how often the progress dialog follows the run
@@ -79,14 +80,14 @@ AnalysisPanel::AnalysisPanel(QWidget* host)
     setProperty("tolvaMenu", QStringLiteral("Analysis"));
     setProperty("tolvaDockArea", QStringLiteral("bottom"));
     m_status->setObjectName(QStringLiteral("analysisStatus"));
-    addMenuAction("runChecks", tr("Run Checks..."), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_K), [this] { askLimits(); });
-    addMenuAction("nextResult", tr("Next Result"), QKeySequence(Qt::Key_F8), [this] { toView(AM::kNext); });
-    addMenuAction("previousResult", tr("Previous Result"), QKeySequence(Qt::SHIFT | Qt::Key_F8), [this] { toView(AM::kPrevious); });
-    addMenuAction("zoomResult", tr("Zoom to Result"), QKeySequence(), [this] { toView(AM::kZoomToCurrent); });
-    addMenuAction("clearResults", tr("Clear Results"), QKeySequence(), [this] { clearResults(); });
-    addMenuAction("exportResults", tr("Export Results to CSV..."), QKeySequence(), [this] { askCsvPath(); });
-    addMenuAction("showNet", tr("Highlight Net of Result"), QKeySequence(), [this] { showNetOfResult(); });
-    addMenuAction("compareLayers", tr("Compare Layers..."), QKeySequence(), [this] { askCompare(); });
+    addMenuAction(this, "runChecks", tr("Run Checks..."), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_K), [this] { askLimits(); });
+    addMenuAction(this, "nextResult", tr("Next Result"), QKeySequence(Qt::Key_F8), [this] { toView(AM::kNext); });
+    addMenuAction(this, "previousResult", tr("Previous Result"), QKeySequence(Qt::SHIFT | Qt::Key_F8), [this] { toView(AM::kPrevious); });
+    addMenuAction(this, "zoomResult", tr("Zoom to Result"), [this] { toView(AM::kZoomToCurrent); });
+    addMenuAction(this, "clearResults", tr("Clear Results"), [this] { clearResults(); });
+    addMenuAction(this, "exportResults", tr("Export Results to CSV..."), [this] { askCsvPath(); });
+    addMenuAction(this, "showNet", tr("Highlight Net of Result"), [this] { showNetOfResult(); });
+    addMenuAction(this, "compareLayers", tr("Compare Layers..."), [this] { askCompare(); });
 
     auto* buttons = new QHBoxLayout;
     for (QAction* action : actions()) {
@@ -113,15 +114,6 @@ AnalysisPanel::AnalysisPanel(QWidget* host)
 AnalysisPanel::~AnalysisPanel() {
     m_cancel = true;
     m_watcher.waitForFinished();
-}
-
-void AnalysisPanel::addMenuAction(const char* name, const QString& text, const QKeySequence& keys,
-                                  std::function<void()> slot) {
-    auto* action = new QAction(text, this);
-    action->setObjectName(QLatin1String(name));
-    action->setShortcut(keys);
-    connect(action, &QAction::triggered, this, std::move(slot));
-    addAction(action);
 }
 
 QString AnalysisPanel::status() const { return m_status->text(); }

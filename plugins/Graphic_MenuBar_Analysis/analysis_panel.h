@@ -49,7 +49,6 @@ protected:
     void receive(const PluginMetaData& msg) override;
 
 private:
-    void addMenuAction(const char* name, const QString& text, const QKeySequence& keys, std::function<void()> slot);
     void askLimits();
     void askCsvPath();
     void finishRun();

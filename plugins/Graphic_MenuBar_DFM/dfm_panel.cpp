@@ -17,6 +17,8 @@
 
 namespace {
 
+using TOLVA::PLUGIN::addMenuAction;
+
 namespace AM = AnalysisMessages;
 using TOLVA::PLUGIN::FormDialog;
 
@@ -37,8 +39,8 @@ public:
         setProperty("tolvaMenu", QStringLiteral("DFM"));
         m_status->setObjectName(QStringLiteral("dfmStatus"));
         layout()->addWidget(m_status);
-        addMenuAction("removeDuplicateHoles", tr("Remove Duplicate Holes"), [this] { removeDuplicateHoles(); });
-        addMenuAction("enlargePads", tr("Enlarge Pads for Annular Ring..."), [this] { askRing(); });
+        addMenuAction(this, "removeDuplicateHoles", tr("Remove Duplicate Holes"), [this] { removeDuplicateHoles(); });
+        addMenuAction(this, "enlargePads", tr("Enlarge Pads for Annular Ring..."), [this] { askRing(); });
     }
     QString status() const { return m_status->text(); }
 
@@ -53,13 +55,6 @@ protected:
     }
 
 private:
-    template <class Slot>
-    void addMenuAction(const char* name, const QString& text, Slot slot) {
-        auto* action = new QAction(text, this);
-        action->setObjectName(QLatin1String(name));
-        connect(action, &QAction::triggered, this, slot);
-        addAction(action);
-    }
 
     // The board layers of one kind, by name.
     TOLVA::API::str_list layers(bool (*kind)(const TOLVA::API::matrix_info&)) const {

@@ -16,6 +16,8 @@
 
 namespace {
 
+using TOLVA::PLUGIN::addMenuAction;
+
 using namespace TOLVA::PLUGIN;
 
 // The payload of the repeat request, laid out as the view reads it
@@ -71,13 +73,13 @@ public:
         auto* layout = new QVBoxLayout(this);
         layout->addWidget(m_last);
         layout->addWidget(m_log);
-        addMenuAction("copy", tr("Copy"), [this] { send(PluginNames::GraphicView, kCopyOrCut, {{QStringLiteral("type"), kCopyType}}); });
-        addMenuAction("cut", tr("Cut"), [this] { send(PluginNames::GraphicView, kCopyOrCut, {{QStringLiteral("type"), kCutType}}); });
-        addMenuAction("paste", tr("Paste"), [this] { send(PluginNames::GraphicView, kPaste); });
-        addMenuAction("undo", tr("Undo"), [this] { send(PluginNames::GraphicView, kUndo); });
-        addMenuAction("repeat", tr("Repeat..."), [this] { askRepeat(); });
-        addMenuAction("moveByOffset", tr("Move by Offset..."), [this] { askOffset(false); });
-        addMenuAction("copyByOffset", tr("Copy by Offset..."), [this] { askOffset(true); });
+        addMenuAction(this, "copy", tr("Copy"), [this] { send(PluginNames::GraphicView, kCopyOrCut, {{QStringLiteral("type"), kCopyType}}); });
+        addMenuAction(this, "cut", tr("Cut"), [this] { send(PluginNames::GraphicView, kCopyOrCut, {{QStringLiteral("type"), kCutType}}); });
+        addMenuAction(this, "paste", tr("Paste"), [this] { send(PluginNames::GraphicView, kPaste); });
+        addMenuAction(this, "undo", tr("Undo"), [this] { send(PluginNames::GraphicView, kUndo); });
+        addMenuAction(this, "repeat", tr("Repeat..."), [this] { askRepeat(); });
+        addMenuAction(this, "moveByOffset", tr("Move by Offset..."), [this] { askOffset(false); });
+        addMenuAction(this, "copyByOffset", tr("Copy by Offset..."), [this] { askOffset(true); });
     }
 
 protected:
@@ -91,13 +93,6 @@ protected:
     }
 
 private:
-    template <class Slot>
-    void addMenuAction(const char* name, const QString& text, Slot slot) {
-        QAction* action = new QAction(text, this);
-        action->setObjectName(QLatin1String(name));
-        connect(action, &QAction::triggered, this, slot);
-        addAction(action);
-    }
 
     // A forwarded point in the display unit; a point without numbers is shown as it came.
     static QString pointText(const QVariantMap& data) {

@@ -17,6 +17,8 @@
 
 namespace {
 
+using TOLVA::PLUGIN::addMenuAction;
+
 using namespace TOLVA::PLUGIN;
 
 constexpr qint32 kCreateChain = 20003901;
@@ -37,8 +39,8 @@ public:
         auto* layout = new QVBoxLayout(this);
         layout->addWidget(m_status);
         layout->addStretch();
-        addMenuAction("createChain", tr("Create Chain..."), [this] { askChain(); });
-        addMenuAction("compensate", tr("Compensate..."), [this] { askCompensate(); });
+        addMenuAction(this, "createChain", tr("Create Chain..."), [this] { askChain(); });
+        addMenuAction(this, "compensate", tr("Compensate..."), [this] { askCompensate(); });
     }
 
 protected:
@@ -51,13 +53,6 @@ protected:
     }
 
 private:
-    template <class Slot>
-    void addMenuAction(const char* name, const QString& text, Slot slot) {
-        QAction* action = new QAction(text, this);
-        action->setObjectName(QLatin1String(name));
-        connect(action, &QAction::triggered, this, slot);
-        addAction(action);
-    }
 
     // Rout layers first: they are the sources a compensation can start from.
     void readLayers() {

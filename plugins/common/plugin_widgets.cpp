@@ -1,5 +1,8 @@
 #include "plugin_widgets.h"
 
+#include <QAction>
+#include <QKeySequence>
+
 #include <glog/logging.h>
 
 #include <QComboBox>
@@ -203,6 +206,20 @@ void askOffset(QWidget* parent, const std::string& unit, const QString& title,
     dialog->present([accepted](const FormDialog& form) {
         accepted(form.boardLength(QStringLiteral("dx")), form.boardLength(QStringLiteral("dy")));
     });
+}
+
+QAction* addMenuAction(QWidget* owner, const char* name, const QString& text, std::function<void()> run) {
+    return addMenuAction(owner, name, text, QKeySequence(), std::move(run));
+}
+
+QAction* addMenuAction(QWidget* owner, const char* name, const QString& text, const QKeySequence& keys,
+                       std::function<void()> run) {
+    auto* action = new QAction(text, owner);
+    action->setObjectName(QLatin1String(name));
+    action->setShortcut(keys);
+    QObject::connect(action, &QAction::triggered, owner, std::move(run));
+    owner->addAction(action);
+    return action;
 }
 
 }  // namespace PLUGIN

@@ -14,7 +14,9 @@
 
 #include "plugin_endpoint.h"
 
+class QAction;
 class QComboBox;
+class QKeySequence;
 class QDoubleSpinBox;
 class QFormLayout;
 class QSpinBox;
@@ -127,6 +129,12 @@ private:
     QFormLayout* m_form;
     std::string m_unit;
 };
+
+// Adds a named action to `owner`, which lends its actions to its menu;
+// `run` runs when the action is triggered.
+QAction* addMenuAction(QWidget* owner, const char* name, const QString& text, std::function<void()> run);
+QAction* addMenuAction(QWidget* owner, const char* name, const QString& text, const QKeySequence& keys,
+                       std::function<void()> run);
 
 // Asks for an offset ("dx", "dy") in the display unit `unit`; `accepted`
 // receives it in board units.
