@@ -332,19 +332,14 @@ void AnalysisPanel::askCsvPath() {
     dialog->present([this](const PLUGIN::FormDialog& form) { exportCsv(form.choiceText(QStringLiteral("path"))); });
 }
 
-bool AnalysisPanel::exportCsv(const QString& path) {
+void AnalysisPanel::exportCsv(const QString& path) {
     QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text)) {
-        setStatus(tr("Cannot write %1: %2").arg(path, file.errorString()));
-        return false;
-    }
     const QByteArray text = resultsCsv(m_table->results()).toUtf8();
-    if (file.write(text) != text.size()) {
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text) || file.write(text) != text.size()) {
         setStatus(tr("Cannot write %1: %2").arg(path, file.errorString()));
-        return false;
+        return;
     }
     setStatus(tr("%1 results written to %2").arg(m_table->results().size()).arg(path));
-    return true;
 }
 
 }  // namespace ANALYSIS

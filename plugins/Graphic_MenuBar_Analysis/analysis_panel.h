@@ -40,8 +40,8 @@ public:
     bool running() const { return m_watcher.isRunning(); }
     // Asks the running checks to stop after the one in progress.
     void cancelRun() { m_cancel = true; }
-    // Writes the results shown as CSV; false with the reason in the status line.
-    bool exportCsv(const QString& path);
+    // Writes the results shown as CSV; a failure is told in the status line.
+    void exportCsv(const QString& path);
     ResultsTable* table() const { return m_table; }
     QString status() const;
 

@@ -314,6 +314,11 @@ TEST_F(Analysis, ResultsAreDrawnByKindInTheirSeverityColour) {
     for (const QPointF& p : {QPointF(6 * kMm, 3 * kMm), QPointF(7 * kMm, 4 * kMm), QPointF(7 * kMm, 2 * kMm)})
         for (double d : {-0.05 * kMm, 0.0, 0.05 * kMm}) onRing += pixel(p.x() + d, p.y() + d) == QColor(255, 200, 0);
     EXPECT_GE(onRing, 3) << "the ring through the pad's nearest point, all round";
+    for (int i = 0; i < 2; ++i) trigger("nextResult");  // the error, then the ring
+    const auto box = view->transform().visibleBox();
+    EXPECT_NEAR((box.minX + box.maxX) / 2, 7 * kMm, 0.01 * kMm) << "centred on the hole";
+    EXPECT_NEAR((box.minY + box.maxY) / 2, 3 * kMm, 0.01 * kMm);
+    EXPECT_GE(box.maxX - box.minX, 8 * kMm * 0.99) << "four times the ring's 2 mm";
 }
 
 // A layer against itself shows nothing; against a copy moved by 10 µm,
@@ -326,6 +331,13 @@ TEST_F(Analysis, ComparingLayersShowsTheAreasEachHasAlone) {
         deliver(PluginNames::MenuBarAnalysis, PluginNames::GraphicView, kLayerCompare,
                 {{kKeyLayer1, "top"}, {kKeyLayer2, second}});
     };
+    // Through the menu's dialog, with its default tolerance of a micrometre.
+    trigger("compareLayers");
+    auto* dialog = host.findChild<QDialog*>("compareLayers");
+    ASSERT_TRUE(dialog);
+    child<QComboBox>(dialog, "Layer2")->setEditText("moved");
+    pressOk(dialog);
+    EXPECT_EQ(view->compareAreas(0).size(), 1);
     compare("top");
     EXPECT_TRUE(view->compareAreas(0).isEmpty());
     EXPECT_TRUE(view->compareAreas(1).isEmpty());
@@ -353,6 +365,8 @@ TEST_F(Analysis, ResultsStayWithTheJobAndRepairsReachTheView) {
     EXPECT_EQ(rows(), 1) << "read back from the job";
 
     QWidget* dfm = load(PluginNames::MenuBarDFM);
+    action(dfm, "removeDuplicateHoles")->trigger();
+    EXPECT_EQ(child<QLabel>(dfm, "dfmStatus")->text(), "No job is open");
     TOLVA::JOB::add_layer(job->name(), "drill", "board", "drill", "positive");
     for (int i = 0; i < 2; ++i) job->addPad("drill", 10 * kMm, 10 * kMm, "r300");
     bind(job->name(), {"top"}, "top");
