@@ -8,7 +8,9 @@
 #include <QDoubleSpinBox>
 #include <QFile>
 #include <QLabel>
+#include <QHeaderView>
 #include <QProgressDialog>
+#include <QRegularExpression>
 #include <QSemaphore>
 #include <QSettings>
 #include <QStandardItemModel>
@@ -20,6 +22,7 @@
 #include <optional>
 
 #include "AnalysisMessages.h"
+#include "plugin_widgets.h"
 #include "sibling_fixture.h"
 
 using namespace siblings;
@@ -122,6 +125,32 @@ TEST_F(Analysis, TheOperatorRunsTheChecksAndStepsToTheSpacingViolation) {
     run(0.05, 0.06);
     EXPECT_EQ(rows(), 0);
     EXPECT_TRUE(view->checkPoints().isEmpty());
+}
+
+// A mask belongs to the copper layer beside it in the matrix; nets are
+// checked across the copper layers: two nets touching are a short.
+TEST_F(Analysis, MasksPairWithTheNearestCopperAndNetsAreChecked) {
+    for (const auto& layer : {std::make_pair("smt", "solder_mask"), std::make_pair("bottom", "signal"),
+                              std::make_pair("smb", "solder_mask")})
+        TOLVA::JOB::add_layer(job->name(), layer.first, "board", layer.second, "positive");
+    int symbol = -1;
+    TOLVA::API::create_new_symbol(job->name(), ScopedJob::kStep, "bottom", "r200", symbol);
+    for (const auto& pad : {std::make_pair(20.0, "A"), std::make_pair(20.1, "B")})
+        TOLVA::API::AddFeature(job->name(), ScopedJob::kStep, {"bottom"},
+                               {{"bottom", TOLVA::API::GreatePadString(pad.first * kMm, 20 * kMm, symbol,
+                                                                       TOLVA::API::POL_POSITIVE, 0, 0, 1)}},
+                               {{".net", pad.second}}, false);
+    bind(job->name(), {"top"}, "top");
+    run(0.15, 0.2);
+    QStringList found;
+    for (int row = 0; row < rows(); ++row) found.append(cell(row, 0) + " " + cell(row, 4));
+    EXPECT_TRUE(found.contains("missing_mask_opening top|smt")) << found.join(", ").toStdString();
+    EXPECT_TRUE(found.contains("missing_mask_opening bottom|smb")) << found.join(", ").toStdString();
+    EXPECT_FALSE(found.filter("missing_mask_opening top|smb").size()) << "smb is beside bottom";
+    EXPECT_EQ(found.filter(QRegularExpression("^short ")).size(), 1) << found.join(", ").toStdString();
+    auto* header = table()->horizontalHeader();
+    EXPECT_EQ(table()->model()->headerData(0, Qt::Horizontal).toString(), "Check");
+    EXPECT_EQ(header->count(), 7);
 }
 
 // The dialog opens with the limits of the last run.
@@ -377,6 +406,12 @@ TEST_F(Analysis, ResultsStayWithTheJobAndRepairsReachTheView) {
     EXPECT_EQ(child<QLabel>(dfm, "dfmStatus")->text(), "Duplicate holes: 1 changed, 0 left for the operator");
     ASSERT_TRUE(TOLVA::API::undo_last_edit(job->name()));
     EXPECT_EQ(TOLVA::JOB::feature_count(job->name(), ScopedJob::kStep, "drill"), 2);
+    // The feature attributes the view forwards while a DFM check is open are listed.
+    auto* log = child<TOLVA::PLUGIN::MessageLog>(dfm, "messageLog");
+    for (const qint32 code : {20001807, 20001828}) deliver(PluginNames::GraphicView, PluginNames::MenuBarDFM, code);
+    ASSERT_EQ(log->topLevelItemCount(), 2);
+    EXPECT_EQ(log->rowText(0).mid(0, 2), (QStringList{"20001807", "feature attributes"}));
+    EXPECT_EQ(log->rowText(1).mid(0, 2), (QStringList{"20001828", "feature attributes"}));
 }
 
 // The net of a result's feature is highlighted: the two pads of the gap are
