@@ -43,7 +43,10 @@ QVariantMap result(const char* check, const char* severity, double x, double y, 
 class Analysis : public SiblingTest {
 protected:
     void SetUp() override {
-        // Limits are remembered between runs: each test starts from the defaults.
+        // Limits are remembered between runs: each test starts from the
+        // defaults, in settings of this process alone.
+        static QTemporaryDir settingsDir;
+        QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, settingsDir.path());
         QCoreApplication::setOrganizationName("tolva-tests");
         QCoreApplication::setApplicationName("tst_analysis");
         QSettings().clear();
@@ -396,6 +399,9 @@ TEST_F(Analysis, ResultsStayWithTheJobAndRepairsReachTheView) {
     QWidget* dfm = load(PluginNames::MenuBarDFM);
     action(dfm, "removeDuplicateHoles")->trigger();
     EXPECT_EQ(child<QLabel>(dfm, "dfmStatus")->text(), "No job is open");
+    bind(job->name(), {"top"}, "top");
+    action(dfm, "removeDuplicateHoles")->trigger();
+    EXPECT_EQ(child<QLabel>(dfm, "dfmStatus")->text(), "Nothing to repair: no drill layer");
     TOLVA::JOB::add_layer(job->name(), "drill", "board", "drill", "positive");
     for (int i = 0; i < 2; ++i) job->addPad("drill", 10 * kMm, 10 * kMm, "r300");
     bind(job->name(), {"top"}, "top");
