@@ -89,18 +89,6 @@ bool navigatorOrder(const check_points& a, const check_points& b) {
     return a.index < b.index;
 }
 
-// The board extent a result covers.
-QRectF extentOf(const check_points& p) {
-    switch (p.shape) {
-    case check_points::Area: return p.box;
-    case check_points::Ring: {
-        const double r = QLineF(p.position, p.other).length();
-        return QRectF(p.position - QPointF(r, r), p.position + QPointF(r, r));
-    }
-    default: return QRectF(p.position, p.other).normalized();
-    }
-}
-
 // Opens and shorts count pieces and nets; every other check measures a length.
 QString amount(const check_points& p, const DisplayUnit& u, double v) {
     const bool counted = p.check == QLatin1String("open") || p.check == QLatin1String("short");
@@ -209,7 +197,7 @@ void ViewWidget::showCheckPoint(int position) {
 // Centres the view on the result, showing it with a margin, on the zoom
 // history so that the zoom tool can go back.
 void ViewWidget::zoomToCheckPoint(const check_points& point) {
-    const QRectF extent = extentOf(point);
+    const QRectF extent = point.extent();
     const double side = std::max({extent.width() * kResultViewFactor, extent.height() * kResultViewFactor,
                                   kResultViewMinimum});
     const QPointF c = extent.center();

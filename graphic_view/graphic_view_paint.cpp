@@ -260,12 +260,7 @@ void ViewWidget::draw_check_points(QPainter& painter, const check_points& point)
 // Whether a check point's marks fall in the window: the list may hold
 // thousands, most of them far outside a zoomed-in view.
 bool ViewWidget::checkPointInView(const check_points& point) {
-    QRectF extent = point.box.isEmpty() ? QRectF(point.position, point.position) : point.box;
-    if (point.shape == check_points::Points) extent = extent.united(QRectF(point.other, point.other));
-    if (point.shape == check_points::Ring) {
-        const double r = QLineF(point.position, point.other).length();
-        extent = QRectF(point.position - QPointF(r, r), point.position + QPointF(r, r));
-    }
+    const QRectF extent = point.extent();
     const QRect pixels = QRect(toPixel(extent.topLeft()), toPixel(extent.bottomRight())).normalized();
     return pixels.adjusted(-kCurrentHalo, -kCurrentHalo, kCurrentHalo, kCurrentHalo).intersects(rect());
 }

@@ -2,11 +2,13 @@
 // Records of the overlays that analysis and measurement fill and that the
 // paint pass draws over the board picture.
 #include <QColor>
+#include <QLineF>
 #include <QPointF>
 #include <QRectF>
 #include <QString>
 #include <QStringList>
 #include <QVector>
+#include <algorithm>
 
 namespace TOLVA {
 namespace GRAPHIC {
@@ -30,6 +32,19 @@ struct check_points {
     QString text;          // the label, drawn beside the point
     bool current = false;  // the result the navigator stands on: drawn stronger
     QColor color = QColor(255, 255, 0);
+
+    // The board extent the result covers: its ring, or its box (or point)
+    // together with the second point of two closest points.
+    QRectF extent() const {
+        if (shape == Ring) {
+            const double r = QLineF(position, other).length();
+            return QRectF(position - QPointF(r, r), position + QPointF(r, r));
+        }
+        const QRectF base = box.isEmpty() ? QRectF(position, position) : box.normalized();
+        if (shape != Points) return base;
+        return QRectF(QPointF(std::min(base.left(), other.x()), std::min(base.top(), other.y())),
+                      QPointF(std::max(base.right(), other.x()), std::max(base.bottom(), other.y())));
+    }
 };
 
 // One measurement drawn over the board. Everything is kept in board units,

@@ -333,7 +333,11 @@ TEST_F(Analysis, ResultsAreDrawnByKindInTheirSeverityColour) {
     ring[kKeyLocation] = "points";
     ring[kKeyX2] = 8 * kMm;
     ring[kKeyY2] = 3 * kMm;
-    sendResults({gap, ring});
+    QVariantMap longGap = result("spacing", "error", 1 * kMm, 8 * kMm);  // runs far out of the window
+    longGap[kKeyLocation] = "points";
+    longGap[kKeyX2] = 100 * kMm;
+    longGap[kKeyY2] = 8 * kMm;
+    sendResults({gap, ring, longGap});
     const QImage img = view->grab().toImage();
     auto pixel = [&](double x, double y) {
         int px = 0, py = 0;
@@ -342,11 +346,12 @@ TEST_F(Analysis, ResultsAreDrawnByKindInTheirSeverityColour) {
     };
     EXPECT_EQ(pixel(3 * kMm, 5 * kMm), QColor(255, 64, 64)) << "the gap's middle";
     EXPECT_NE(pixel(3 * kMm, 5.5 * kMm), QColor(255, 64, 64));
+    EXPECT_EQ(pixel(2 * kMm, 8 * kMm), QColor(255, 64, 64)) << "a gap with one end outside the window";
     int onRing = 0;
     for (const QPointF& p : {QPointF(6 * kMm, 3 * kMm), QPointF(7 * kMm, 4 * kMm), QPointF(7 * kMm, 2 * kMm)})
         for (double d : {-0.05 * kMm, 0.0, 0.05 * kMm}) onRing += pixel(p.x() + d, p.y() + d) == QColor(255, 200, 0);
     EXPECT_GE(onRing, 3) << "the ring through the pad's nearest point, all round";
-    for (int i = 0; i < 2; ++i) trigger("nextResult");  // the error, then the ring
+    for (int i = 0; i < 3; ++i) trigger("nextResult");  // the two errors, then the ring
     const auto box = view->transform().visibleBox();
     EXPECT_NEAR((box.minX + box.maxX) / 2, 7 * kMm, 0.01 * kMm) << "centred on the hole";
     EXPECT_NEAR((box.minY + box.maxY) / 2, 3 * kMm, 0.01 * kMm);
