@@ -5,6 +5,7 @@
 #include <memory>
 #include <tuple>
 
+#include "TOLVA_Edit.h"
 #include "TOLVA_Job.h"
 #include "TOLVA_Repair.h"
 #include "codec.h"
@@ -49,6 +50,27 @@ void put(TokenWriter& w, const matrix_info& m) {
 }
 void put(TokenWriter& w, const featureInfo& f) {
     std::apply([&](const auto&... member) { (put(w, member), ...); }, tie_members(f));
+}
+void put(TokenWriter& w, unsigned long long v) { w.integer(static_cast<long long>(v)); }
+void put(TokenWriter& w, const EDIT::edit_plan& p) {
+    put(w, p.layer);
+    put(w, p.serial);
+    put(w, p.remove);
+    put(w, p.add);
+    put(w, p.contours);
+    put(w, p.moved_from);
+    put(w, p.error);
+    put(w, p.source);
+}
+void put(TokenWriter& w, const EDIT::transform& t) {
+    put(w, t.angle_deg);
+    put(w, t.mirror_x);
+    put(w, t.mirror_y);
+    put(w, t.scale);
+    put(w, t.px);
+    put(w, t.py);
+    put(w, t.dx);
+    put(w, t.dy);
 }
 template <class T>
 void put(TokenWriter& w, const std::vector<T>& v) {
@@ -108,6 +130,31 @@ void get(TokenReader& r, matrix_info& m) {
 }
 void get(TokenReader& r, featureInfo& f) {
     std::apply([&](auto&... member) { (get(r, member), ...); }, tie_members(f));
+}
+void get(TokenReader& r, unsigned long long& v) {
+    const long long n = r.integer();
+    if (n < 0) fail("serial " + std::to_string(n) + " is negative");
+    v = static_cast<unsigned long long>(n);
+}
+void get(TokenReader& r, EDIT::edit_plan& p) {
+    get(r, p.layer);
+    get(r, p.serial);
+    get(r, p.remove);
+    get(r, p.add);
+    get(r, p.contours);
+    get(r, p.moved_from);
+    get(r, p.error);
+    get(r, p.source);
+}
+void get(TokenReader& r, EDIT::transform& t) {
+    get(r, t.angle_deg);
+    get(r, t.mirror_x);
+    get(r, t.mirror_y);
+    get(r, t.scale);
+    get(r, t.px);
+    get(r, t.py);
+    get(r, t.dx);
+    get(r, t.dy);
 }
 template <class T>
 void get(TokenReader& r, std::vector<T>& v) {
@@ -261,6 +308,26 @@ const std::map<std::string, Parser>& parsers() {
          parser<S, S, S, SL, double, double>([](const S& j, const S& s, const S& d, const SL& l, double ring, double gap) {
              REPAIR::enlarge_pads_for_ring(j, s, d, l, ring, gap);
          })},
+        {"apply_plan", parser<S, S, EDIT::edit_plan>([](const S& j, const S& s, const EDIT::edit_plan& p) {
+             EDIT::apply_plan(j, s, p);
+         })},
+        {"transform_selected", parser<S, S, SL, EDIT::transform>([](const S& j, const S& s, const SL& l,
+                                                                    const EDIT::transform& t) {
+             EDIT::transform_selected(j, s, l, t);
+         })},
+        {"align_holes", parser<S, S, S, std::vector<int>, SL, double>(
+                            [](const S& j, const S& s, const S& d, const std::vector<int>& h, const SL& l, double tol) {
+                                EDIT::align_holes(j, s, d, h, l, tol);
+                            })},
+        {"resize_holes", parser<S, S, S, std::vector<std::pair<double, double>>, bool>(
+                             [](const S& j, const S& s, const S& d, const std::vector<std::pair<double, double>>& m,
+                                bool sel) { EDIT::resize_holes(j, s, d, m, sel); })},
+        {"divide_surface", parser<S, S, S, int, std::vector<lPoint>, int>(
+                               [](const S& j, const S& s, const S& l, int i, const std::vector<lPoint>& c, int m) {
+                                   EDIT::divide_surface(j, s, l, i, c, m);
+                               })},
+        {"set_profile_from_features", parser<S, S, S, std::vector<int>>(EDIT::set_profile_from_features)},
+        {"set_profile_rect", parser<S, S, double, double, double, double, double>(EDIT::set_profile_rect)},
         // Lines the kernel adds itself (see FORMATS.md).
         {"select_added_features", parser<S, S, std::map<S, int>>(
                                       [](const S& j, const S& s, const std::map<S, int>& counts) {
@@ -444,6 +511,40 @@ void enlarge_pads_for_ring_db_save(const str& job, const str& step, const str& d
                                    const str_list& copper_layers, double min_ring_nm, double min_clearance_nm) {
     KERNEL_LOCK;
     appendLine(job, "enlarge_pads_for_ring", job, step, drill_layer, copper_layers, min_ring_nm, min_clearance_nm);
+}
+
+void apply_plan_db_save(const str& job, const str& step, const EDIT::edit_plan& plan) {
+    KERNEL_LOCK;
+    appendLine(job, "apply_plan", job, step, plan);
+}
+void transform_selected_db_save(const str& job, const str& step, const str_list& layers, const EDIT::transform& t) {
+    KERNEL_LOCK;
+    appendLine(job, "transform_selected", job, step, layers, t);
+}
+void align_holes_db_save(const str& job, const str& step, const str& drill_layer, const std::vector<int>& holes,
+                         const str_list& copper_layers, double tolerance_nm) {
+    KERNEL_LOCK;
+    appendLine(job, "align_holes", job, step, drill_layer, holes, copper_layers, tolerance_nm);
+}
+void resize_holes_db_save(const str& job, const str& step, const str& drill_layer,
+                          const std::vector<std::pair<double, double>>& old_to_new_diameter_nm, bool selected_only) {
+    KERNEL_LOCK;
+    appendLine(job, "resize_holes", job, step, drill_layer, old_to_new_diameter_nm, selected_only);
+}
+void divide_surface_db_save(const str& job, const str& step, const str& layer, int index,
+                            const std::vector<lPoint>& cut, int mode) {
+    KERNEL_LOCK;
+    appendLine(job, "divide_surface", job, step, layer, index, cut, mode);
+}
+void set_profile_from_features_db_save(const str& job, const str& step, const str& layer,
+                                       const std::vector<int>& indices) {
+    KERNEL_LOCK;
+    appendLine(job, "set_profile_from_features", job, step, layer, indices);
+}
+void set_profile_rect_db_save(const str& job, const str& step, double x0, double y0, double x1, double y1,
+                              double corner_radius) {
+    KERNEL_LOCK;
+    appendLine(job, "set_profile_rect", job, step, x0, y0, x1, y1, corner_radius);
 }
 
 }  // namespace DB
