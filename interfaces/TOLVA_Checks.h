@@ -176,7 +176,10 @@ TOLVA_API_EXPORT std::vector<check_result> slivers(const str& job, const str& st
 
 // Solder mask over the pads of a copper layer. A positive pad that no
 // positive feature of `mask_layer` touches or overlaps has no opening: a
-// "missing_mask_opening" result (value 0, an error, limit error_limit;
+// "missing_mask_opening" result, unless the pad is a via's (its
+// ".aper_function" is "ViaPad", or a via hole of a drill layer of the step,
+// ".drill" "via", is centred on it): vias are covered by the mask unless the
+// design opens them (value 0, an error, limit error_limit;
 // location: the pad's box; features: the pad). Otherwise the pad's
 // clearance is, over the openings on it, the largest distance from the
 // pad's outline to the opening's outline when the opening holds the whole

@@ -600,8 +600,8 @@ std::vector<check_result> slivers(const str& job, const str& step, const str_lis
 std::vector<check_result> mask_clearance(const str& job, const str& step, const str& copper_layer,
                                          const str& mask_layer, const check_params& params) {
     return eachAgainst(job, step, mask_layer, {copper_layer}, params,
-                       [&](const Scope&, const LayerRef& mask, const LayerRef& copper, std::vector<check_result>& out) {
-                           maskBody(copper, mask, params, out, nullptr);
+                       [&](const Scope& s, const LayerRef& mask, const LayerRef& copper, std::vector<check_result>& out) {
+                           maskBody(copper, mask, ViaPads(s), params, out, nullptr);
                        });
 }
 

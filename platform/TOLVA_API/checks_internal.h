@@ -192,7 +192,22 @@ void profileBody(const Scope& s, const LayerRef& l, const check_params& p, std::
                  const std::atomic<bool>* cancel);
 void sliverBody(const LayerRef& l, const check_params& p, std::vector<check_result>& out,
                 const std::atomic<bool>* cancel);
-void maskBody(const LayerRef& copper, const LayerRef& mask, const check_params& p,
+// The copper pads that belong to vias. A via is covered by the mask (tented)
+// unless the design opens it, so a via pad without an opening is no fault.
+// A pad is a via's when its aperture function says so (".aper_function"
+// "ViaPad", as fabrication data carries it) or when a via hole of a drill
+// layer of the step (".drill" "via") has its centre on the pad's centre.
+class ViaPads {
+public:
+    explicit ViaPads(const Scope& s);
+    bool operator()(const Feature& pad) const;
+
+private:
+    std::vector<bool> m_viaSets;  // by attribute set
+    std::vector<uint64_t> m_centres;  // sorted
+};
+
+void maskBody(const LayerRef& copper, const LayerRef& mask, const ViaPads& vias, const check_params& p,
               std::vector<check_result>& out, const std::atomic<bool>* cancel);
 void silkBody(const LayerRef& silk, const LayerRef& mask, const LayerRef& copper, const check_params& p,
               std::vector<check_result>& out, const std::atomic<bool>* cancel);

@@ -34,9 +34,38 @@ Clearance openingClearance(const LayerRef& copper, const Feature& pad, const Lay
     return best;
 }
 
+uint64_t centreKey(const Feature& f) {
+    return (uint64_t(uint32_t(f.x1)) << 32) | uint32_t(f.y1);
+}
+
+bool attributeIs(const API::attr_map& a, const char* name, const char* value) {
+    const auto it = a.find(name);
+    return it != a.end() && it->second == value;
+}
+
 }  // namespace
 
-void maskBody(const LayerRef& copper, const LayerRef& mask, const check_params& p,
+ViaPads::ViaPads(const Scope& s) {
+    m_viaSets.reserve(s.job.attrs.sets.size());
+    std::vector<bool> viaHoles;
+    for (const API::attr_map& a : s.job.attrs.sets) {
+        m_viaSets.push_back(attributeIs(a, ".aper_function", "ViaPad"));
+        viaHoles.push_back(attributeIs(a, ".drill", "via"));
+    }
+    for (size_t l = 0; l < s.job.layers.size() && l < s.step.layers.size(); ++l) {
+        if (s.job.layers[l].row.type != "drill") continue;
+        for (const Feature& f : s.step.layers[l].features)
+            if (positivePad(f) && f.attrs < viaHoles.size() && viaHoles[f.attrs]) m_centres.push_back(centreKey(f));
+    }
+    std::sort(m_centres.begin(), m_centres.end());
+}
+
+bool ViaPads::operator()(const Feature& pad) const {
+    if (pad.attrs < m_viaSets.size() && m_viaSets[pad.attrs]) return true;
+    return std::binary_search(m_centres.begin(), m_centres.end(), centreKey(pad));
+}
+
+void maskBody(const LayerRef& copper, const LayerRef& mask, const ViaPads& vias, const check_params& p,
               std::vector<check_result>& out, const std::atomic<bool>* cancel) {
     CoreCache pads(copper), openings(mask);
     std::vector<uint32_t> ids;
@@ -60,6 +89,7 @@ void maskBody(const LayerRef& copper, const LayerRef& mask, const check_params& 
         }
         check_result r = newResult("mask_clearance", copper.name, i);
         if (bestOpening < 0) {
+            if (vias(fs[i])) continue;
             r.check = "missing_mask_opening";
             r.layers.push_back(mask.name);
             setBroken(r, p);

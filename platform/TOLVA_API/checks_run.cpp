@@ -90,13 +90,14 @@ public:
             if (silk) need(t.silk_layer, "silk layer", c);
             const std::string& silkName = silk ? t.silk_layer : t.mask_layer;
             const LayerRef marks = m_s.layer(silkName);
+            const auto vias = std::make_shared<const ViaPads>(m_s);
             for (const std::string& name : t.layers) {
                 const LayerRef l = m_s.layer(name);
-                piece([this, mask, marks, l, p, silk](std::vector<check_result>& out, check_stats&) {
+                piece([this, mask, marks, l, p, silk, vias](std::vector<check_result>& out, check_stats&) {
                     if (silk)
                         silkBody(marks, mask, l, p, out, m_stop);
                     else
-                        maskBody(l, mask, p, out, m_stop);
+                        maskBody(l, mask, *vias, p, out, m_stop);
                 });
             }
         } else if (c == "nets") {
