@@ -5,10 +5,12 @@
 // whole area costs: the compare follows the area of the differences.)
 #include <benchmark/benchmark.h>
 
+#include <chrono>
 #include <string>
 
 #include "TOLVA_Compare.h"
 #include "TOLVA_Job.h"
+#include "bench_baseline.h"
 
 namespace {
 
@@ -50,10 +52,15 @@ int layerFeatures() {
 void BM_LayerCompare(benchmark::State& st) {
     const int features = layerFeatures();
     COMPARE::compare_result r;
+    const auto t0 = std::chrono::steady_clock::now();
     for (auto _ : st) {
         r = COMPARE::compare_layers({kFirst, kStep, kLayer}, {kSecond, kStep, kLayer});
         benchmark::DoNotOptimize(r.first_only.data());
     }
+    // Both layers' records are read.
+    bench_baseline::reportAgainstMemcpy(
+        st, std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count(),
+        2 * size_t(features) * bench_baseline::kFeatureBytes);
     st.counters["layer_features"] = features;
     st.counters["unmatched"] = double(r.stats.first_unmatched + r.stats.second_unmatched);
     st.counters["neighbours"] = double(r.stats.neighbours);

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "TOLVA_Job.h"
+#include "bench_baseline.h"
 
 namespace {
 
@@ -68,21 +69,8 @@ void zoomTo(double fraction) {
     API::zoom_to_box((cx - w / 2) * 0.001, (cy - h / 2) * 0.001, (cx + w / 2) * 0.001, (cy + h / 2) * 0.001);
 }
 
-// Milliseconds of one copy of a canvas-sized buffer, the best of a few: the
-// baseline the drawing benchmarks are reported against (counter x_memcpy),
-// measured in the same run so that the ratio holds on a busy machine.
-double memcpyMs() {
-    std::vector<unsigned char> a(size_t(kWidth) * kHeight * 4, 1), b(a.size());
-    double best = 1e9;
-    for (int i = 0; i < 50; ++i) {
-        auto t0 = std::chrono::steady_clock::now();
-        std::memcpy(b.data(), a.data(), a.size());
-        benchmark::DoNotOptimize(b.data());
-        benchmark::ClobberMemory();
-        best = std::min(best, std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count());
-    }
-    return best;
-}
+// One copy of a canvas-sized buffer: the baseline of the drawing benchmarks.
+double memcpyMs() { return bench_baseline::memcpyMs(size_t(kWidth) * kHeight * 4); }
 
 // Times the benchmark's loop and sets x_memcpy: milliseconds per iteration
 // over memcpyMs() taken right after.
@@ -221,7 +209,6 @@ BENCHMARK(BM_MoveSelected)->Unit(benchmark::kMillisecond);
 // same run; x_memcpy, their ratio.
 void BM_UndoMove(benchmark::State& st) {
     board();
-    constexpr size_t kFeatureBytes = 40;  // sizeof(KERNEL::Feature), asserted in kernel.h
     API::clear_selected_features(kJob, kStep, kLayer);
     for (int i = 0; i < 10000; ++i) API::select_feature_by_id(kJob, kStep, kLayer, i * 10);
     API::layer_box(kJob, kStep, kLayer);  // the index up to date, as after a draw
@@ -238,16 +225,8 @@ void BM_UndoMove(benchmark::State& st) {
         API::layer_box(kJob, kStep, kLayer);  // the next draw brings the index up to date
         st.ResumeTiming();
     }
-    const size_t bytes = size_t(JOB::feature_count(kJob, kStep, kLayer)) * kFeatureBytes;
-    std::vector<unsigned char> a(bytes, 1), b(bytes);
-    double copyMs = 1e9;
-    for (int i = 0; i < 50; ++i) {
-        const auto t0 = std::chrono::steady_clock::now();
-        std::memcpy(b.data(), a.data(), a.size());
-        benchmark::DoNotOptimize(b.data());
-        benchmark::ClobberMemory();
-        copyMs = std::min(copyMs, std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count());
-    }
+    const double copyMs =
+        bench_baseline::memcpyMs(size_t(JOB::feature_count(kJob, kStep, kLayer)) * bench_baseline::kFeatureBytes);
     if (st.iterations() > 0) {
         undoMs /= double(st.iterations());
         st.counters["undo_ms"] = undoMs;
