@@ -66,6 +66,20 @@ void dropSymbols(Job& job, const std::vector<uint64_t>& layers) {
     }
 }
 
+// Features rewritten in place get their records before the edit back.
+void restoreRecords(Job& job, const std::vector<RemovedFeatures>& replaced) {
+    for (const RemovedFeatures& r : replaced) {
+        LayerData& d = job.steps[r.step].layers[r.layer];
+        for (size_t i = 0; i < r.ids.size(); ++i) {
+            Feature& f = d.features[r.ids[i]];
+            const uint8_t overlay = f.flags & kInOverlay;  // the index's own bookkeeping
+            f = r.records[i];
+            f.flags = static_cast<uint8_t>((f.flags & ~kInOverlay) | overlay);
+            d.index.markChanged(d.features, r.ids[i]);
+        }
+    }
+}
+
 void restoreSelection(Job& job, const std::vector<SelectionSnapshot>& snapshots) {
     for (const SelectionSnapshot& s : snapshots) {
         long l = layerPositionById(job, s.layer);
@@ -354,6 +368,13 @@ RemovedFeatures removeLayerFeatures(Job& job, size_t step, size_t layer, const s
     return removeFeatures(job.steps[step].layers[layer], step, layer, ids);
 }
 
+void undoComposite(Job& job, const UndoRecord& u) {
+    truncateLayers(job, u.appended);
+    for (auto it = u.removed.rbegin(); it != u.removed.rend(); ++it) restoreFeatures(job, *it);
+    restoreRecords(job, u.replaced);
+    if (u.profileChanged && u.profileStep < job.steps.size()) job.steps[u.profileStep].profile = u.oldProfile;
+}
+
 void settlePendingSymbols(Job& job) {
     if (!job.undo.empty()) {
         std::vector<uint64_t>& after = job.undo.back().symbolsAfter;
@@ -512,17 +533,11 @@ bool undo_last_edit(const str& job) {
     case UndoRecord::Removed:
         for (auto it = u.removed.rbegin(); it != u.removed.rend(); ++it) restoreFeatures(j, *it);
         break;
+    case UndoRecord::Composite:
+        undoComposite(j, u);
+        break;
     case UndoRecord::Replaced:
-        for (const RemovedFeatures& r : u.replaced) {
-            LayerData& d = j.steps[r.step].layers[r.layer];
-            for (size_t i = 0; i < r.ids.size(); ++i) {
-                Feature& f = d.features[r.ids[i]];
-                const uint8_t overlay = f.flags & kInOverlay;  // the index's own bookkeeping
-                f = r.records[i];
-                f.flags = static_cast<uint8_t>((f.flags & ~kInOverlay) | overlay);
-                d.index.markChanged(d.features, r.ids[i]);
-            }
-        }
+        restoreRecords(j, u.replaced);
         break;
     case UndoRecord::LayerCreated: {
         long l = layerPositionById(j, u.layer);

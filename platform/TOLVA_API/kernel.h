@@ -180,8 +180,15 @@ struct RemovedFeatures {
 };
 // Features rewritten in place (a repair that enlarges pads): the records as
 // they were before the edit, by id, use RemovedFeatures too.
+// Composite (the feature edits of TOLVA_Edit.h): features rewritten in place
+// (`replaced`, by their ids before the edit), then features taken out
+// (`removed`), then features appended (`appended`: the sizes after the
+// removal; rewritten surfaces and texts put their new geometry at the end of
+// the pools too, so the sizes are those before the edit but for the feature
+// count), and the profile of step `profileStep` when profileChanged. Undone
+// in the reverse order.
 struct UndoRecord {
-    enum Kind { Appended, Moved, LayerCreated, MatrixChanged, Removed, Replaced } kind = Appended;
+    enum Kind { Appended, Moved, LayerCreated, MatrixChanged, Removed, Replaced, Composite } kind = Appended;
     std::vector<LayerSizes> appended;      // Appended: sizes before the edit
     std::vector<MovedFeatures> moved;      // Moved: by (dx, dy)
     std::vector<RemovedFeatures> removed;  // Removed
@@ -193,6 +200,9 @@ struct UndoRecord {
     std::vector<uint64_t> symbolsAfter;
     size_t attrSets = 1;
     std::vector<SelectionSnapshot> selection;
+    bool profileChanged = false;           // Composite
+    size_t profileStep = 0;
+    std::vector<API::lPoint> oldProfile;
 };
 constexpr size_t kUndoDepth = 64;
 
@@ -297,6 +307,8 @@ long layerPositionById(const Job& job, uint64_t id);
 UndoRecord beginEdit(Job& job, UndoRecord::Kind kind);
 void commitEdit(Job& job, UndoRecord&& record);
 RemovedFeatures removeLayerFeatures(Job& job, size_t step, size_t layer, const std::vector<uint32_t>& ids);
+// Takes back a Composite record's change (edits.cpp).
+void undoComposite(Job& job, const UndoRecord& record);
 
 // Rebuilds or refreshes the layer's spatial index before a query.
 void ensureIndex(const LayerDef& def, LayerData& data);

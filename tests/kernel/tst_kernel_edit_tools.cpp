@@ -1,0 +1,448 @@
+// The feature edits of the interactive tools, against coordinates worked
+// out by hand (nanometres): plans leave the job alone until they are
+// applied, applied plans and direct edits are one undo step each, and the
+// journal replays them.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+
+#include "TOLVA_Edit.h"
+#include "kernel_test_util.h"
+
+using namespace TOLVA;
+namespace fs = std::filesystem;
+
+namespace {
+
+const char* const kJob = "edit_tools";
+
+struct Pt {
+    double x, y;
+};
+bool operator==(const Pt& a, const Pt& b) { return a.x == b.x && a.y == b.y; }
+std::ostream& operator<<(std::ostream& o, const Pt& p) { return o << "(" << p.x << ", " << p.y << ")"; }
+
+class EditTools : public ::testing::Test {
+protected:
+    void SetUp() override {
+        kt::freshJob(kJob, {"top", "drl", "l2"});
+        r100 = kt::symbol(kJob, "top", "r100");
+        r200 = kt::symbol(kJob, "top", "r200");
+    }
+    int line(double x1, double y1, double x2, double y2, int sym = -1, const std::string& layer = "top") {
+        kt::add(kJob, layer, API::GreateLineString(x1, y1, x2, y2, sym < 0 ? r100 : sym, 1, 0));
+        return JOB::feature_count(kJob, "pcb", layer) - 1;
+    }
+    int arc(double xs, double ys, double xe, double ye, double xc, double yc, bool cw) {
+        kt::add(kJob, "top", API::GreateArcString(xs, ys, xe, ye, xc, yc, r100, 1, 0, cw));
+        return JOB::feature_count(kJob, "pcb", "top") - 1;
+    }
+    int surface(const std::vector<API::lPoint>& points, const std::string& layer = "top") {
+        kt::add(kJob, layer, API::GreateSurfaceString(points, 1, 0, false));
+        return JOB::feature_count(kJob, "pcb", layer) - 1;
+    }
+    API::featureInfo feature(int i, const std::string& layer = "top") {
+        API::featureInfo f;
+        EXPECT_TRUE(API::get_featureinfo_by_index(kJob, "pcb", layer, i, f)) << "no feature " << i;
+        return f;
+    }
+    Pt startOf(int i) { auto f = feature(i); return {f.xs, f.ys}; }
+    Pt endOf(int i) { auto f = feature(i); return {f.xe, f.ye}; }
+    Pt centreOf(int i) { auto f = feature(i); return {f.xc, f.yc}; }
+    std::vector<int> apply(const EDIT::edit_plan& p) {
+        EXPECT_EQ(p.error, "");
+        return EDIT::apply_plan(kJob, "pcb", p);
+    }
+    int count(const std::string& layer = "top") { return JOB::feature_count(kJob, "pcb", layer); }
+    int r100 = -1, r200 = -1;
+};
+
+// ---- end points ---------------------------------------------------------------------
+
+TEST_F(EditTools, AMovedEndTakesTheJoinedEndsAlongOnlyWhenFollowing) {
+    struct Case {
+        bool follow;
+        Pt joinedStart;
+    } cases[] = {{true, {1200, 300}}, {false, {1000, 0}}};
+    for (const Case& c : cases) {
+        SetUp();
+        const int a = line(0, 0, 1000, 0), b = line(1000, 0, 1000, 1000), d = line(2000, 0, 1000, 0);
+        line(1000, 1, 3000, 1);  // a nanometre off the corner: not joined
+        const auto before = kt::snapshot(kJob);
+        const EDIT::edit_plan p = EDIT::plan_line_end(kJob, "pcb", "top", a, 1, {1200, 300}, c.follow);
+        EXPECT_EQ(kt::snapshot(kJob), before) << "a plan changes nothing";
+        apply(p);
+        EXPECT_EQ(endOf(a), (Pt{1200, 300}));
+        EXPECT_EQ(startOf(a), (Pt{0, 0}));
+        EXPECT_EQ(startOf(b), c.joinedStart) << "follow " << c.follow;
+        EXPECT_EQ(endOf(d), c.joinedStart);
+        EXPECT_EQ(endOf(b), (Pt{1000, 1000}));
+        EXPECT_EQ(startOf(3), (Pt{1000, 1}));
+    }
+}
+
+TEST_F(EditTools, AnArcEndMovedKeepsTheSweepAndDirection) {
+    // A counter-clockwise quarter circle around the origin; its end moved to
+    // (0, 2000): the chord (1000,0)-(0,2000) with a 90° sweep has its centre
+    // at (-500, 500) (both ends 1581 nm from it, at right angles).
+    const int a = arc(1000, 0, 0, 1000, 0, 0, false);
+    apply(EDIT::plan_line_end(kJob, "pcb", "top", a, 1, {0, 2000}, false));
+    EXPECT_EQ(centreOf(a), (Pt{-500, 500}));
+    EXPECT_EQ(feature(a).direction, "CCW");
+    // Clockwise the centre lies on the other side of the chord.
+    const int b = arc(0, 1000, 1000, 0, 0, 0, true);
+    apply(EDIT::plan_line_end(kJob, "pcb", "top", b, 0, {0, 2000}, false));
+    EXPECT_EQ(centreOf(b), (Pt{-500, 500}));
+    EXPECT_EQ(feature(b).direction, "CW");
+}
+
+TEST_F(EditTools, ARefusedPlanSaysWhyAndCannotBeApplied) {
+    const int a = line(0, 0, 1000, 0);
+    line(1000, 0, 2000, 0);
+    kt::add(kJob, "top", API::GreatePadString(5000, 5000, r100, 1, 0, 0, 1));
+    struct Case {
+        std::function<EDIT::edit_plan()> plan;
+        const char* says;
+    } cases[] = {
+        {[&] { return EDIT::plan_line_end(kJob, "pcb", "top", a, 1, {0, 0}, false); }, "zero-length"},
+        {[&] { return EDIT::plan_line_end(kJob, "pcb", "top", a, 1, {2000, 0}, true); }, "zero-length"},
+        {[&] { return EDIT::plan_line_end(kJob, "pcb", "top", 2, 0, {0, 0}, false); }, "is a pad"},
+        {[&] { return EDIT::plan_split(kJob, "pcb", "top", a, {0, 40}); }, "on an end"},
+        {[&] { return EDIT::plan_split(kJob, "pcb", "top", a, {1500, 0}); }, "beyond"},
+        {[&] { return EDIT::plan_move_segment(kJob, "pcb", "top", a, 1000, 0, true); }, "zero-length"},
+        {[&] { return EDIT::plan_arc_radius(kJob, "pcb", "top", a, 5000); }, "not an arc"},
+    };
+    const auto before = kt::snapshot(kJob);
+    for (const Case& c : cases) {
+        const EDIT::edit_plan p = c.plan();
+        EXPECT_NE(p.error.find(c.says), std::string::npos) << c.says << ": " << p.error;
+        EXPECT_TRUE(p.add.empty() && p.remove.empty());
+        EXPECT_THROW(EDIT::apply_plan(kJob, "pcb", p), API::KernelText);
+    }
+    EXPECT_EQ(kt::snapshot(kJob), before);
+    EXPECT_THROW(EDIT::plan_line_end(kJob, "pcb", "top", 7, 0, {0, 0}, false), API::KernelText);
+    EXPECT_THROW(EDIT::plan_line_end(kJob, "pcb", "nolayer", 0, 0, {0, 0}, false), API::KernelText);
+}
+
+TEST_F(EditTools, AStalePlanIsRefused) {
+    const int a = line(0, 0, 1000, 0);
+    const EDIT::edit_plan p = EDIT::plan_line_end(kJob, "pcb", "top", a, 1, {500, 500}, false);
+    line(0, 5000, 1000, 5000);
+    const auto before = kt::snapshot(kJob);
+    try {
+        EDIT::apply_plan(kJob, "pcb", p);
+        ADD_FAILURE() << "a stale plan was applied";
+    } catch (const API::KernelText& e) {
+        EXPECT_NE(e.find("out of date"), std::string::npos) << e;
+    }
+    EXPECT_EQ(kt::snapshot(kJob), before);
+    // Made again, it applies.
+    apply(EDIT::plan_line_end(kJob, "pcb", "top", a, 1, {500, 500}, false));
+    EXPECT_EQ(endOf(a), (Pt{500, 500}));
+}
+
+TEST_F(EditTools, AMovedSegmentStretchesItsNeighbours) {
+    const int a = line(0, 0, 1000, 0), b = line(1000, 0, 2000, 0), c = line(2000, 0, 2000, 1000);
+    apply(EDIT::plan_move_segment(kJob, "pcb", "top", b, 0, 300.4, true));
+    EXPECT_EQ(startOf(b), (Pt{1000, 300}));
+    EXPECT_EQ(endOf(b), (Pt{2000, 300}));
+    EXPECT_EQ(endOf(a), (Pt{1000, 300}));
+    EXPECT_EQ(startOf(c), (Pt{2000, 300}));
+    EXPECT_EQ(endOf(c), (Pt{2000, 1000}));
+}
+
+// ---- split, join, arcs --------------------------------------------------------------------
+
+TEST_F(EditTools, ASplitCutsAtThePointProjectedOntoTheFeature) {
+    const int a = line(0, 0, 1000, 0);
+    const int c = arc(1000, 0, -1000, 0, 0, 0, false);  // the upper half circle
+    const std::vector<int> pieces = apply(EDIT::plan_split(kJob, "pcb", "top", a, {400, 77}));
+    ASSERT_EQ(pieces, (std::vector<int>{a, 2}));
+    EXPECT_EQ(endOf(a), (Pt{400, 0}));
+    EXPECT_EQ(startOf(2), (Pt{400, 0}));
+    EXPECT_EQ(endOf(2), (Pt{1000, 0}));
+    EXPECT_EQ(feature(2).symbol, "r100");
+    // The arc at the top of its circle, from a point outside it.
+    apply(EDIT::plan_split(kJob, "pcb", "top", c, {0, 3000}));
+    EXPECT_EQ(endOf(c), (Pt{0, 1000}));
+    EXPECT_EQ(startOf(3), (Pt{0, 1000}));
+    EXPECT_EQ(centreOf(3), (Pt{0, 0}));
+    EXPECT_EQ(feature(3).direction, "CCW");
+    // Below the centre is not on this arc.
+    EXPECT_NE(EDIT::plan_split(kJob, "pcb", "top", c, {0, -3000}).error, "");
+}
+
+TEST_F(EditTools, AJoinRunsBetweenTheFarEnds) {
+    struct Case {
+        Pt a0, a1, b0, b1;
+        bool sameSymbol;
+        const char* error;  // empty: joined into (from, to)
+        Pt from, to;
+    } cases[] = {
+        {{0, 0}, {500, 0}, {500, 0}, {1000, 0}, true, "", {0, 0}, {1000, 0}},
+        {{0, 0}, {500, 0}, {1000, 0}, {500, 0}, true, "", {0, 0}, {1000, 0}},
+        {{500, 0}, {0, 0}, {500, 0}, {800, 300}, true, "", {800, 300}, {0, 0}},
+        {{0, 0}, {500, 0}, {500, 0}, {0, 0}, true, "zero-length", {}, {}},
+        {{0, 0}, {500, 0}, {600, 0}, {1000, 0}, true, "share no end", {}, {}},
+        {{0, 0}, {500, 0}, {500, 0}, {1000, 0}, false, "r100", {}, {}},
+    };
+    for (const Case& c : cases) {
+        SetUp();
+        const int a = line(c.a0.x, c.a0.y, c.a1.x, c.a1.y);
+        const int b = line(c.b0.x, c.b0.y, c.b1.x, c.b1.y, c.sameSymbol ? r100 : r200);
+        const EDIT::edit_plan p = EDIT::plan_join(kJob, "pcb", "top", a, b);
+        if (*c.error) {
+            EXPECT_NE(p.error.find(c.error), std::string::npos) << p.error;
+            if (!c.sameSymbol) {
+                EXPECT_NE(p.error.find("r200"), std::string::npos) << p.error;
+            }
+            continue;
+        }
+        EXPECT_EQ(p.remove, (std::vector<int>{a, b}));
+        EXPECT_EQ(apply(p), (std::vector<int>{a}));
+        ASSERT_EQ(count(), 1);
+        EXPECT_EQ(startOf(a), c.from);
+        EXPECT_EQ(endOf(a), c.to);
+    }
+}
+
+TEST_F(EditTools, ArcsOfOneCircleJoinInTheirDirection) {
+    const int a = arc(1000, 0, 0, 1000, 0, 0, false), b = arc(0, 1000, -1000, 0, 0, 0, false);
+    const int c = arc(0, 1000, -1000, 0, 0, 0, true);
+    EXPECT_NE(EDIT::plan_join(kJob, "pcb", "top", a, c).error, "");
+    apply(EDIT::plan_join(kJob, "pcb", "top", b, a));
+    EXPECT_EQ(startOf(a), (Pt{1000, 0}));
+    EXPECT_EQ(endOf(a), (Pt{-1000, 0}));
+    EXPECT_EQ(centreOf(a), (Pt{0, 0}));
+}
+
+TEST_F(EditTools, ANewArcRadiusMovesTheCentreAlongTheChordsBisector) {
+    // Upper half circle, radius 1000: at 2000 the centre is sqrt(2000² -
+    // 1000²) = 1732 nm below the chord, so the arc still bulges up (minor).
+    const int a = arc(1000, 0, -1000, 0, 0, 0, false);
+    EXPECT_NE(EDIT::plan_arc_radius(kJob, "pcb", "top", a, 999).error.find("half the chord"), std::string::npos);
+    apply(EDIT::plan_arc_radius(kJob, "pcb", "top", a, 2000));
+    EXPECT_EQ(centreOf(a), (Pt{0, -1732}));
+    EXPECT_EQ(startOf(a), (Pt{1000, 0}));
+    EXPECT_EQ(endOf(a), (Pt{-1000, 0}));
+    // A clockwise minor arc over the same chord keeps its centre above.
+    const int b = arc(-1000, 0, 1000, 0, 0, -100, true);
+    apply(EDIT::plan_arc_radius(kJob, "pcb", "top", b, 2000));
+    EXPECT_EQ(centreOf(b), (Pt{0, -1732}));
+    apply(EDIT::plan_arc_to_line(kJob, "pcb", "top", b));
+    EXPECT_EQ(feature(b).type, API::FT_LINE);
+    EXPECT_EQ(startOf(b), (Pt{-1000, 0}));
+    EXPECT_EQ(endOf(b), (Pt{1000, 0}));
+}
+
+// ---- surfaces ------------------------------------------------------------------------
+
+TEST_F(EditTools, ASurfaceVertexMovesOrIsInsertedUnlessTheOutlineWouldCross) {
+    const int s = surface({{0, 0}, {1000, 0}, {1000, 1000}, {0, 1000}, {0, 0},
+                           {400, 400}, {600, 400}, {600, 600}, {400, 600}, {400, 400}});
+    struct Case {
+        int contour, vertex;
+        API::lPoint to;
+        bool insert;
+        const char* error;
+    } cases[] = {
+        {0, 1, {-500, 800}, false, "cross"},
+        {0, 1, {500, 500}, false, "cross"},      // into the hole
+        {1, 2, {2000, 2000}, false, "cross"},    // a hole out of its island
+        {0, 2, {0, 500}, false, "cross"},        // onto the left edge
+        {0, 3, {1000, 1000}, false, "neighbour"},
+        {0, 2, {1500, 1500}, false, ""},
+        {0, 0, {500, -300}, true, ""},
+    };
+    for (const Case& c : cases) {
+        const EDIT::edit_plan p = EDIT::plan_surface_vertex(kJob, "pcb", "top", s, c.contour, c.vertex, c.to, c.insert);
+        if (*c.error) {
+            EXPECT_NE(p.error.find(c.error), std::string::npos) << c.contour << "/" << c.vertex << ": " << p.error;
+            continue;
+        }
+        ASSERT_EQ(p.error, "");
+        ASSERT_EQ(p.contours.size(), 1u);
+        const auto& ring = p.contours[0][static_cast<size_t>(c.contour)];
+        const size_t at = static_cast<size_t>(c.vertex) + (c.insert ? 1 : 0);
+        EXPECT_EQ(ring[at].x, c.to.x);
+        EXPECT_EQ(ring[at].y, c.to.y);
+    }
+    apply(EDIT::plan_surface_vertex(kJob, "pcb", "top", s, 0, 0, {500, -300}, true));
+    const auto contours = EDIT::get_surface_contours(kJob, "pcb", "top", s);
+    ASSERT_EQ(contours.size(), 2u);
+    ASSERT_EQ(contours[0].size(), 5u);
+    EXPECT_EQ(contours[0][1].x, 500);
+    EXPECT_EQ(contours[0][1].y, -300);
+    EXPECT_EQ(contours[1].size(), 4u);
+}
+
+// ---- pulls -----------------------------------------------------------------------------
+
+// Every corner between consecutive segments of the chain is a multiple of 45°.
+void expect45(const std::vector<API::featureInfo>& chain) {
+    for (size_t i = 0; i + 1 < chain.size(); ++i) {
+        const double a1 = std::atan2(chain[i].ye - chain[i].ys, chain[i].xe - chain[i].xs);
+        const double a2 = std::atan2(chain[i + 1].ye - chain[i + 1].ys, chain[i + 1].xe - chain[i + 1].xs);
+        const double deg = std::fabs(std::remainder((a2 - a1) * 180 / M_PI, 45.0));
+        EXPECT_LT(deg, 1e-9) << "corner " << i;
+        EXPECT_EQ(chain[i].xe, chain[i + 1].xs) << "chain broken at " << i;
+        EXPECT_EQ(chain[i].ye, chain[i + 1].ys) << "chain broken at " << i;
+    }
+}
+
+TEST_F(EditTools, APullKeepsTheTraceConnected) {
+    struct Case {
+        int mode;
+        Pt a0, a1;         // the neighbour before
+        Pt b0, b1;         // the neighbour after
+        double offset;
+        Pt pulled0, pulled1;
+        int added;         // diagonals inserted
+    } cases[] = {
+        // Plain stretch: the neighbours' joined ends follow the pulled ends.
+        {0, {0, 0}, {1000, 0}, {4000, 0}, {5000, 0}, 500, {1000, 500}, {4000, 500}, 0},
+        {0, {0, 0}, {1000, 0}, {4000, 0}, {5000, 0}, -500, {1000, -500}, {4000, -500}, 0},
+        // 45° corners, neighbours in line: a diagonal at each end.
+        {1, {0, 0}, {1000, 0}, {4000, 0}, {5000, 0}, 500, {1500, 500}, {3500, 500}, 2},
+        // 45° neighbours slide along themselves.
+        {1, {0, -1000}, {1000, 0}, {4000, 0}, {5000, -1000}, 500, {1500, 500}, {3500, 500}, 0},
+        // Square neighbours slide too.
+        {1, {1000, -1000}, {1000, 0}, {4000, 0}, {4000, 1000}, 500, {1000, 500}, {4000, 500}, 0},
+    };
+    for (const Case& c : cases) {
+        SetUp();
+        line(c.a0.x, c.a0.y, c.a1.x, c.a1.y);
+        const int pulled = line(1000, 0, 4000, 0);
+        line(c.b0.x, c.b0.y, c.b1.x, c.b1.y);
+        const EDIT::edit_plan p = EDIT::plan_pull(kJob, "pcb", "top", pulled, c.offset, c.mode);
+        ASSERT_EQ(p.error, "") << "mode " << c.mode;
+        apply(p);
+        EXPECT_EQ(startOf(pulled), c.pulled0) << "mode " << c.mode << " offset " << c.offset;
+        EXPECT_EQ(endOf(pulled), c.pulled1);
+        ASSERT_EQ(count(), 3 + c.added);
+        // Walk the trace from the first neighbour's far end.
+        std::vector<API::featureInfo> chain{feature(0)};
+        if (c.added) chain.push_back(feature(3));
+        chain.push_back(feature(pulled));
+        if (c.added) chain.push_back(feature(4));
+        chain.push_back(feature(2));
+        EXPECT_EQ((Pt{chain.front().xs, chain.front().ys}), c.a0) << "the far ends stay";
+        EXPECT_EQ((Pt{chain.back().xe, chain.back().ye}), c.b1);
+        if (c.mode == 1) {
+            expect45(chain);
+        } else {
+            for (size_t i = 0; i + 1 < chain.size(); ++i)
+                EXPECT_EQ((Pt{chain[i].xe, chain[i].ye}), (Pt{chain[i + 1].xs, chain[i + 1].ys}));
+        }
+    }
+}
+
+TEST_F(EditTools, APullThatWouldReverseANeighbourIsRefused) {
+    line(1000, -300, 1000, 0);
+    const int pulled = line(1000, 0, 4000, 0);
+    // Pulling down by more than the neighbour is long turns it round.
+    EXPECT_NE(EDIT::plan_pull(kJob, "pcb", "top", pulled, -500, 1).error.find("reverse"), std::string::npos);
+    EXPECT_NE(EDIT::plan_pull(kJob, "pcb", "top", pulled, -500, 0).error.find("reverse"), std::string::npos);
+    EXPECT_EQ(EDIT::plan_pull(kJob, "pcb", "top", pulled, -200, 0).error, "");
+    EXPECT_NE(EDIT::plan_pull(kJob, "pcb", "top", pulled, -300, 0).error, "");  // zero-length
+    // Diagonals that use the line up.
+    line(4000, 0, 5000, 0);
+    line(0, 0, 1000, 0);
+    EXPECT_NE(EDIT::plan_pull(kJob, "pcb", "top", pulled, 1600, 1).error.find("used up"), std::string::npos);
+}
+
+
+// ---- undo and journal ----------------------------------------------------------------
+
+// Each edit, made as the view makes it (the twin, then the call) on a small
+// board: one undo step takes the job back to every record it had, and a
+// replay of the journal on the saved start reproduces the edited job.
+class EditUndoJournal : public EditTools {
+protected:
+    void SetUp() override {
+        EditTools::SetUp();
+        dir = fs::temp_directory_path() / ("tolva_edit_tools_" + std::to_string(::getpid()));
+        fs::remove_all(dir);
+        fs::create_directories(dir);
+        line(0, 0, 1000, 0);                 // 0
+        line(1000, 0, 4000, 0);              // 1
+        line(4000, 0, 5000, 0);              // 2
+        arc(1000, 5000, 0, 6000, 0, 5000, false);  // 3
+        surface({{0, 10000}, {4000, 10000}, {4000, 14000}, {0, 14000}, {0, 10000}});  // 4
+        kt::add(kJob, "top", API::GreatePadString(9000, 9000, r200, 1, 30, 0, 1));  // 5
+        kt::add(kJob, "top", API::GreateTextString(9000, 1000, "AB", 1, 0, 1000, 1500, 1, "std", 0, 1));  // 6
+        const int hole = kt::symbol(kJob, "drl", "r300");
+        kt::add(kJob, "drl", API::GreatePadString(9040, 9030, hole, 1, 0, 0, 1));
+        const int pad = kt::symbol(kJob, "l2", "r800");
+        kt::add(kJob, "l2", API::GreatePadString(9000, 9000, pad, 1, 0, 0, 1));
+        API::select_feature_by_id(kJob, "pcb", "top", 3);
+        API::select_feature_by_id(kJob, "pcb", "top", 5);
+        API::select_feature_by_id(kJob, "pcb", "top", 6);
+        API::select_feature_by_id(kJob, "pcb", "top", 4);
+        JOB::set_profile(kJob, "pcb", {{-1e5, -1e5}, {1e5, -1e5}, {1e5, 1e5}, {-1e5, 1e5}});
+        JOB::save_job(kJob, (dir / "start").string());
+        JOB::set_journal_path(kJob, (dir / "edits.journal").string());
+    }
+    void TearDown() override {
+        DB::set_SaveFlag(false);
+        fs::remove_all(dir);
+    }
+    std::string saved(const std::string& name) {
+        JOB::save_job(kJob, (dir / name).string());
+        std::ifstream in(dir / name / "job.tolva");
+        std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        return text;
+    }
+    fs::path dir;
+};
+
+struct JournalledEdit {
+    const char* name;
+    std::function<void()> make;  // the twin and the call
+};
+
+TEST_F(EditUndoJournal, EveryEditIsOneUndoStepAndReplays) {
+    auto plan = [](std::function<EDIT::edit_plan()> make) {
+        return [make] {
+            const EDIT::edit_plan p = make();
+            ASSERT_EQ(p.error, "");
+            DB::apply_plan_db_save(kJob, "pcb", p);
+            EDIT::apply_plan(kJob, "pcb", p);
+        };
+    };
+    const JournalledEdit edits[] = {
+        {"line end", plan([] { return EDIT::plan_line_end(kJob, "pcb", "top", 0, 1, {1200, 300}, true); })},
+        {"split", plan([] { return EDIT::plan_split(kJob, "pcb", "top", 1, {2500, 10}); })},
+        {"join", plan([] { return EDIT::plan_join(kJob, "pcb", "top", 1, 2); })},
+        {"pull 45", plan([] { return EDIT::plan_pull(kJob, "pcb", "top", 1, 500, 1); })},
+        {"arc radius", plan([] { return EDIT::plan_arc_radius(kJob, "pcb", "top", 3, 3000); })},
+        {"vertex", plan([] { return EDIT::plan_surface_vertex(kJob, "pcb", "top", 4, 0, 1, {4500, 9000}, true); })},
+    };
+    for (const JournalledEdit& e : edits) {
+        SCOPED_TRACE(e.name);
+        TearDown();
+        SetUp();
+        const auto before = kt::snapshot(kJob);
+        const std::string beforeText = saved("before");
+        const unsigned long long serial = JOB::edit_serial(kJob);
+        DB::set_SaveFlag(true);
+        e.make();
+        DB::set_SaveFlag(false);
+        const auto after = kt::snapshot(kJob);
+        EXPECT_NE(after, before);
+        EXPECT_EQ(JOB::edit_serial(kJob), serial + 1) << "one edit";
+        const std::string afterText = saved("after");
+        ASSERT_TRUE(API::undo_last_edit(kJob));
+        EXPECT_EQ(kt::snapshot(kJob), before);
+        EXPECT_EQ(saved("undone"), beforeText) << "symbols and geometry pools back as they were";
+        ASSERT_EQ(JOB::load_job((dir / "start").string()), kJob);
+        JOB::replay_journal((dir / "edits.journal").string());
+        EXPECT_EQ(kt::snapshot(kJob), after);
+        EXPECT_EQ(saved("replayed"), afterText);
+    }
+}
+
+}  // namespace
