@@ -62,8 +62,8 @@ void drawOutline(QPainter& painter, const API::featureInfo& f) {
 }
 
 // Every outline in board units, whatever the painter's transform makes of them.
-void drawOutlines(QPainter& painter, const FeatureMap& features) {
-    painter.setPen(QPen(kOutlineColor, 0));  // cosmetic: one pixel at any scale
+void drawOutlines(QPainter& painter, const FeatureMap& features, const QColor& colour = kOutlineColor) {
+    painter.setPen(QPen(colour, 0));  // cosmetic: one pixel at any scale
     painter.setBrush(Qt::NoBrush);
     for (const auto& layer : features)
         for (const API::featureInfo& f : layer.second) drawOutline(painter, f);
@@ -120,7 +120,7 @@ void drawBoxFrame(QPainter* painter, const QPolygonF& corners) {
 }
 
 void drawOutlinesAt(QPainter* painter, const FeatureMap& features, const QRectF& extent, const QPixmap& preview,
-                    const QPolygonF& corners) {
+                    const QPolygonF& corners, const QColor& colour) {
     drawBoxFrame(painter, corners);
     const bool asLines = featureCount(features) <= kMostOutlinesPerFrame;
     // Where `extent` (or the image of it) lies on the view, corner for corner.
@@ -131,7 +131,7 @@ void drawOutlinesAt(QPainter* painter, const FeatureMap& features, const QRectF&
     painter->save();
     painter->setTransform(onView, true);
     if (asLines)
-        drawOutlines(*painter, features);
+        drawOutlines(*painter, features, colour);
     else if (!preview.isNull()) {
         painter->setRenderHint(QPainter::SmoothPixmapTransform);  // thin lines fade rather than vanish
         painter->drawPixmap(0, 0, preview);

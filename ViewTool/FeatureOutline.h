@@ -45,8 +45,10 @@ void drawBoxFrame(QPainter* painter, const QPolygonF& corners);
 // as lines, one pixel wide at any zoom; beyond that, `preview` (their image
 // over `extent`) is stretched over the box instead, so that a paint stays
 // quick.
+// `colour` draws the outlines (not the frame): a tool shows what an edit
+// will remove in a warning colour.
 void drawOutlinesAt(QPainter* painter, const FeatureMap& features, const QRectF& extent, const QPixmap& preview,
-                    const QPolygonF& corners);
+                    const QPolygonF& corners, const QColor& colour = kOutlineColor);
 constexpr int kMostOutlinesPerFrame = 2000;
 
 }  // namespace GRAPHIC

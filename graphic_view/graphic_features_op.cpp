@@ -463,7 +463,13 @@ void ViewWidget::repeat_selected_features(PluginMetaData msg) {
     sendJobListChangeSelectedIcon();
 }
 
-void ViewWidget::draw_use_symbol_line(PluginMetaData) { notYetAvailable("draw_use_symbol_line"); }
+// Line mode of the draw-symbol tool, opening the tool when another is active.
+void ViewWidget::draw_use_symbol_line(PluginMetaData msg) {
+    if (!m_tool || m_tool->getType() != Graphic_ViewTool::DRAW_SYMBOL_TOOL) changeTool(Graphic_ViewTool::DRAW_SYMBOL_TOOL);
+    if (!m_tool || m_tool->getType() != Graphic_ViewTool::DRAW_SYMBOL_TOOL) return;
+    m_tool->setWorkParam(&msg);
+    add_tool_param(Graphic_ViewTool::DRAW_SYMBOL_TOOL, msg);
+}
 void ViewWidget::show_contour_fill_parameters(PluginMetaData) { notYetAvailable("show_contour_fill_parameters"); }
 
 }  // namespace GRAPHIC

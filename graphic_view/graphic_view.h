@@ -98,6 +98,24 @@ public:
     void forwardSubstitutePointInfo(const QPointF& point);
     void forwardStepRepeatPointInfo(const QPointF& point);
     void forwardSRcopypcsoffsetInfo(double xOffset, double yOffset);
+    // ---- forwards about picked points and features (keys where they are built,
+    //      graphic_view_dispatch.cpp) --------------------------------------
+    using LayerFeatures = std::map<std::string, std::vector<API::featureInfo>>;
+    void forwardMovePointInfo(const QPointF& from, const QPointF& to);
+    void forwardCopyPointInfo(const QPointF& from, const QPointF& to);
+    void forwardSubstitutePointInfo(const QPointF& point, const LayerFeatures& features);
+    void forwardChangeSymbolPointInfo(const QString& receiver, const std::string& layer, const API::featureInfo& feature);
+    void forwardChangeTextPointInfo(const std::string& layer, const API::featureInfo& feature);
+    void forwardAttributePointInfo(const QString& receiver, qint32 code, const std::string& layer,
+                                   const API::featureInfo& feature);
+    // The selected features of the work and affected layers (empty on a kernel failure).
+    LayerFeatures selectedEditFeatures();
+    // The symbol the draw-symbol tool draws with ("symbol" of request 50).
+    QString currentSymbol() const { return m_currentSymbol; }
+    void setCurrentSymbol(const QString& symbol) { m_currentSymbol = symbol; }
+    // Requests 20001802, 20001803, 20001805, 20001809, 20001814: a plug-in asks
+    // for a point (PointTool); the answer comes back with the same code.
+    void doPointSelect(PluginMetaData msg);
 
     // ---- configuration and units -----------------------------------------
     void readCfgFile();
@@ -700,6 +718,7 @@ private:
     QString m_lastSnapError;
 
     ViewSettings m_settings;
+    QString m_currentSymbol;
 };
 
 }  // namespace GRAPHIC

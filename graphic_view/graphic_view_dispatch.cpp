@@ -142,6 +142,10 @@ RouteTable<MessageHandler> ViewWidget::messageRoutes() {
         {20001665, 20001665, No, "get_coordinate_data", [](V& v, const M& m) { v.get_coordinate_data(m); }},
         {20001670, 20001670, No, "sent_Mouse_Point", [](V& v, const M& m) { v.sent_Mouse_Point(m); }},
         {20001676, 20001676, No, "snap mode 6", [](V& v, const M&) { R::storeSnapMode(v, 6); }},
+        {20001802, 20001803, Yes, "doPointSelect", [](V& v, const M& m) { v.doPointSelect(m); }},
+        {20001805, 20001805, Yes, "doPointSelect", [](V& v, const M& m) { v.doPointSelect(m); }},
+        {20001809, 20001809, Yes, "doPointSelect", [](V& v, const M& m) { v.doPointSelect(m); }},
+        {20001814, 20001814, Yes, "doPointSelect", [](V& v, const M& m) { v.doPointSelect(m); }},
         {20001822, 20001822, No, "draw_center", [](V& v, const M& m) { v.draw_center(m); }},
         {20001825, 20001825, No, "refresh_layer_compare_show", [](V& v, const M& m) { v.refresh_layer_compare_show(m); }},
         {20002000, 20002001, Yes, "doSignalBoxSelect", [](V& v, const M& m) { v.doSignalBoxSelect(m); }},
@@ -344,6 +348,92 @@ void ViewWidget::forwardChangeTextPointInfo(const QString& text, bool positive) 
     sendTo(PluginNames::MenuBarEdit, 20001812,
            {{QStringLiteral("text"), text},
             {QStringLiteral("polarity"), positive ? QStringLiteral("POS") : QStringLiteral("NEG")}});
+}
+
+// Data keys of the forwards about picked points and features, agreed with
+// the edit menu, the edit tool bar and the job list:
+//   point data: "x", "y" (board units);
+//   move / copy point data: "x", "y" the target, "from_x", "from_y" the
+//     reference point, "dx", "dy" the displacement;
+//   substitute point data: "x", "y" where the symbol goes, and "features": a
+//     list of maps, one per feature to stand in for, each with the feature
+//     keys below;
+//   feature keys: "layer", "index" (position in the layer), "record" (the
+//     stored feature string, so that a receiver can tell that the feature
+//     is still the one picked), "type" (1 line, 2 pad, 3 arc, 4 surface,
+//     5 text), "x", "y" (start or anchor);
+//   symbol data: the feature keys and "symbol", its symbol name;
+//   text data: the feature keys, "text" and "polarity" ("POS" or "NEG");
+//   feature attributes: the feature keys and "attributes", a map of
+//     attribute name to value.
+namespace {
+QVariantMap featureKeys(const std::string& layer, const API::featureInfo& f) {
+    return {{QStringLiteral("layer"), QString::fromStdString(layer)},
+            {QStringLiteral("index"), f.index},
+            {QStringLiteral("record"), QString::fromStdString(f.record)},
+            {QStringLiteral("type"), f.type},
+            {QStringLiteral("x"), f.xs},
+            {QStringLiteral("y"), f.ys}};
+}
+
+QVariantMap twoPointData(const QPointF& from, const QPointF& to) {
+    QVariantMap data = pointData(to);
+    data.insert(QStringLiteral("from_x"), from.x());
+    data.insert(QStringLiteral("from_y"), from.y());
+    data.insert(QStringLiteral("dx"), to.x() - from.x());
+    data.insert(QStringLiteral("dy"), to.y() - from.y());
+    return data;
+}
+
+QString polarityText(int polarity) {
+    return polarity == API::POL_NEGATIVE ? QStringLiteral("NEG") : QStringLiteral("POS");
+}
+}  // namespace
+
+void ViewWidget::forwardMovePointInfo(const QPointF& from, const QPointF& to) {
+    sendTo(PluginNames::MenuBarEdit, 20001803, twoPointData(from, to));
+}
+void ViewWidget::forwardCopyPointInfo(const QPointF& from, const QPointF& to) {
+    sendTo(PluginNames::MenuBarEdit, 20001805, twoPointData(from, to));
+}
+
+void ViewWidget::forwardSubstitutePointInfo(const QPointF& point, const LayerFeatures& features) {
+    QVariantList list;
+    for (const auto& layer : features)
+        for (const API::featureInfo& f : layer.second) list.append(featureKeys(layer.first, f));
+    QVariantMap data = pointData(point);
+    data.insert(QStringLiteral("features"), list);
+    sendTo(PluginNames::MenuBarEdit, 20001814, data);
+}
+
+void ViewWidget::forwardChangeSymbolPointInfo(const QString& receiver, const std::string& layer,
+                                              const API::featureInfo& feature) {
+    QVariantMap data = featureKeys(layer, feature);
+    data.insert(QStringLiteral("symbol"), QString::fromStdString(feature.symbol));
+    sendTo(receiver, 20001811, data);
+}
+
+void ViewWidget::forwardChangeTextPointInfo(const std::string& layer, const API::featureInfo& feature) {
+    QVariantMap data = featureKeys(layer, feature);
+    data.insert(QStringLiteral("text"), QString::fromStdString(feature.text));
+    data.insert(QStringLiteral("polarity"), polarityText(feature.polarity));
+    sendTo(PluginNames::MenuBarEdit, 20001812, data);
+}
+
+void ViewWidget::forwardAttributePointInfo(const QString& receiver, qint32 code, const std::string& layer,
+                                           const API::featureInfo& feature) {
+    QVariantMap attributes;
+    for (const auto& a : feature.attributes)
+        attributes.insert(QString::fromStdString(a.first), QString::fromStdString(a.second));
+    QVariantMap data = featureKeys(layer, feature);
+    data.insert(QStringLiteral("attributes"), attributes);
+    sendTo(receiver, code, data);
+}
+
+ViewWidget::LayerFeatures ViewWidget::selectedEditFeatures() {
+    LayerFeatures features;
+    guarded(__FILE__, __LINE__, [&] { features = selectedFeatures(editLayers()); });
+    return features;
 }
 
 void ViewWidget::forwardStepRepeatPointInfo(const QPointF& p) {

@@ -172,7 +172,17 @@ void ViewWidget::doMeasureSelect(PluginMetaData msg) {
     openToolFromRequest(msg, T::RULER_TOOL, nullptr, 0);
 }
 void ViewWidget::do_mark(PluginMetaData msg) { openToolFromRequest(msg, T::MARK_TOOL, nullptr, 0); }
-void ViewWidget::draw_use_symbol(PluginMetaData msg) { openToolFromRequest(msg, T::DRAW_SYMBOL_TOOL, nullptr, 0); }
+// "symbol" names the symbol to draw with; without it the last one stays.
+void ViewWidget::draw_use_symbol(PluginMetaData msg) {
+    const QString symbol = msg.data.value(QStringLiteral("symbol")).toString().trimmed();
+    if (!symbol.isEmpty()) m_currentSymbol = symbol;
+    openToolFromRequest(msg, T::DRAW_SYMBOL_TOOL, nullptr, 0);
+}
+// Every point request re-configures an active point tool instead of toggling it.
+void ViewWidget::doPointSelect(PluginMetaData msg) {
+    static constexpr qint32 kPointCodes[] = {20001802, 20001803, 20001805, 20001809, 20001814};
+    openToolFromRequest(msg, T::POINT_TOOL, kPointCodes, int(std::size(kPointCodes)));
+}
 void ViewWidget::change_SR_Edit_tool(PluginMetaData msg) { openToolFromRequest(msg, T::EDIT_TOOL, nullptr, 0); }
 void ViewWidget::change_Notes_tool(PluginMetaData msg) { openToolFromRequest(msg, T::NOTES_TOOL, nullptr, 0); }
 void ViewWidget::change_step_repeat_tool(PluginMetaData msg) { openToolFromRequest(msg, T::STEP_REPEAT_TOOL, nullptr, 0); }
@@ -235,7 +245,9 @@ bool ViewWidget::takesPoints() const {
     case T::RULER_TOOL:
     case T::MOVE_COPY_TOOL:
     case T::MOVE_COPY_SAME_LAYER_TOOL:
-    case T::EDIT_BUFFER_TOOL: return true;
+    case T::EDIT_BUFFER_TOOL:
+    case T::DRAW_SYMBOL_TOOL:
+    case T::POINT_TOOL: return true;
     case T::SELECT_TOOL: {
         const auto* select = qobject_cast<const SelectTool*>(m_tool);
         return select && select->clipMode() != SelectTool::NoClip;

@@ -27,6 +27,7 @@
 #include "ViewTool/MoveAndCopy.h"
 #include "ViewTool/NormalTool.h"
 #include "ViewTool/NotesTool.h"
+#include "ViewTool/PointTool.h"
 #include "ViewTool/PopViewTool.h"
 #include "ViewTool/PullTool.h"
 #include "ViewTool/RulerTool.h"
@@ -115,6 +116,8 @@ const std::vector<Expected>& expectedRoutes() {
         {"get_Mouse_rect", {{20001656, 20001656}}},
         {"sent_Mouse_Point", {{20001664, 20001664}, {20001670, 20001670}}},
         {"get_coordinate_data", {{20001665, 20001665}, {20003201, 20003201}}},
+        // A plug-in asks for a point; the answer comes back with the same code.
+        {"doPointSelect", {{20001802, 20001803}, {20001805, 20001805}, {20001809, 20001809}, {20001814, 20001814}}},
         {"draw_center", {{20001822, 20001822}}},
         {"refresh_layer_compare_show", {{20001825, 20001825}}},
         {"unselect_clip_area", {{20002002, 20002002}}},
@@ -301,13 +304,20 @@ Probe takesCheckResults(qint32 results, std::set<qint32> steps) {
 TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
     g_prompts = &prompts;
     const std::set<std::string> notYet = {
-        "draw_use_symbol_line", "show_contour_fill_parameters", "get_rout_selectorder", "do_drawchain",
+        "show_contour_fill_parameters", "get_rout_selectorder", "do_drawchain",
         "get_addchain_vector", "setResizeHoleTmpData"};
     static std::vector<TOLVA::API::point> crossList{{1200, -3400}};
     std::map<std::string, Probe> probes = {
         {"draw_use_symbol", opensTool<DrawSymbolTool>()},
         {"doSignalBoxSelect", opensTool<SelectTool>()},
         {"diSignalBoxDelete", opensTool<DeleteTool>()},
+        {"doPointSelect", opensTool<PointTool>()},
+        {"draw_use_symbol_line",
+         {nullptr, [](ViewWidget& v, qint32) {
+              const auto* draw = dynamic_cast<const DrawSymbolTool*>(v.currentTool());
+              ASSERT_NE(draw, nullptr);
+              EXPECT_EQ(draw->mode(), DrawSymbolTool::LineMode);
+          }}},
         {"zoom area", opensTool<ZoomInTool>()},
         {"doMoveAndCopySelect", opensTool<MoveAndCopy>()},
         {"doLineEditSelect", opensTool<LineEditTool>()},
@@ -555,7 +565,7 @@ TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
                                          }};
     // The operations still to be built name themselves in the log (checked below).
     for (const std::string& name : notYet) probes[name] = {nullptr, [](ViewWidget&, qint32) {}};
-    const std::set<std::string> opensATool = {"draw_use_symbol",  "doSignalBoxSelect", "diSignalBoxDelete", "zoom area",
+    const std::set<std::string> opensATool = {"draw_use_symbol",  "doSignalBoxSelect", "diSignalBoxDelete", "zoom area", "doPointSelect",
                                               "doMoveAndCopySelect", "doLineEditSelect", "doPullFeatureSelect",
                                               "doOpenPopView", "doMeasureSelect", "do_mark"};
 

@@ -1,0 +1,360 @@
+// The feature-editing tools driven as a user drives them (mouse and keys on
+// the view) on a small job in the real kernel: what is deleted, placed and
+// drawn, that one undo takes each gesture back, what the forwards carry to
+// the plug-ins, and that a tool switch in mid-gesture leaves nothing behind.
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QMenu>
+#include <QMouseEvent>
+#include <QTest>
+
+#include "PluginNames.h"
+#include "TOLVA_API.h"
+#include "TOLVA_Job.h"
+#include "UIAPICommon.h"
+#include "ViewTool/DeleteTool.h"
+#include "ViewTool/DrawSymbolTool.h"
+#include "ViewTool/EditTool.h"
+#include "ViewTool/PointTool.h"
+#include "graphic_view/graphic_view.h"
+#include "test_support.h"
+
+using namespace TOLVA::GRAPHIC;
+namespace API = TOLVA::API;
+using testsupport::MessageRecorder;
+using testsupport::PromptRecorder;
+using testsupport::ScopedJob;
+
+namespace {
+
+constexpr char kJob[] = "edit_tools_job";
+constexpr qint32 kUndo = 20001618;
+
+class EditToolsTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        view = static_cast<ViewWidget*>(GetViewInstance(&host));
+        view->resize(200, 200);
+        testsupport::openJobInView(view, kJob, ScopedJob::kStep, {"top", "bot"});
+        view->work_layer = "top";
+        TOLVA::UIAPI::getCoordinate(&host).snap_on = false;
+    }
+    void TearDown() override { delete view; }
+
+    void send(qint32 code, const QVariantMap& data = {}) {
+        PluginMetaData msg(PluginNames::MenuBarEdit, PluginNames::GraphicView, code);
+        msg.data = data;
+        recMsgFromManager(view, &msg);
+    }
+    QPoint pixel(double x, double y) {
+        int px = 0, py = 0;
+        view->db2view(x, y, px, py);
+        return {px, py};
+    }
+    void mouse(QEvent::Type type, const QPoint& at, Qt::KeyboardModifiers mods = Qt::NoModifier) {
+        const Qt::MouseButton button = type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton;
+        const Qt::MouseButtons held = type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton;
+        QMouseEvent event(type, at, view->mapToGlobal(at), button, held, mods);
+        QApplication::sendEvent(view, &event);
+    }
+    void click(const QPoint& at, Qt::KeyboardModifiers mods = Qt::NoModifier) {
+        mouse(QEvent::MouseButtonPress, at, mods);
+        mouse(QEvent::MouseButtonRelease, at, mods);
+    }
+    void drag(const QPoint& from, const QPoint& to, Qt::KeyboardModifiers mods = Qt::NoModifier) {
+        mouse(QEvent::MouseButtonPress, from, mods);
+        mouse(QEvent::MouseMove, (from + to) / 2, mods);
+        mouse(QEvent::MouseMove, to, mods);
+        mouse(QEvent::MouseButtonRelease, to, mods);
+    }
+    void key(Qt::Key k) { QTest::keyClick(view, k); }
+    std::vector<API::featureInfo> features(const std::string& layer) {
+        std::vector<API::featureInfo> all;
+        const int n = TOLVA::JOB::feature_count(kJob, ScopedJob::kStep, layer);
+        for (int i = 0; i < n; ++i) {
+            API::featureInfo f;
+            API::get_featureinfo_by_index(kJob, ScopedJob::kStep, layer, i, f);
+            all.push_back(f);
+        }
+        return all;
+    }
+    // Undo compares records: selection flags are not part of them.
+    void expectUndoRestores(const std::vector<API::featureInfo>& before) {
+        send(kUndo);
+        const std::vector<API::featureInfo> after = features("top");
+        ASSERT_EQ(after.size(), before.size());
+        for (size_t i = 0; i < before.size(); ++i) EXPECT_EQ(after[i].record, before[i].record) << i;
+    }
+    void flushDeletes() { QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); }
+
+    ScopedJob job{kJob, 1e7, 1e7, {"top", "bot"}};
+    QWidget host;
+    ViewWidget* view = nullptr;
+    PromptRecorder prompts;
+};
+
+// ---- delete ---------------------------------------------------------------
+
+TEST_F(EditToolsTest, ClickDeletesTheSmallestFeatureUnderTheCursorOnlyAndUndoBringsItBack) {
+    job.addPad("top", 5e6, 5e6, "r2000");  // a pour-sized pad
+    job.addPad("top", 5e6, 5e6, "r100");   // a small pad on it
+    job.addPad("top", 8e6, 8e6, "r100");
+    const auto before = features("top");
+    send(DeleteTool::kRequestCode);
+    ASSERT_NE(dynamic_cast<DeleteTool*>(view->currentTool()), nullptr);
+    click(pixel(5e6, 5e6));
+    const auto after = features("top");
+    ASSERT_EQ(after.size(), 2u);
+    EXPECT_EQ(after[0].symbol, "r2000");
+    EXPECT_EQ(after[1].xs, 8e6);
+    for (const char* layer : {"top", "bot"}) EXPECT_FALSE(API::is_selected(kJob, ScopedJob::kStep, layer));
+    expectUndoRestores(before);
+}
+
+TEST_F(EditToolsTest, DragDeletesWhatLiesInsideTheBoxOnWorkAndAffectedLayersAsOneEdit) {
+    job.addPad("top", 2e6, 2e6, "r100");
+    job.addPad("top", 3e6, 3e6, "r100");
+    job.addPad("top", 8e6, 8e6, "r100");
+    job.addLine("top", 1.5e6, 5e6, 9e6, 5e6, "r100");  // crosses the box edge: stays
+    job.addPad("bot", 2.5e6, 2.5e6, "r100");
+    view->affected_layers = {"bot"};
+    const auto before = features("top");
+    send(DeleteTool::kRequestCode);
+    auto* tool = dynamic_cast<DeleteTool*>(view->currentTool());
+    ASSERT_NE(tool, nullptr);
+    mouse(QEvent::MouseButtonPress, pixel(1e6, 1e6));
+    mouse(QEvent::MouseMove, pixel(4e6, 4e6));
+    // Highlighted before the release: the two pads of the work layer and the one of the affected layer.
+    EXPECT_EQ(featureTotal(tool->candidates()), 3);
+    EXPECT_EQ(TOLVA::JOB::feature_count(kJob, ScopedJob::kStep, "top"), 4);
+    mouse(QEvent::MouseButtonRelease, pixel(4e6, 4e6));
+    const auto after = features("top");
+    ASSERT_EQ(after.size(), 2u);
+    EXPECT_EQ(after[0].xs, 8e6);
+    EXPECT_EQ(after[1].type, API::FT_LINE);
+    EXPECT_EQ(TOLVA::JOB::feature_count(kJob, ScopedJob::kStep, "bot"), 0);
+    expectUndoRestores(before);
+    EXPECT_EQ(TOLVA::JOB::feature_count(kJob, ScopedJob::kStep, "bot"), 1);
+}
+
+TEST_F(EditToolsTest, ShiftCollectsThenEnterDeletesAllInOneStepAndEscapeDrops) {
+    job.addPad("top", 2e6, 2e6, "r100");
+    job.addPad("top", 5e6, 5e6, "r100");
+    job.addPad("top", 8e6, 8e6, "r100");
+    const auto before = features("top");
+    send(DeleteTool::kRequestCode);
+    auto* tool = dynamic_cast<DeleteTool*>(view->currentTool());
+    ASSERT_NE(tool, nullptr);
+    click(pixel(2e6, 2e6), Qt::ShiftModifier);
+    click(pixel(8e6, 8e6), Qt::ShiftModifier);
+    click(pixel(8e6, 8e6), Qt::ShiftModifier);  // twice the same: once in the set
+    EXPECT_EQ(featureTotal(tool->pending()), 2);
+    EXPECT_EQ(features("top").size(), 3u);
+    key(Qt::Key_Escape);
+    EXPECT_EQ(featureTotal(tool->pending()), 0);
+    click(pixel(2e6, 2e6), Qt::ShiftModifier);
+    click(pixel(8e6, 8e6), Qt::ShiftModifier);
+    mouse(QEvent::MouseMove, pixel(5e6, 5e6));
+    key(Qt::Key_Return);
+    const auto after = features("top");
+    ASSERT_EQ(after.size(), 1u);
+    EXPECT_EQ(after[0].xs, 5e6);
+    expectUndoRestores(before);
+}
+
+// ---- draw symbol ------------------------------------------------------------
+
+TEST_F(EditToolsTest, PadLandsOnTheSnappedPointWithTheSymbolAndTheNewFeatureAttributes) {
+    job.addPad("top", 3e6, 3e6, "r100");
+    send(51, {{"attributes", QVariantMap{{".comp", "U7"}}}});
+    send(20001653);  // snap to centres
+    TOLVA::UIAPI::getCoordinate(&host).snap_on = true;
+    send(DrawSymbolTool::kOpenCode, {{"symbol", "r300"}});
+    ASSERT_NE(dynamic_cast<DrawSymbolTool*>(view->currentTool()), nullptr);
+    click(pixel(3e6, 3e6) + QPoint(2, -1));
+    const auto after = features("top");
+    ASSERT_EQ(after.size(), 2u);
+    EXPECT_EQ(after[1].type, API::FT_PAD);
+    EXPECT_EQ(after[1].symbol, "r300");
+    EXPECT_DOUBLE_EQ(after[1].xs, 3e6);
+    EXPECT_DOUBLE_EQ(after[1].ys, 3e6);
+    EXPECT_EQ(after[1].attributes, (API::attr_map{{".comp", "U7"}}));
+    send(20001653 - 6);  // snap off again for the next tests
+}
+
+TEST_F(EditToolsTest, ThreeClicksAndEnterGiveTwoJoinedLinesInOneUndoStep) {
+    send(DrawSymbolTool::kOpenCode, {{"symbol", "r200"}});
+    send(DrawSymbolTool::kLineModeCode);
+    auto* tool = dynamic_cast<DrawSymbolTool*>(view->currentTool());
+    ASSERT_NE(tool, nullptr);
+    ASSERT_EQ(tool->mode(), DrawSymbolTool::LineMode);
+    const QPoint a = pixel(2e6, 2e6), b = pixel(6e6, 2e6), c = pixel(6e6, 7e6);
+    click(a);
+    click(b);
+    click(c);
+    EXPECT_TRUE(features("top").empty());  // nothing before the end
+    key(Qt::Key_Return);
+    const auto lines = features("top");
+    ASSERT_EQ(lines.size(), 2u);
+    for (const auto& l : lines) {
+        EXPECT_EQ(l.type, API::FT_LINE);
+        EXPECT_EQ(l.symbol, "r200");
+    }
+    const QPointF a0 = view->toBoard(a), b0 = view->toBoard(b), c0 = view->toBoard(c);
+    EXPECT_DOUBLE_EQ(lines[0].xs, a0.x());
+    EXPECT_DOUBLE_EQ(lines[0].xe, b0.x());
+    EXPECT_DOUBLE_EQ(lines[1].xs, lines[0].xe);  // joined
+    EXPECT_DOUBLE_EQ(lines[1].ys, lines[0].ye);
+    EXPECT_DOUBLE_EQ(lines[1].ye, c0.y());
+    send(kUndo);
+    EXPECT_TRUE(features("top").empty());
+}
+
+TEST_F(EditToolsTest, ShiftPointMakesAnArcThroughItAndEscapeTakesBackTheLastVertex) {
+    send(DrawSymbolTool::kOpenCode, {{"symbol", "r100"}, {"mode", "line"}});
+    click(pixel(2e6, 5e6));
+    click(pixel(5e6, 8e6), Qt::ShiftModifier);  // through
+    click(pixel(8e6, 5e6));
+    click(pixel(8e6, 2e6));
+    key(Qt::Key_Escape);  // drops the last vertex
+    key(Qt::Key_Return);
+    const auto made = features("top");
+    ASSERT_EQ(made.size(), 1u);
+    EXPECT_EQ(made[0].type, API::FT_ARC);
+    EXPECT_EQ(made[0].direction, "CW");  // over the top from left to right
+    EXPECT_NEAR(made[0].xc, 5e6, 1e5);
+    EXPECT_NEAR(made[0].yc, 5e6, 1e5);
+}
+
+TEST_F(EditToolsTest, ArcThroughThreePointsFindsTheCircleAndItsTurn) {
+    const auto cw = arcThrough({-1, 0}, {0, 1}, {1, 0});
+    ASSERT_TRUE(cw);
+    EXPECT_NEAR(cw->centre.x(), 0, 1e-9);
+    EXPECT_NEAR(cw->centre.y(), 0, 1e-9);
+    EXPECT_TRUE(cw->clockwise);
+    const auto ccw = arcThrough({1, 0}, {0, 1}, {-1, 0});
+    ASSERT_TRUE(ccw);
+    EXPECT_FALSE(ccw->clockwise);
+    EXPECT_FALSE(arcThrough({0, 0}, {1, 1}, {2, 2}));
+}
+
+TEST_F(EditToolsTest, SymbolNamesGiveTheirOutline) {
+    EXPECT_EQ(symbolShape("r250")->width, 250000);
+    EXPECT_FALSE(symbolShape("rect250x100")->round);
+    EXPECT_EQ(symbolShape("rect250x100")->height, 100000);
+    EXPECT_FALSE(symbolShape("rect250"));
+    EXPECT_FALSE(symbolShape("r250x3"));
+    EXPECT_FALSE(symbolShape("q1"));
+}
+
+TEST_F(EditToolsTest, SurfaceOutlineClosesIntoOneSurface) {
+    send(DrawSymbolTool::kOpenCode, {{"mode", "surface"}});
+    click(pixel(2e6, 2e6));
+    click(pixel(6e6, 2e6));
+    click(pixel(6e6, 6e6));
+    key(Qt::Key_Return);
+    const auto made = features("top");
+    ASSERT_EQ(made.size(), 1u);
+    EXPECT_EQ(made[0].type, API::FT_SURFACE);
+}
+
+// ---- a tool switch in mid-gesture ------------------------------------------------
+
+TEST_F(EditToolsTest, SwitchingToolsMidGestureLeavesNoPreviewAndNoEdit) {
+    job.addPad("top", 2e6, 2e6, "r100");
+    // Half a polyline.
+    send(DrawSymbolTool::kOpenCode, {{"symbol", "r200"}, {"mode", "line"}});
+    click(pixel(2e6, 5e6));
+    click(pixel(6e6, 5e6));
+    mouse(QEvent::MouseMove, pixel(7e6, 7e6));
+    // A pending deletion.
+    send(DeleteTool::kRequestCode);
+    click(pixel(2e6, 2e6), Qt::ShiftModifier);
+    // A reference point of a move.
+    send(PointTool::kMoveCode);
+    mouse(QEvent::MouseMove, pixel(3e6, 3e6));
+    click(pixel(3e6, 3e6));
+    EXPECT_FALSE(view->crossPoint().isNull());
+    send(20000202);  // select
+    flushDeletes();
+    key(Qt::Key_Return);
+    EXPECT_EQ(features("top").size(), 1u);
+    EXPECT_TRUE(view->pending_feature_strings.empty());
+    EXPECT_TRUE(view->crossPoint().isNull());
+    EXPECT_FALSE(API::is_selected(kJob, ScopedJob::kStep, "top"));
+}
+
+// ---- forwards to the plug-ins ------------------------------------------------------
+
+TEST_F(EditToolsTest, PointToolAnswersMoveWithBothPointsAndTheDisplacement) {
+    MessageRecorder messages;
+    send(PointTool::kMoveCode);
+    ASSERT_NE(dynamic_cast<PointTool*>(view->currentTool()), nullptr);
+    const QPoint from = pixel(2e6, 2e6), to = pixel(5e6, 3e6);
+    click(from);
+    EXPECT_TRUE(messages.withCode(PointTool::kMoveCode).empty());
+    mouse(QEvent::MouseMove, to);
+    EXPECT_EQ(view->crossPoint(), view->toBoard(to));  // the marker follows
+    click(to);
+    const auto sent = messages.withCode(PointTool::kMoveCode);
+    ASSERT_EQ(sent.size(), 1u);
+    EXPECT_EQ(sent[0].receiver, PluginNames::MenuBarEdit);
+    const QPointF a = view->toBoard(from), b = view->toBoard(to);
+    EXPECT_DOUBLE_EQ(sent[0].data["from_x"].toDouble(), a.x());
+    EXPECT_DOUBLE_EQ(sent[0].data["y"].toDouble(), b.y());
+    EXPECT_DOUBLE_EQ(sent[0].data["dx"].toDouble(), b.x() - a.x());
+    EXPECT_DOUBLE_EQ(sent[0].data["dy"].toDouble(), b.y() - a.y());
+}
+
+TEST_F(EditToolsTest, SubstitutePointCarriesTheSelectedFeatures) {
+    job.addPad("top", 2e6, 2e6, "r100");
+    job.addPad("top", 4e6, 2e6, "r100");
+    API::select_feature_by_id(kJob, ScopedJob::kStep, "top", 1);
+    MessageRecorder messages;
+    send(PointTool::kSubstituteCode);
+    click(pixel(3e6, 3e6));
+    const auto sent = messages.withCode(PointTool::kSubstituteCode);
+    ASSERT_EQ(sent.size(), 1u);
+    const QVariantList list = sent[0].data["features"].toList();
+    ASSERT_EQ(list.size(), 1);
+    EXPECT_EQ(list[0].toMap()["layer"].toString(), "top");
+    EXPECT_EQ(list[0].toMap()["index"].toInt(), 1);
+    EXPECT_EQ(list[0].toMap()["record"].toString().toStdString(), features("top")[1].record);
+}
+
+TEST_F(EditToolsTest, EditToolMenuOffersTheKindsEditsAndForwardsTheFeature) {
+    job.addPad("top", 5e6, 5e6, "r300");
+    send(20000254);
+    auto* tool = dynamic_cast<EditTool*>(view->currentTool());
+    ASSERT_NE(tool, nullptr);
+    EXPECT_EQ(tool->getType(), Graphic_ViewTool::SELECT_TOOL);
+    click(pixel(5e6, 5e6));
+    QMenu* menu = tool->menu();
+    ASSERT_NE(menu, nullptr);
+    QStringList texts;
+    for (QAction* a : menu->actions()) texts << a->text();
+    EXPECT_TRUE(texts.contains("Change Symbol..."));
+    EXPECT_FALSE(texts.contains("Pull"));  // lines only
+    EXPECT_FALSE(texts.contains("Change Text..."));
+    MessageRecorder messages;
+    for (QAction* a : menu->actions())
+        if (a->text() == "Change Symbol...") a->trigger();
+    const auto sent = messages.withCode(20001811);
+    ASSERT_EQ(sent.size(), 1u);
+    EXPECT_EQ(sent[0].data["symbol"].toString(), "r300");
+    EXPECT_EQ(sent[0].data["layer"].toString(), "top");
+    EXPECT_EQ(sent[0].data["index"].toInt(), 0);
+    menu->close();
+    // Delete from the menu: gone, and back with one undo.
+    click(pixel(5e6, 5e6));
+    ASSERT_NE(tool->menu(), nullptr);
+    for (QAction* a : tool->menu()->actions())
+        if (a->text() == "Delete") a->trigger();
+    EXPECT_TRUE(features("top").empty());
+    send(kUndo);
+    EXPECT_EQ(features("top").size(), 1u);
+    if (tool->menu()) tool->menu()->close();
+}
+
+}  // namespace
