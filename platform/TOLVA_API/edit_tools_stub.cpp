@@ -10,7 +10,6 @@ namespace {
 [[noreturn]] void notYet() { throw API::KernelText("not implemented"); }
 }  // namespace
 
-int transform_selected(const str&, const str&, const str_list&, const transform&) { notYet(); }
 std::vector<CHECKS::check_result> align_holes(const str&, const str&, const str&, const std::vector<int>&,
                                               const str_list&, double) {
     notYet();

@@ -355,6 +355,135 @@ TEST_F(EditTools, APullThatWouldReverseANeighbourIsRefused) {
 }
 
 
+// ---- transforms -------------------------------------------------------------------------
+
+struct Shape {
+    Pt s, e, c;
+    std::string direction;
+    int angle, mirror;
+    std::string symbol;
+};
+
+TEST_F(EditTools, ATransformMovesEveryKindExactly) {
+    struct Case {
+        const char* name;
+        EDIT::transform t;
+        Shape line, arc, pad;
+        int changed;
+    } cases[] = {
+        {"quarter turn", {90, false, false, 1, 0, 0, 0, 0},
+         {{0, 1000}, {0, 2000}, {}, "", 0, 0, "s100"},
+         {{0, 1000}, {-1000, 0}, {0, 0}, "CCW", 0, 0, "r100"},
+         {{-500, 1000}, {}, {}, "", 120, 0, "rect200x100"}, 3},
+        {"mirror x", {0, true, false, 1, 0, 0, 0, 0},
+         {{-1000, 0}, {-2000, 0}, {}, "", 0, 0, "s100"},
+         {{-1000, 0}, {0, 1000}, {0, 0}, "CW", 0, 0, "r100"},
+         {{-1000, 500}, {}, {}, "", 330, 1, "rect200x100"}, 3},
+        {"mirror y", {0, false, true, 1, 0, 0, 0, 0},
+         {{1000, 0}, {2000, 0}, {}, "", 0, 0, "s100"},
+         {{1000, 0}, {0, -1000}, {0, 0}, "CW", 0, 0, "r100"},
+         {{1000, -500}, {}, {}, "", 150, 1, "rect200x100"}, 2},  // the line lies on the mirror's axis
+        {"both mirrors", {0, true, true, 1, 0, 0, 0, 0},
+         {{-1000, 0}, {-2000, 0}, {}, "", 0, 0, "s100"},
+         {{-1000, 0}, {0, -1000}, {0, 0}, "CCW", 0, 0, "r100"},
+         {{-1000, -500}, {}, {}, "", 210, 0, "rect200x100"}, 3},
+        {"about a pivot, then moved", {180, false, false, 1, 1000, 0, 5, -5},
+         {{1005, -5}, {5, -5}, {}, "", 0, 0, "s100"},
+         {{1005, -5}, {2005, -1005}, {2005, -5}, "CCW", 0, 0, "r100"},
+         {{1005, -505}, {}, {}, "", 210, 0, "rect200x100"}, 3},
+        {"scaled", {0, false, false, 2.5, 0, 0, 0, 0},
+         {{2500, 0}, {5000, 0}, {}, "", 0, 0, "s250"},
+         {{2500, 0}, {0, 2500}, {0, 0}, "CCW", 0, 0, "r250"},
+         {{2500, 1250}, {}, {}, "", 30, 0, "rect500x250"}, 3},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        SetUp();
+        const int s100 = kt::symbol(kJob, "top", "s100"), rect = kt::symbol(kJob, "top", "rect200x100");
+        const int l = line(1000, 0, 2000, 0, s100);
+        const int a = arc(1000, 0, 0, 1000, 0, 0, false);
+        kt::add(kJob, "top", API::GreatePadString(1000, 500, rect, 1, 30, 0, 1));
+        const int pad = count() - 1;
+        line(7000, 7000, 8000, 8000);  // not selected: stays
+        for (int i : {l, a, pad}) API::select_feature_by_id(kJob, "pcb", "top", i);
+        EXPECT_EQ(EDIT::transform_selected(kJob, "pcb", {"top"}, c.t), c.changed);
+        const Shape* want[] = {&c.line, &c.arc, &c.pad};
+        int index[] = {l, a, pad};
+        for (int k = 0; k < 3; ++k) {
+            const API::featureInfo f = feature(index[k]);
+            EXPECT_EQ((Pt{f.xs, f.ys}), want[k]->s) << "feature " << k;
+            EXPECT_EQ(f.symbol, want[k]->symbol);
+            if (k < 2) {
+                EXPECT_EQ((Pt{f.xe, f.ye}), want[k]->e) << "feature " << k;
+            }
+            if (k == 1) {
+                EXPECT_EQ((Pt{f.xc, f.yc}), want[k]->c);
+                EXPECT_EQ(f.direction, want[k]->direction);
+            }
+            if (k == 2) {
+                EXPECT_EQ(f.angle, want[k]->angle);
+                EXPECT_EQ(f.mirror, want[k]->mirror);
+            }
+        }
+        EXPECT_EQ(startOf(3), (Pt{7000, 7000}));
+    }
+}
+
+TEST_F(EditTools, ATextTurnsMirrorsAndScalesWithTheRest) {
+    kt::add(kJob, "top", API::GreateTextString(1000, 0, "A", 1, 10, 1000, 2000, 1, "std", 0, 1));
+    API::select_feature_by_id(kJob, "pcb", "top", 0);
+    EDIT::transform t;
+    t.angle_deg = 90;
+    t.mirror_x = true;
+    t.scale = 2;
+    EXPECT_EQ(EDIT::transform_selected(kJob, "pcb", {"top"}, t), 1);
+    const API::featureInfo f = feature(0);
+    EXPECT_EQ((Pt{f.xs, f.ys}), (Pt{0, -2000}));  // (-1000, 0) turned a quarter, doubled
+    EXPECT_EQ(f.angle, 80);                        // -10 + 90
+    EXPECT_EQ(f.mirror, 1);
+    EXPECT_EQ(f.xsize, 2000);
+    EXPECT_EQ(f.ysize, 4000);
+}
+
+TEST_F(EditTools, APartDegreeTurnIsRefusedOnlyWhereAnAngleWouldRound) {
+    const int rect = kt::symbol(kJob, "top", "rect200x100");
+    kt::add(kJob, "top", API::GreatePadString(1000, 0, r100, 1, 0, 0, 1));   // round
+    kt::add(kJob, "top", API::GreatePadString(3000, 0, rect, 1, 0, 0, 1));  // not round
+    EDIT::transform t;
+    t.angle_deg = 12.5;
+    API::select_feature_by_id(kJob, "pcb", "top", 0);
+    API::select_feature_by_id(kJob, "pcb", "top", 1);
+    const auto before = kt::snapshot(kJob);
+    try {
+        EDIT::transform_selected(kJob, "pcb", {"top"}, t);
+        ADD_FAILURE() << "a rect pad turned by 12.5°";
+    } catch (const API::KernelText& e) {
+        EXPECT_NE(e.find("whole degrees"), std::string::npos) << e;
+    }
+    EXPECT_EQ(kt::snapshot(kJob), before);
+    API::clear_selected_features(kJob, "pcb", "top");
+    API::select_feature_by_id(kJob, "pcb", "top", 0);
+    EXPECT_EQ(EDIT::transform_selected(kJob, "pcb", {"top"}, t), 1);
+    EXPECT_EQ(startOf(0), (Pt{976, 216}));  // 1000 (cos 12.5°, sin 12.5°), rounded
+    t.scale = 0;
+    EXPECT_THROW(EDIT::transform_selected(kJob, "pcb", {"top"}, t), API::KernelText);
+}
+
+TEST_F(EditTools, ASurfaceTransformsVertexByVertex) {
+    const int s = surface({{0, 0}, {1000, 0}, {1000, 2000}, {0, 0}});
+    API::select_feature_by_id(kJob, "pcb", "top", s);
+    EDIT::transform t;
+    t.angle_deg = -90;
+    t.dx = 10;
+    EXPECT_EQ(EDIT::transform_selected(kJob, "pcb", {"top"}, t), 1);
+    const auto c = EDIT::get_surface_contours(kJob, "pcb", "top", s);
+    ASSERT_EQ(c.size(), 1u);
+    ASSERT_EQ(c[0].size(), 3u);
+    EXPECT_EQ((Pt{c[0][1].x, c[0][1].y}), (Pt{10, -1000}));
+    EXPECT_EQ((Pt{c[0][2].x, c[0][2].y}), (Pt{2010, -1000}));
+    EXPECT_EQ(EDIT::transform_selected(kJob, "pcb", {"top"}, EDIT::transform{}), 0) << "nothing changes";
+}
+
 // ---- undo and journal ----------------------------------------------------------------
 
 // Each edit, made as the view makes it (the twin, then the call) on a small
@@ -378,10 +507,6 @@ protected:
         kt::add(kJob, "drl", API::GreatePadString(9040, 9030, hole, 1, 0, 0, 1));
         const int pad = kt::symbol(kJob, "l2", "r800");
         kt::add(kJob, "l2", API::GreatePadString(9000, 9000, pad, 1, 0, 0, 1));
-        API::select_feature_by_id(kJob, "pcb", "top", 3);
-        API::select_feature_by_id(kJob, "pcb", "top", 5);
-        API::select_feature_by_id(kJob, "pcb", "top", 6);
-        API::select_feature_by_id(kJob, "pcb", "top", 4);
         JOB::set_profile(kJob, "pcb", {{-1e5, -1e5}, {1e5, -1e5}, {1e5, 1e5}, {-1e5, 1e5}});
         JOB::save_job(kJob, (dir / "start").string());
         JOB::set_journal_path(kJob, (dir / "edits.journal").string());
@@ -420,6 +545,19 @@ TEST_F(EditUndoJournal, EveryEditIsOneUndoStepAndReplays) {
         {"pull 45", plan([] { return EDIT::plan_pull(kJob, "pcb", "top", 1, 500, 1); })},
         {"arc radius", plan([] { return EDIT::plan_arc_radius(kJob, "pcb", "top", 3, 3000); })},
         {"vertex", plan([] { return EDIT::plan_surface_vertex(kJob, "pcb", "top", 4, 0, 1, {4500, 9000}, true); })},
+        {"transform", [] {
+             EDIT::transform t;
+             t.angle_deg = 90;
+             t.mirror_y = true;
+             t.scale = 1.5;
+             t.px = 100;
+             for (int i : {3, 4, 5, 6}) {
+                 DB::select_feature_by_id_db_save(kJob, "pcb", "top", i);
+                 API::select_feature_by_id(kJob, "pcb", "top", i);
+             }
+             DB::transform_selected_db_save(kJob, "pcb", {"top"}, t);
+             EDIT::transform_selected(kJob, "pcb", {"top"}, t);
+         }},
     };
     for (const JournalledEdit& e : edits) {
         SCOPED_TRACE(e.name);
