@@ -1,0 +1,116 @@
+// In-place rewrites of one feature (TOLVA_Attributes.h): each is an edit of
+// kind Replaced, whose undo puts the feature's record back as it was.
+#include <fstream>
+
+#include "TOLVA_Attributes.h"
+#include "TOLVA_Job.h"
+#include "kernel.h"
+
+namespace TOLVA {
+
+namespace {
+
+using namespace KERNEL;
+
+struct FeatureSlot {
+    Job* job = nullptr;
+    size_t step = 0;
+    size_t layer = 0;
+    LayerData* data = nullptr;
+    uint32_t id = 0;
+};
+
+FeatureSlot findFeature(const std::string& job, const std::string& step, const std::string& layer, int index) {
+    FeatureSlot slot;
+    slot.job = &findJob(job);
+    slot.step = findStepIndex(*slot.job, step);
+    slot.layer = findLayerIndex(*slot.job, layer);
+    slot.data = &slot.job->steps[slot.step].layers[slot.layer];
+    if (index < 0 || size_t(index) >= slot.data->features.size())
+        fail("layer '" + layer + "' has no feature " + std::to_string(index));
+    slot.id = static_cast<uint32_t>(index);
+    return slot;
+}
+
+// One Replaced edit of the slot's feature: `change` rewrites it; the record
+// as it was goes to the undo step.
+template <class Change>
+void replaceInPlace(const FeatureSlot& slot, Change&& change) {
+    UndoRecord u = beginEdit(*slot.job, UndoRecord::Replaced);
+    u.replaced.push_back({slot.step, slot.layer, {slot.id}, {slot.data->features[slot.id]}});
+    try {
+        change(slot.data->features[slot.id]);
+    } catch (...) {
+        slot.data->features[slot.id] = u.replaced.front().records.front();
+        slot.job->attrs.truncate(u.attrSets);
+        throw;
+    }
+    slot.data->index.markChanged(slot.data->features, slot.id);
+    commitEdit(*slot.job, std::move(u));
+}
+
+// A comment line in the job's journal (a replay reads past it).
+void journalComment(const std::string& job, const std::string& text) {
+    if (!DB::get_SaveFlag()) return;
+    std::ofstream out(JOB::journal_path(job), std::ios::app | std::ios::binary);
+    if (!out) fail("cannot open the journal of job '" + job + "'");
+    out << "# " << text << '\n';
+}
+
+// A value on one line: quotes, backslashes and line breaks escaped.
+std::string quoted(const std::string& s) {
+    std::string out = "\"";
+    for (char c : s) {
+        if (c == '"' || c == '\\') out += '\\';
+        out += c == '\n' ? std::string("\\n") : std::string(1, c);
+    }
+    return out + '"';
+}
+
+}  // namespace
+
+namespace ATTRIBUTES {
+
+void set_feature_attributes(const str& job, const str& step, const str& layer, int index,
+                            const API::attr_map& attributes) {
+    KERNEL_LOCK;
+    const FeatureSlot slot = findFeature(job, step, layer, index);
+    if (slot.job->attrs.sets[slot.data->features[slot.id].attrs] == attributes) return;
+    replaceInPlace(slot, [&](Feature& f) { f.attrs = slot.job->attrs.intern(attributes); });
+}
+
+void change_feature_symbol(const str& job, const str& step, const str& layer, int index, const str& symbol) {
+    KERNEL_LOCK;
+    const FeatureSlot slot = findFeature(job, step, layer, index);
+    const int type = slot.data->features[slot.id].type;
+    if (type != API::FT_PAD && type != API::FT_LINE && type != API::FT_ARC)
+        fail("feature " + std::to_string(index) + " of layer '" + layer + "' has no symbol");
+    int symbolIndex = -1;
+    // Registered right before the edit, so that the edit's undo takes it back.
+    API::create_new_symbol(job, step, layer, symbol, symbolIndex);
+    if (slot.data->features[slot.id].ref == static_cast<uint32_t>(symbolIndex)) return;
+    replaceInPlace(slot, [&](Feature& f) { f.ref = static_cast<uint32_t>(symbolIndex); });
+}
+
+}  // namespace ATTRIBUTES
+
+namespace DB {
+
+void set_feature_attributes_db_save(const API::str& job, const API::str& step, const API::str& layer, int index,
+                                    const API::attr_map& attributes) {
+    KERNEL_LOCK;
+    std::string text = "set_feature_attributes " + quoted(job) + ' ' + quoted(step) + ' ' + quoted(layer) + ' ' +
+                       std::to_string(index) + ' ' + std::to_string(attributes.size());
+    for (const auto& a : attributes) text += ' ' + quoted(a.first) + ' ' + quoted(a.second);
+    journalComment(job, text);
+}
+
+void change_feature_symbol_db_save(const API::str& job, const API::str& step, const API::str& layer, int index,
+                                   const API::str& symbol) {
+    KERNEL_LOCK;
+    journalComment(job, "change_feature_symbol " + quoted(job) + ' ' + quoted(step) + ' ' + quoted(layer) + ' ' +
+                            std::to_string(index) + ' ' + quoted(symbol));
+}
+
+}  // namespace DB
+}  // namespace TOLVA
