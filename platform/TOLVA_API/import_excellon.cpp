@@ -22,6 +22,9 @@ namespace {
 struct Tool {
     double diameter = 0;  // nm
     std::string plating;  // "plated", "non_plated", "via" or ""
+    // In the file's tables once a feature used the tool.
+    int symbol = -1;
+    uint32_t attrs = 0;
 };
 
 std::string trimmed(const std::string& s) {
@@ -165,7 +168,10 @@ private:
     void resolveAssumedUnit() {
         if (assumedUnitTools_.empty()) return;
         if (out_.features.empty() && metric_) {
-            for (int t : assumedUnitTools_) tools_[t].diameter *= 1e6 / 25.4e6;
+            for (int t : assumedUnitTools_) {
+                tools_[t].diameter *= 1e6 / 25.4e6;
+                tools_[t].symbol = -1;
+            }
             warn("tool sizes given before the unit taken in millimetres");
         }
         assumedUnitTools_.clear();
@@ -217,7 +223,10 @@ private:
         if (d.empty() || end != d.c_str() + d.size() || !(v > 0)) fault("malformed tool diameter in '" + s + "'");
         if (!unitSet_ && assumedUnitTools_.empty()) warn("no unit before the first tool: inches assumed");
         if (!unitSet_) assumedUnitTools_.push_back(t);
-        tools_[t] = Tool{v * unit(), plating_};
+        Tool& defined = tools_[t] = Tool();
+        defined.diameter = v * unit();
+        defined.plating = plating_;
+        routAttrs_.tool = -1;  // the tool's attributes may have changed
         if (!header_) tool_ = t;
     }
 
@@ -329,18 +338,38 @@ private:
         }
     }
 
-    const Tool& currentTool() {
+    int currentToolNumber() const {
         if (tool_ < 0) fault("hit or rout before any tool is selected");
-        return tools_.at(tool_);
+        return tool_;
+    }
+
+    API::attr_map toolAttributes(const Tool& t) const {
+        API::attr_map a;
+        if (!t.plating.empty()) a[".drill"] = t.plating;
+        return a;
     }
 
     Feat feature(Feat::Kind kind) {
-        const Tool& t = currentTool();
+        Tool& t = tools_.at(currentToolNumber());
+        if (t.symbol < 0) {
+            t.symbol = out_.tables.symbol("r" + micrometres(t.diameter));
+            t.attrs = out_.tables.attributes(toolAttributes(t));
+        }
         Feat f;
         f.kind = kind;
-        f.symbol = "r" + micrometres(t.diameter);
-        if (!t.plating.empty()) f.attrs[".drill"] = t.plating;
+        f.symbol = t.symbol;
+        f.attrs = t.attrs;
         return f;
+    }
+
+    // The tool's attributes and the rout chain's number, kept while both stay.
+    uint32_t routAttributes() {
+        if (routAttrs_.tool != tool_ || routAttrs_.chain != chain_) {
+            API::attr_map a = toolAttributes(tools_.at(tool_));
+            a[".rout_chain"] = std::to_string(chain_);
+            routAttrs_ = {tool_, chain_, out_.tables.attributes(a)};
+        }
+        return routAttrs_.index;
     }
 
     void push(Feat f) {
@@ -378,7 +407,7 @@ private:
         if (!haveHit_) fault("repeat without a previous hit");
         const double dx = w.has('X') ? coordinate(w.values['X']) : 0;
         const double dy = w.has('Y') ? coordinate(w.values['Y']) : 0;
-        if (!out_.features.empty()) budget_.expect(n, Budget::bytesOf(out_.features.back()));
+        if (!out_.features.empty()) budget_.expect(n, budget_.bytesOf(out_.features.back()));
         for (long i = 0; i < n; ++i) {
             curX_ += dx;
             curY_ += dy;
@@ -396,7 +425,7 @@ private:
         }
         Feat f = feature(Feat::Line);
         f.x1 = curX_, f.y1 = curY_, f.x2 = x, f.y2 = y;
-        f.attrs[".rout_chain"] = std::to_string(chain_);
+        f.attrs = routAttributes();
         if (mode_ == Clockwise || mode_ == CounterClockwise) {
             f.kind = Feat::Arc;
             f.cw = mode_ == Clockwise;
@@ -431,7 +460,7 @@ private:
     const std::string& text_;
     std::string file_;
     ParsedFile out_;
-    Budget budget_;
+    Budget budget_{out_.tables};
     int line_ = 0;
     bool header_ = false;
     bool metric_ = false, unitSet_ = false, formatSet_ = false, incremental_ = false;
@@ -448,6 +477,10 @@ private:
     double curX_ = 0, curY_ = 0;
     bool haveHit_ = false;
     bool newChain_ = true;  // the next rout without M15 starts a chain
+    struct RoutAttrs {
+        int tool = -1, chain = -1;
+        uint32_t index = 0;
+    } routAttrs_;
 };
 
 }  // namespace

@@ -715,6 +715,7 @@ private:
     void extended(const std::vector<std::string>& blocks) {
         const std::string& b = blocks.front();
         const std::string code = b.substr(0, 2);
+        attrsCache_.valid = false;  // attributes and apertures change here only
         // Transformations and new definitions change the symbols of draws and flashes.
         if (code == "LM" || code == "LR" || code == "LS" || code == "AD" || code == "AB") {
             strokeCache_.clear();
@@ -921,8 +922,8 @@ private:
         double rot = std::fmod(t.rotation, 360.0);
         if (rot < 0) rot += 360;
         const bool onItsSide = std::fmod(rot, 180.0) == 90.0;
-        budget_.expect(1, Budget::bytesOf(a.block));
-        std::map<std::string, KERNEL::Symbol> symbols;
+        budget_.expect(1, budget_.bytesOf(a.block));
+        std::map<int, KERNEL::Symbol> symbols;
         for (Feat f : a.block) {
             auto place = [&](double& px, double& py) {
                 const API::lPoint q = t.apply({px, py});
@@ -941,7 +942,7 @@ private:
             auto known = symbols.find(f.symbol);
             if (known == symbols.end()) {
                 try {
-                    known = symbols.emplace(f.symbol, KERNEL::parseSymbol(f.symbol)).first;
+                    known = symbols.emplace(f.symbol, KERNEL::parseSymbol(out_.tables.symbolName(f.symbol))).first;
                 } catch (const API::KernelText& e) {
                     fault(e);
                 }
@@ -977,7 +978,8 @@ private:
                 }
                 f.angle = ((static_cast<int>(std::lround(angle)) % 360) + 360) % 360;
             }
-            f.symbol = symbolName(sym, t.scale, f.kind == Feat::Line && onItsSide);
+            if (t.scale != 1 || (f.kind == Feat::Line && onItsSide))
+                f.symbol = out_.tables.symbol(symbolName(sym, t.scale, f.kind == Feat::Line && onItsSide));
             push(std::move(f));
         }
     }
@@ -1022,7 +1024,7 @@ private:
         const size_t copies = static_cast<size_t>(sr_.nx) * sr_.ny;
         if (block.size() * copies > kMaxImportFeatures) fault("step and repeat makes too many features");
         // The block is spent already; the other copies are new.
-        budget_.spend(copies - 1, Budget::bytesOf(block));
+        budget_.spend(copies - 1, budget_.bytesOf(block));
         out_.features.resize(sr_.first);
         out_.features.reserve(sr_.first + block.size() * copies);
         for (int j = 0; j < sr_.ny; ++j)
@@ -1203,9 +1205,16 @@ private:
         return apertures_.at(aperture_);
     }
 
-    API::attr_map featureAttrs(const API::attr_map* aperture) const {
+    // The attribute set of a feature made now, in the file's tables: the
+    // set last made is kept until the attributes or the aperture change.
+    uint32_t featureAttrs(const API::attr_map* aperture) {
+        if (objectAttrs_.empty() && (aperture ? aperture->empty() : apertureAttrs_.empty())) return 0;
+        if (attrsCache_.valid && attrsCache_.aperture == aperture) return attrsCache_.index;
+        attrsCache_ = {true, aperture, out_.tables.attributes(attributeSet(aperture))};
+        return attrsCache_.index;
+    }
+    API::attr_map attributeSet(const API::attr_map* aperture) const {
         API::attr_map a;
-        if (objectAttrs_.empty() && (aperture ? aperture->empty() : apertureAttrs_.empty())) return a;
         auto set = [&](const char* from, const char* to) {
             auto it = objectAttrs_.find(from);
             if (it != objectAttrs_.end()) a[to] = it->second;
@@ -1303,9 +1312,12 @@ private:
         f.positive = dark_;
         f.attrs = featureAttrs(&a.attrs);
         auto cached = strokeCache_.find(aperture_);
-        if (cached == strokeCache_.end()) cached = strokeCache_.emplace(aperture_, strokeSymbol(a)).first;
+        if (cached == strokeCache_.end()) {
+            const std::string name = strokeSymbol(a);
+            cached = strokeCache_.emplace(aperture_, name.empty() ? -1 : out_.tables.symbol(name)).first;
+        }
         f.symbol = cached->second;
-        if (f.symbol.empty()) return;
+        if (f.symbol < 0) return;
         f.x1 = curX_, f.y1 = curY_, f.x2 = x, f.y2 = y;
         if (arc && (full || !(x == curX_ && y == curY_))) {
             f.kind = Feat::Arc;
@@ -1404,7 +1416,8 @@ private:
         if (a.kind == 'P' || (hasHole(a) && !roundHole)) return flashParts({Part{true, outlineOf(a)}}, x, y);
         if (a.kind == 'C') {
             const double d = a.params[0] * s, hole = roundHole ? a.params[1] * s : 0;
-            f.symbol = hole > 0 && hole < d ? "donut_r" + micrometres(d) + "x" + micrometres(hole) : "r" + micrometres(d);
+            f.symbol = out_.tables.symbol(hole > 0 && hole < d ? "donut_r" + micrometres(d) + "x" + micrometres(hole)
+                                                               : "r" + micrometres(d));
             padCache_[aperture_] = {f.symbol, f.angle};
             return push(std::move(f));
         }
@@ -1417,8 +1430,10 @@ private:
             if (rot != std::floor(rot)) return flashParts({Part{true, outlineOf(a)}}, x, y);
             f.angle = static_cast<int>(rot);
         }
-        if (a.kind == 'R') f.symbol = w == h ? "s" + micrometres(w) : "rect" + micrometres(w) + "x" + micrometres(h);
-        else f.symbol = w == h ? "r" + micrometres(w) : "oval" + micrometres(w) + "x" + micrometres(h);
+        if (a.kind == 'R')
+            f.symbol = out_.tables.symbol(w == h ? "s" + micrometres(w) : "rect" + micrometres(w) + "x" + micrometres(h));
+        else
+            f.symbol = out_.tables.symbol(w == h ? "r" + micrometres(w) : "oval" + micrometres(w) + "x" + micrometres(h));
         padCache_[aperture_] = {f.symbol, f.angle};
         push(std::move(f));
     }
@@ -1529,6 +1544,7 @@ private:
     void finishImage() {
         const bool mirrored = (imageMirror_[0] != imageMirror_[1]) != swapAxes_;
         const bool quarterTurn = (imageRotation_ % 180 != 0) != swapAxes_;  // rectangles turn on their side
+        std::map<int, int> onSide;  // line symbols laid on their side
         for (Feat& f : out_.features) {
             auto map = [&](double& px, double& py) {
                 if (swapAxes_) std::swap(px, py);
@@ -1558,7 +1574,10 @@ private:
                 a += imageRotation_;
                 f.angle = ((a % 360) + 360) % 360;
             } else if (f.kind == Feat::Line && quarterTurn) {
-                f.symbol = onItsSide(f.symbol);
+                auto turned = onSide.find(f.symbol);
+                if (turned == onSide.end())
+                    turned = onSide.emplace(f.symbol, out_.tables.symbol(onItsSide(out_.tables.symbolName(f.symbol)))).first;
+                f.symbol = turned->second;
             }
             if (negativeImage_) f.positive = !f.positive;
         }
@@ -1586,15 +1605,21 @@ private:
             xmin = std::min(xmin, x - r), ymin = std::min(ymin, y - r);
             xmax = std::max(xmax, x + r), ymax = std::max(ymax, y + r);
         };
+        std::map<int, double> pens;  // by symbol
         for (const Feat& f : out_.features) {
             double pen = 0;
-            if (!f.symbol.empty()) {
-                try {
-                    const KERNEL::Symbol sym = KERNEL::parseSymbol(f.symbol);
-                    pen = std::hypot(sym.width, sym.height) / 2;
-                } catch (const API::KernelText&) {
-                    // rejected with the file's name when the features are stored
+            if (f.symbol >= 0) {
+                auto known = pens.find(f.symbol);
+                if (known == pens.end()) {
+                    try {
+                        const KERNEL::Symbol sym = KERNEL::parseSymbol(out_.tables.symbolName(f.symbol));
+                        known = pens.emplace(f.symbol, std::hypot(sym.width, sym.height) / 2).first;
+                    } catch (const API::KernelText&) {
+                        // rejected with the file's name when the features are stored
+                        known = pens.emplace(f.symbol, 0.0).first;
+                    }
                 }
+                pen = known->second;
             }
             for (const API::lPoint& p : f.points) cover(p.x, p.y, 0);
             if (f.kind == Feat::Surface) continue;
@@ -1612,7 +1637,7 @@ private:
     const std::string& text_;
     std::string file_;
     ParsedFile out_;
-    Budget budget_;
+    Budget budget_{out_.tables};
     int line_ = 1;
     std::map<std::string, bool> warned_;
 
@@ -1640,8 +1665,15 @@ private:
     bool modalWarned_ = false;
     // Symbols of the apertures' draws and pad flashes (with the pad's angle)
     // under the current transformation.
-    std::map<int, std::string> strokeCache_;
-    std::map<int, std::pair<std::string, int>> padCache_;
+    std::map<int, int> strokeCache_;  // -1: no symbol strokes it
+    std::map<int, std::pair<int, int>> padCache_;
+    // The attribute set last made, for the aperture's attributes at `aperture`;
+    // forgotten when any attributes or apertures change.
+    struct AttrsCache {
+        bool valid = false;
+        const API::attr_map* aperture = nullptr;
+        uint32_t index = 0;
+    } attrsCache_;
     int imageRotation_ = 0;  // degrees counter-clockwise, a multiple of 90
 };
 

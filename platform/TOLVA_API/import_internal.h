@@ -5,7 +5,10 @@
 // names, attributes) without touching any job; commitParsed then registers
 // the symbols and adds every feature in one AddFeatures call.
 #include <atomic>
+#include <cstdint>
+#include <map>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "TOLVA_Import.h"
@@ -14,22 +17,43 @@ namespace TOLVA {
 namespace IMPORT {
 namespace DETAIL {
 
+// Symbol names and attribute sets of one file, each kept once: a file
+// strokes and flashes few apertures many times, and its features refer to
+// them by index.
+class FileTables {
+public:
+    // The index of the name, added at its first use.
+    int symbol(const std::string& name);
+    const std::string& symbolName(int index) const { return symbols_[static_cast<size_t>(index)]; }
+    size_t symbolCount() const { return symbols_.size(); }
+    // The index of the set; 0 is the empty set.
+    uint32_t attributes(const API::attr_map& set);
+    const API::attr_map& attributeSet(uint32_t index) const { return attrSets_[index]; }
+
+private:
+    std::vector<std::string> symbols_;
+    std::unordered_map<std::string, int> symbolIndex_;
+    std::vector<API::attr_map> attrSets_{API::attr_map{}};
+    std::map<API::attr_map, uint32_t> attrIndex_{{API::attr_map{}, 0u}};
+};
+
 struct Feat {
-    enum Kind { Line, Pad, Arc, Surface } kind = Line;
     double x1 = 0, y1 = 0, x2 = 0, y2 = 0, xc = 0, yc = 0;
-    bool cw = false;
-    std::string symbol;  // empty for surfaces
-    bool positive = true;
-    int angle = 0;
-    int mirror = 0;
-    int dcode = 0;
     // Surface contours, each closed by repeating its first point.
     std::vector<API::lPoint> points;
-    API::attr_map attrs;
+    int symbol = -1;     // in the file's tables; -1 for surfaces
+    uint32_t attrs = 0;  // the set in the file's tables
+    int dcode = 0;
+    int angle = 0;
+    enum Kind : uint8_t { Line, Pad, Arc, Surface } kind = Line;
+    bool cw = false;
+    bool positive = true;
+    bool mirror = false;
 };
 
 struct ParsedFile {
     std::vector<Feat> features;
+    FileTables tables;
     import_report report;
     std::string fileFunction;  // X2 .FileFunction, "" when absent
 };
@@ -45,7 +69,7 @@ constexpr size_t kMaxImportFeatures = 20000000;
 extern std::atomic<size_t> importBudget;
 class Budget {
 public:
-    Budget();
+    explicit Budget(const FileTables& tables);
     // Spends one feature's cost; faults past the budget.
     void take(const Feat& f) { spend(1, bytesOf(f)); }
     // Faults when `copies` more of something costing `each` would not fit.
@@ -54,10 +78,11 @@ public:
         expect(copies, each);
         spent_ += copies * each;
     }
-    static size_t bytesOf(const Feat& f);
-    static size_t bytesOf(const std::vector<Feat>& features);
+    size_t bytesOf(const Feat& f) const;
+    size_t bytesOf(const std::vector<Feat>& features) const;
 
 private:
+    const FileTables& tables_;
     size_t limit_;
     size_t spent_ = 0;
 };

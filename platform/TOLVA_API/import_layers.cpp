@@ -40,7 +40,7 @@ void fault(const std::string& what) { throw Fault{what}; }
 
 std::atomic<size_t> importBudget{size_t(2) << 30};
 
-Budget::Budget() : limit_(importBudget.load()) {}
+Budget::Budget(const FileTables& tables) : tables_(tables), limit_(importBudget.load()) {}
 
 void Budget::expect(size_t copies, size_t each) const {
     // Written as a division so that a huge count cannot overflow the product.
@@ -49,17 +49,38 @@ void Budget::expect(size_t copies, size_t each) const {
         fault("the file expands past the import budget of " + std::to_string(limit_ >> 20) + " MB");
 }
 
-size_t Budget::bytesOf(const Feat& f) {
-    // Attributes are counted at a map node each, their strings held short.
+size_t Budget::bytesOf(const Feat& f) const {
+    // A feature is held twice on its way into the job: as the reader's record
+    // and as the kernel's built feature. Its attributes are copied for the
+    // kernel, counted at a map node each, their strings held short.
+    constexpr size_t kRecords = sizeof(Feat) + sizeof(KERNEL::ParsedFeature);
     constexpr size_t kAttributeNode = 96;
-    return sizeof(Feat) + f.points.size() * sizeof(API::lPoint) + f.attrs.size() * kAttributeNode +
-           (f.symbol.size() > 15 ? f.symbol.size() : 0);
+    return kRecords + f.points.size() * sizeof(API::lPoint) + tables_.attributeSet(f.attrs).size() * kAttributeNode;
 }
 
-size_t Budget::bytesOf(const std::vector<Feat>& features) {
+size_t Budget::bytesOf(const std::vector<Feat>& features) const {
     size_t sum = 0;
     for (const Feat& f : features) sum += bytesOf(f);
     return sum;
+}
+
+int FileTables::symbol(const std::string& name) {
+    auto it = symbolIndex_.find(name);
+    if (it != symbolIndex_.end()) return it->second;
+    const int index = static_cast<int>(symbols_.size());
+    symbols_.push_back(name);
+    symbolIndex_.emplace(name, index);
+    return index;
+}
+
+uint32_t FileTables::attributes(const API::attr_map& set) {
+    if (set.empty()) return 0;
+    auto it = attrIndex_.find(set);
+    if (it != attrIndex_.end()) return it->second;
+    const uint32_t index = static_cast<uint32_t>(attrSets_.size());
+    attrSets_.push_back(set);
+    attrIndex_.emplace(set, index);
+    return index;
 }
 
 void checkBytes(const std::string& text, bool utf8) {
@@ -123,7 +144,7 @@ KERNEL::ParsedFeature built(const Feat& f, int symbol) {
     KERNEL::ParsedFeature p;
     switch (f.kind) {
     case Feat::Line: p.f = KERNEL::lineFeature(f.x1, f.y1, f.x2, f.y2, symbol, pol, f.dcode); break;
-    case Feat::Pad: p.f = KERNEL::padFeature(f.x1, f.y1, symbol, pol, f.angle, f.mirror, 1); break;
+    case Feat::Pad: p.f = KERNEL::padFeature(f.x1, f.y1, symbol, pol, f.angle, f.mirror ? 1 : 0, 1); break;
     case Feat::Arc:
         p.f = KERNEL::arcFeature(f.x1, f.y1, f.x2, f.y2, f.xc, f.yc, symbol, pol, f.dcode, f.cw);
         break;
@@ -160,41 +181,71 @@ void checkCoordinates(const Feat& f, const std::string& file) {
             throw API::KernelText(file + ": a feature lies out of the kernel's range (one metre)");
 }
 
-// Everything the kernel could still reject, found before the job changes:
-// symbol names and coordinates fail the file; surfaces that rounding to the
-// nanometre leaves without area are dropped.
-std::map<size_t, KERNEL::ParsedFeature> validate(ParsedFile& parsed) {
+// The kernel's features of the file, everything the kernel could still
+// reject found before the job changes: symbol names and coordinates fail the
+// file; surfaces that rounding to the nanometre leaves without area are
+// dropped, from the parsed features too. Lines, pads and arcs refer to the
+// file's symbol table until their symbols are registered.
+std::vector<KERNEL::ParsedFeature> buildFeatures(ParsedFile& parsed) {
     const std::string& file = parsed.report.file;
-    std::map<size_t, KERNEL::ParsedFeature> surfaces;
-    std::set<std::string> symbols;
-    std::vector<Feat> kept;
-    kept.reserve(parsed.features.size());
+    std::vector<KERNEL::ParsedFeature> out;
+    out.reserve(parsed.features.size());
+    std::vector<bool> checked(parsed.tables.symbolCount(), false);
+    size_t kept = 0;
     int dropped = 0;
-    for (Feat& f : parsed.features) {
+    for (size_t i = 0; i < parsed.features.size(); ++i) {
+        Feat& f = parsed.features[i];
         if (f.kind == Feat::Surface) {
             try {
-                surfaces[kept.size()] = built(f, -1);
+                out.push_back(built(f, -1));
             } catch (const API::KernelText&) {
                 ++dropped;
                 continue;
             }
         } else {
             checkCoordinates(f, file);
-            if (symbols.insert(f.symbol).second) {
-                try {
-                    KERNEL::parseSymbol(f.symbol);
-                } catch (const API::KernelText& e) {
-                    throw API::KernelText(file + ": " + e);
+            try {
+                if (!checked[static_cast<size_t>(f.symbol)]) {
+                    KERNEL::parseSymbol(parsed.tables.symbolName(f.symbol));
+                    checked[static_cast<size_t>(f.symbol)] = true;
                 }
+                out.push_back(built(f, f.symbol));
+            } catch (const API::KernelText& e) {
+                throw API::KernelText(file + ": " + e);
             }
         }
-        kept.push_back(std::move(f));
+        if (kept != i) parsed.features[kept] = std::move(f);
+        ++kept;
     }
+    parsed.features.resize(kept);
     if (dropped)
         parsed.report.warnings.push_back(std::to_string(dropped) +
                                          " surfaces without area after rounding to the nanometre dropped");
-    parsed.features = std::move(kept);
-    return surfaces;
+    return out;
+}
+
+// Registers the file's symbols in the layer in the order the features first
+// use them, and points the features at the layer's table.
+void registerSymbols(const std::string& job, const std::string& step, const std::string& layer,
+                     const FileTables& tables, std::vector<KERNEL::ParsedFeature>& features) {
+    std::vector<int> inLayer(tables.symbolCount(), -1);
+    for (KERNEL::ParsedFeature& p : features) {
+        if (p.f.type == API::FT_SURFACE) continue;
+        int& index = inLayer[p.f.ref];
+        if (index < 0) API::create_new_symbol(job, step, layer, tables.symbolName(static_cast<int>(p.f.ref)), index);
+        p.f.ref = static_cast<uint32_t>(index);
+    }
+}
+
+// The attribute sets of the features up to the last that has one: the
+// kernel gives the features past the list none.
+std::vector<API::attr_map> attributeSets(const ParsedFile& parsed) {
+    size_t count = parsed.features.size();
+    while (count > 0 && parsed.features[count - 1].attrs == 0) --count;
+    std::vector<API::attr_map> out;
+    out.reserve(count);
+    for (size_t i = 0; i < count; ++i) out.push_back(parsed.tables.attributeSet(parsed.features[i].attrs));
+    return out;
 }
 
 }  // namespace
@@ -204,30 +255,11 @@ void commitParsed(const std::string& job, const std::string& step, const std::st
     const std::vector<std::string> steps = JOB::list_steps(job);  // throws for an unknown job
     if (std::find(steps.begin(), steps.end(), step) == steps.end())
         throw API::KernelText(parsed.report.file + ": job '" + job + "' has no step '" + step + "'");
-    std::map<size_t, KERNEL::ParsedFeature> surfaces = validate(parsed);
+    std::vector<KERNEL::ParsedFeature> features = buildFeatures(parsed);
     if (!hasLayer(job, layer)) JOB::add_layer(job, layer, contextFor(type), type, polarityOf(parsed.report));
     try {
-        std::vector<KERNEL::ParsedFeature> features;
-        std::vector<API::attr_map> attrs;
-        features.reserve(parsed.features.size());
-        attrs.reserve(parsed.features.size());
-        std::map<std::string, int> symbols;  // a file uses few apertures many times
-        for (size_t i = 0; i < parsed.features.size(); ++i) {
-            const Feat& f = parsed.features[i];
-            if (f.kind == Feat::Surface) {
-                features.push_back(std::move(surfaces[i]));
-            } else {
-                auto known = symbols.find(f.symbol);
-                if (known == symbols.end()) {
-                    int index = -1;
-                    API::create_new_symbol(job, step, layer, f.symbol, index);
-                    known = symbols.emplace(f.symbol, index).first;
-                }
-                features.push_back(built(f, known->second));
-            }
-            attrs.push_back(f.attrs);
-        }
-        if (!features.empty()) KERNEL::addBuiltFeatures(job, step, layer, features, attrs);
+        registerSymbols(job, step, layer, parsed.tables, features);
+        if (!features.empty()) KERNEL::addBuiltFeatures(job, step, layer, features, attributeSets(parsed));
     } catch (const API::KernelText& e) {
         throw API::KernelText(parsed.report.file + ": " + e);
     }
