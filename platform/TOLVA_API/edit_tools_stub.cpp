@@ -10,16 +10,6 @@ namespace {
 [[noreturn]] void notYet() { throw API::KernelText("not implemented"); }
 }  // namespace
 
-std::vector<CHECKS::check_result> align_holes(const str&, const str&, const str&, const std::vector<int>&,
-                                              const str_list&, double) {
-    notYet();
-}
-int resize_holes(const str&, const str&, const str&, const std::vector<std::pair<double, double>>&, bool) {
-    notYet();
-}
-std::vector<int> divide_surface(const str&, const str&, const str&, int, const std::vector<API::lPoint>&, int) {
-    notYet();
-}
 void set_profile_from_features(const str&, const str&, const str&, const std::vector<int>&) { notYet(); }
 void set_profile_rect(const str&, const str&, double, double, double, double, double) { notYet(); }
 

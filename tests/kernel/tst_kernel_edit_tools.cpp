@@ -49,7 +49,7 @@ protected:
         EXPECT_TRUE(API::get_featureinfo_by_index(kJob, "pcb", layer, i, f)) << "no feature " << i;
         return f;
     }
-    Pt startOf(int i) { auto f = feature(i); return {f.xs, f.ys}; }
+    Pt startOf(int i, const std::string& layer = "top") { auto f = feature(i, layer); return {f.xs, f.ys}; }
     Pt endOf(int i) { auto f = feature(i); return {f.xe, f.ye}; }
     Pt centreOf(int i) { auto f = feature(i); return {f.xc, f.yc}; }
     std::vector<int> apply(const EDIT::edit_plan& p) {
@@ -484,6 +484,175 @@ TEST_F(EditTools, ASurfaceTransformsVertexByVertex) {
     EXPECT_EQ(EDIT::transform_selected(kJob, "pcb", {"top"}, EDIT::transform{}), 0) << "nothing changes";
 }
 
+// ---- holes -----------------------------------------------------------------------------
+
+TEST_F(EditTools, HolesMoveOntoTheirPadsWithinTheTolerance) {
+    const int hole = kt::symbol(kJob, "drl", "r300"), pad = kt::symbol(kJob, "l2", "r1000");
+    const int pad2 = kt::symbol(kJob, "top", "r1000");
+    auto addHole = [&](double x, double y) { kt::add(kJob, "drl", API::GreatePadString(x, y, hole, 1, 0, 0, 1)); };
+    // 0: 50 nm off its pad (30, 40): aligned. 1: 400 nm off: over the 100 nm
+    // tolerance. 2: on no pad. 3: pads on two layers 5 nm apart. 4: exactly on.
+    const double mm = 1e6;
+    addHole(10 * mm + 30, 10 * mm + 40);
+    addHole(20 * mm + 400, 20 * mm);
+    addHole(50 * mm, 50 * mm);
+    addHole(30 * mm, 30 * mm);
+    addHole(40 * mm, 40 * mm);
+    for (double at : {10 * mm, 20 * mm, 30 * mm, 40 * mm})
+        kt::add(kJob, "l2", API::GreatePadString(at, at, pad, 1, 0, 0, 1));
+    kt::add(kJob, "top", API::GreatePadString(30 * mm + 5, 30 * mm, pad2, 1, 0, 0, 1));
+    kt::add(kJob, "top", API::GreatePadString(40 * mm, 40 * mm, pad2, 1, 0, 0, 1));
+    const auto results = EDIT::align_holes(kJob, "pcb", "drl", {0, 1, 2, 3, 4}, {"l2", "top"}, 100);
+    ASSERT_EQ(results.size(), 4u);
+    EXPECT_EQ(results[0].check, "hole_aligned");
+    EXPECT_EQ(results[0].level, CHECKS::severity::WARNING);
+    EXPECT_DOUBLE_EQ(results[0].value, 50);
+    EXPECT_EQ(results[0].location.a.x, 10 * mm + 30);
+    EXPECT_EQ(results[0].location.b.x, 10 * mm);
+    EXPECT_EQ(results[1].check, "hole_not_aligned");
+    EXPECT_DOUBLE_EQ(results[1].value, 400);
+    EXPECT_DOUBLE_EQ(results[1].limit, 100);
+    ASSERT_EQ(results[1].features.size(), 2u);
+    EXPECT_EQ(results[1].features[1].layer, "l2");
+    EXPECT_EQ(results[1].features[1].index, 1);
+    EXPECT_EQ(results[2].check, "hole_not_aligned");
+    EXPECT_EQ(results[2].features.size(), 1u);
+    EXPECT_EQ(results[3].check, "hole_not_aligned");
+    EXPECT_DOUBLE_EQ(results[3].value, 5);
+    EXPECT_EQ(results[3].features.size(), 3u);
+    EXPECT_EQ(startOf(0, "drl"), (Pt{10 * mm, 10 * mm}));
+    EXPECT_EQ(startOf(1, "drl"), (Pt{20 * mm + 400, 20 * mm})) << "beyond the tolerance: left alone";
+    EXPECT_EQ(startOf(3, "drl"), (Pt{30 * mm, 30 * mm}));
+    // Done once: nothing left within reach, no second edit.
+    const auto serial = JOB::edit_serial(kJob);
+    EXPECT_EQ(EDIT::align_holes(kJob, "pcb", "drl", {0}, {"l2"}, 100).size(), 0u);
+    EXPECT_EQ(JOB::edit_serial(kJob), serial);
+    EXPECT_THROW(EDIT::align_holes(kJob, "pcb", "drl", {}, {"drl"}, 100), API::KernelText);
+    EXPECT_THROW(EDIT::align_holes(kJob, "pcb", "drl", {}, {"l2"}, -1), API::KernelText);
+    EXPECT_THROW(EDIT::align_holes(kJob, "pcb", "drl", {9}, {"l2"}, 1), API::KernelText);
+}
+
+TEST_F(EditTools, HolesOfADiameterGetTheNewOne) {
+    const int r300 = kt::symbol(kJob, "drl", "r300"), r150 = kt::symbol(kJob, "drl", "r150");
+    kt::add(kJob, "drl", API::GreatePadString(0, 0, r300, 1, 0, 0, 1));
+    kt::add(kJob, "drl", API::GreatePadString(1000, 0, r150, 1, 0, 0, 2));  // 300 by its scale
+    kt::add(kJob, "drl", API::GreatePadString(2000, 0, r150, 1, 0, 0, 1));
+    kt::add(kJob, "drl", API::GreatePadString(3000, 0, r300, 1, 0, 0, 1));
+    API::select_feature_by_id(kJob, "pcb", "drl", 0);
+    API::select_feature_by_id(kJob, "pcb", "drl", 1);
+    API::select_feature_by_id(kJob, "pcb", "drl", 2);
+    // Diameters in nanometres, symbol sizes in micrometres to 0.1 um.
+    EXPECT_EQ(EDIT::resize_holes(kJob, "pcb", "drl", {{300000, 350060}, {150000, 200000}}, true), 3);
+    EXPECT_EQ(feature(0, "drl").symbol, "r350.1");
+    EXPECT_EQ(feature(1, "drl").symbol, "r350.1");
+    EXPECT_EQ(feature(1, "drl").xsize, 350100) << "the pad's scale is 1 now";
+    EXPECT_EQ(feature(2, "drl").symbol, "r200");
+    EXPECT_EQ(feature(3, "drl").symbol, "r300") << "not selected";
+    EXPECT_EQ(EDIT::resize_holes(kJob, "pcb", "drl", {{300001, 25450040}}, false), 1) << "within 1 nm";
+    EXPECT_EQ(feature(3, "drl").symbol, "r25450");
+    EXPECT_EQ(EDIT::resize_holes(kJob, "pcb", "drl", {{300002, 1e6}}, false), 0) << "2 nm off";
+    EXPECT_THROW(EDIT::resize_holes(kJob, "pcb", "drl", {{300000, 0}}, false), API::KernelText);
+}
+
+// ---- dividing surfaces ---------------------------------------------------------------------
+
+double ringArea(const std::vector<API::lPoint>& r) {
+    double a = 0;
+    for (size_t i = 0; i < r.size(); ++i) a += r[i].x * r[(i + 1) % r.size()].y - r[(i + 1) % r.size()].x * r[i].y;
+    return std::fabs(a) / 2;
+}
+// The filled area of a surface: its island less its holes.
+double surfaceArea(int index) {
+    const auto c = EDIT::get_surface_contours(kJob, "pcb", "top", index);
+    double a = c.empty() ? 0 : ringArea(c[0]);
+    for (size_t i = 1; i < c.size(); ++i) a -= ringArea(c[i]);
+    return a;
+}
+
+TEST_F(EditTools, ASurfaceDividedAlongALineGivesPiecesThatAddUp) {
+    struct Case {
+        const char* name;
+        std::vector<API::lPoint> cut;
+        std::vector<double> areas;  // of the pieces, in order
+    } cases[] = {
+        // The 4000 x 2000 plate with a 1000 x 1000 hole at (500..1500, 500..1500).
+        {"straight across", {{3000, -100}, {3000, 2100}}, {6e6 - 1e6, 2e6}},
+        {"a bend", {{2000, -100}, {2000, 1000}, {5000, 1000}}, {2e6, 6e6 - 1e6}},
+        {"through the hole", {{1000, -100}, {1000, 2100}}, {1.5e6, 5.5e6}},
+        {"slanted, crossing between nanometres", {{100, -333}, {3700, 2333}}, {}},
+        {"in and out twice", {{-100, 250}, {4100, 250}, {4100, 1750}, {-100, 1750}}, {6e6 - 1e6, 1e6, 1e6}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        SetUp();
+        const int s = surface({{0, 0}, {4000, 0}, {4000, 2000}, {0, 2000}, {0, 0},
+                               {500, 500}, {1500, 500}, {1500, 1500}, {500, 1500}, {500, 500}});
+        kt::add(kJob, "top", API::GreateLineString(0, 0, 1, 1, r100, 1, 0));
+        const double whole = surfaceArea(s);
+        EXPECT_EQ(whole, 7e6);
+        const std::vector<int> pieces = EDIT::divide_surface(kJob, "pcb", "top", s, c.cut, 0);
+        if (c.areas.empty()) {  // rounded crossings: both pieces take the same rounded point
+            ASSERT_EQ(pieces.size(), 2u);
+            EXPECT_NEAR(surfaceArea(pieces[0]) + surfaceArea(pieces[1]), whole, 4000) << "a nanometre along the edges crossed";
+            continue;
+        }
+        ASSERT_EQ(pieces.size(), c.areas.size());
+        EXPECT_EQ(pieces[0], s) << "the first piece takes the surface's place";
+        double sum = 0;
+        std::vector<double> areas;
+        for (int p : pieces) {
+            areas.push_back(surfaceArea(p));
+            sum += areas.back();
+        }
+        EXPECT_EQ(sum, whole);
+        std::vector<double> want = c.areas;
+        std::sort(want.begin(), want.end());
+        std::sort(areas.begin(), areas.end());
+        EXPECT_EQ(areas, want);
+    }
+}
+
+TEST_F(EditTools, AnOutlineCutOutOfASurfaceLeavesAHoleOrANotch) {
+    const int s = surface({{0, 0}, {4000, 0}, {4000, 2000}, {0, 2000}, {0, 0}});
+    const std::vector<int> holed = EDIT::divide_surface(kJob, "pcb", "top", s, {{1000, 500}, {2000, 500}, {2000, 1500}, {1000, 1500}}, 1);
+    ASSERT_EQ(holed, (std::vector<int>{s}));
+    EXPECT_EQ(EDIT::get_surface_contours(kJob, "pcb", "top", s).size(), 2u);
+    EXPECT_EQ(surfaceArea(s), 8e6 - 1e6);
+    EDIT::divide_surface(kJob, "pcb", "top", s, {{3500, -500}, {4500, -500}, {4500, 2500}, {3500, 2500}}, 1);
+    EXPECT_EQ(surfaceArea(s), 7e6 - 1e6);
+    // A band across leaves two pieces.
+    const std::vector<int> two = EDIT::divide_surface(kJob, "pcb", "top", s, {{2500, -10}, {3000, -10}, {3000, 2010}, {2500, 2010}}, 1);
+    EXPECT_EQ(two.size(), 2u);
+}
+
+TEST_F(EditTools, ACutThatMissesOrCrossesItselfIsRefused) {
+    const int s = surface({{0, 0}, {4000, 0}, {4000, 2000}, {0, 2000}, {0, 0}});
+    kt::add(kJob, "top", API::GreateLineString(0, 0, 1, 1, r100, 1, 0));
+    struct Case {
+        std::vector<API::lPoint> cut;
+        int mode, index;
+        const char* says;
+    } cases[] = {
+        {{{5000, -100}, {5000, 2100}}, 0, s, "does not cross"},
+        {{{2000, 1000}, {2000, 3000}}, 0, s, "outside"},
+        {{{1000, -100}, {3000, 2100}, {3000, -100}, {1000, 2100}}, 0, s, "crosses itself"},
+        {{{5000, 0}, {6000, 0}, {6000, 1000}}, 1, s, "does not meet"},
+        {{{-1, -1}, {5000, -1}, {5000, 3000}, {-1, 3000}}, 1, s, "all of the surface"},
+        {{{0, 0}, {1000, 1000}, {1000, 0}, {0, 1000}}, 1, s, "crosses itself"},
+        {{{0, 0}, {1, 1}}, 0, 1, "not a surface"},
+    };
+    const auto before = kt::snapshot(kJob);
+    for (const Case& c : cases) {
+        try {
+            EDIT::divide_surface(kJob, "pcb", "top", c.index, c.cut, c.mode);
+            ADD_FAILURE() << c.says << ": divided";
+        } catch (const API::KernelText& e) {
+            EXPECT_NE(e.find(c.says), std::string::npos) << e;
+        }
+    }
+    EXPECT_EQ(kt::snapshot(kJob), before);
+}
+
 // ---- undo and journal ----------------------------------------------------------------
 
 // Each edit, made as the view makes it (the twin, then the call) on a small
@@ -545,6 +714,19 @@ TEST_F(EditUndoJournal, EveryEditIsOneUndoStepAndReplays) {
         {"pull 45", plan([] { return EDIT::plan_pull(kJob, "pcb", "top", 1, 500, 1); })},
         {"arc radius", plan([] { return EDIT::plan_arc_radius(kJob, "pcb", "top", 3, 3000); })},
         {"vertex", plan([] { return EDIT::plan_surface_vertex(kJob, "pcb", "top", 4, 0, 1, {4500, 9000}, true); })},
+        {"align holes", [] {
+             DB::align_holes_db_save(kJob, "pcb", "drl", {0}, {"l2"}, 100);
+             EDIT::align_holes(kJob, "pcb", "drl", {0}, {"l2"}, 100);
+         }},
+        {"resize holes", [] {
+             DB::resize_holes_db_save(kJob, "pcb", "drl", {{300000, 450000}}, false);
+             EDIT::resize_holes(kJob, "pcb", "drl", {{300000, 450000}}, false);
+         }},
+        {"divide", [] {
+             const std::vector<API::lPoint> cut{{2000, 9000}, {2000, 15000}};
+             DB::divide_surface_db_save(kJob, "pcb", "top", 4, cut, 0);
+             EDIT::divide_surface(kJob, "pcb", "top", 4, cut, 0);
+         }},
         {"transform", [] {
              EDIT::transform t;
              t.angle_deg = 90;
