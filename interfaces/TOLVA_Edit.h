@@ -288,6 +288,10 @@ TOLVA_API_EXPORT void set_profile_from_features(const str& job, const str& step,
 TOLVA_API_EXPORT void set_profile_rect(const str& job, const str& step, double x0, double y0,
                                        double x1, double y1, double corner_radius);
 
+// The step's profile as it is stored (no repeated closing point); empty when
+// the step has none.
+TOLVA_API_EXPORT std::vector<API::lPoint> get_profile(const str& job, const str& step);
+
 }  // namespace EDIT
 
 namespace DB {

@@ -653,6 +653,85 @@ TEST_F(EditTools, ACutThatMissesOrCrossesItselfIsRefused) {
     EXPECT_EQ(kt::snapshot(kJob), before);
 }
 
+// ---- profile ------------------------------------------------------------------------------
+
+TEST_F(EditTools, AProfileIsChainedFromLinesAndArcsInAnyOrderAndDirection) {
+    // A 10 x 5 mm outline, its upper right corner rounded with a 1 mm arc;
+    // one joint 0.5 um apart, the left side drawn backwards.
+    const double mm = 1e6;
+    line(0, 0, 10 * mm, 0);                                  // 0
+    line(0, 0, 0, 5 * mm);                                   // 1, backwards
+    line(9 * mm, 5 * mm, 0, 5 * mm);                         // 2
+    line(10 * mm, 500, 10 * mm, 4 * mm);                     // 3, 0.5 um off the corner
+    arc(10 * mm, 4 * mm, 9 * mm, 5 * mm, 9 * mm, 4 * mm, false);  // 4
+    EDIT::set_profile_from_features(kJob, "pcb", "top", {0, 3, 1, 4, 2});
+    const auto p = EDIT::get_profile(kJob, "pcb");
+    ASSERT_GE(p.size(), 6u);
+    // Along the quarter of 1 mm radius, every point on the arc within 1 um
+    // and no two further than 0.05 mm apart: at least 32 points.
+    int onArc = 0;
+    for (size_t i = 0; i < p.size(); ++i) {
+        const double r = std::hypot(p[i].x - 9 * mm, p[i].y - 4 * mm);
+        if (p[i].x > 9 * mm && p[i].y > 4 * mm) {
+            ++onArc;
+            EXPECT_NEAR(r, 1 * mm, 1.0);
+            const auto& q = p[(i + 1) % p.size()];
+            EXPECT_LE(std::hypot(q.x - p[i].x, q.y - p[i].y), 50000.0);
+            const double mid = std::hypot((q.x + p[i].x) / 2 - 9 * mm, (q.y + p[i].y) / 2 - 4 * mm);
+            EXPECT_GE(mid, 1 * mm - 1000.0) << "chord error";
+        }
+    }
+    EXPECT_GE(onArc, 31);
+    double area = 0;
+    for (size_t i = 0; i < p.size(); ++i) area += p[i].x * p[(i + 1) % p.size()].y - p[(i + 1) % p.size()].x * p[i].y;
+    EXPECT_NEAR(std::fabs(area) / 2, 50 * mm * mm - (1 - M_PI / 4) * mm * mm, 0.01 * mm * mm);
+    ASSERT_TRUE(API::undo_last_edit(kJob));
+    EXPECT_TRUE(EDIT::get_profile(kJob, "pcb").empty()) << "the undo takes the profile back";
+}
+
+TEST_F(EditTools, AnOpenOrBranchingChainSaysWhere) {
+    line(0, 0, 1000000, 0);
+    line(1000000, 0, 1000000, 1000000);
+    line(1000000, 1000000, 0, 1000000);
+    line(0, 1000000, 0, 2000);  // 2 um short of the start
+    line(1000000, 0, 2000000, 0);
+    const auto reason = [&](const std::vector<int>& ids) {
+        try {
+            EDIT::set_profile_from_features(kJob, "pcb", "top", ids);
+        } catch (const API::KernelText& e) {
+            return e;
+        }
+        return std::string("set");
+    };
+    EXPECT_EQ(reason({0, 1, 2, 3}), "the outline is open at (0, 2000)");
+    EXPECT_EQ(reason({0, 1, 2, 4}), "the outline branches at (1000000, 0)");
+    kt::add(kJob, "top", API::GreatePadString(0, 0, r100, 1, 0, 0, 1));
+    EXPECT_NE(reason({0, 1, 2, 5}).find("not a line or arc"), std::string::npos);
+    EXPECT_TRUE(EDIT::get_profile(kJob, "pcb").empty());
+}
+
+TEST_F(EditTools, ARectangleProfileHasItsCornersRounded) {
+    EDIT::set_profile_rect(kJob, "pcb", 10e6, 5e6, 0, 0, 0);
+    auto p = EDIT::get_profile(kJob, "pcb");
+    ASSERT_EQ(p.size(), 4u);
+    EXPECT_EQ((Pt{p[0].x, p[0].y}), (Pt{10e6, 0}));
+    EXPECT_EQ((Pt{p[2].x, p[2].y}), (Pt{0, 5e6}));
+    EDIT::set_profile_rect(kJob, "pcb", 0, 0, 10e6, 5e6, 2e6);
+    p = EDIT::get_profile(kJob, "pcb");
+    for (const auto& v : p) {
+        const double cx = std::clamp(v.x, 2e6, 8e6), cy = std::clamp(v.y, 2e6, 3e6);
+        const double d = std::hypot(v.x - cx, v.y - cy);
+        if (d > 0) {
+            EXPECT_NEAR(d, 2e6, 1.0) << v.x << " " << v.y;
+        }
+    }
+    EXPECT_EQ((Pt{p[0].x, p[0].y}), (Pt{8e6, 0}));
+    EXPECT_THROW(EDIT::set_profile_rect(kJob, "pcb", 0, 0, 10e6, 5e6, 2.6e6), API::KernelText);
+    EXPECT_THROW(EDIT::set_profile_rect(kJob, "pcb", 0, 0, 10e6, 0, 0), API::KernelText);
+    ASSERT_TRUE(API::undo_last_edit(kJob));
+    EXPECT_EQ(EDIT::get_profile(kJob, "pcb").size(), 4u);
+}
+
 // ---- undo and journal ----------------------------------------------------------------
 
 // Each edit, made as the view makes it (the twin, then the call) on a small
@@ -727,6 +806,12 @@ TEST_F(EditUndoJournal, EveryEditIsOneUndoStepAndReplays) {
              DB::divide_surface_db_save(kJob, "pcb", "top", 4, cut, 0);
              EDIT::divide_surface(kJob, "pcb", "top", 4, cut, 0);
          }},
+        {"profile from features", [] {
+             DB::set_profile_from_features_db_save(kJob, "pcb", "top", {0, 1, 2});
+             EXPECT_THROW(EDIT::set_profile_from_features(kJob, "pcb", "top", {0, 1, 2}), API::KernelText);  // a straight run is no outline
+             DB::set_profile_rect_db_save(kJob, "pcb", 0, 0, 5e5, 3e5, 5e4);
+             EDIT::set_profile_rect(kJob, "pcb", 0, 0, 5e5, 3e5, 5e4);
+         }},
         {"transform", [] {
              EDIT::transform t;
              t.angle_deg = 90;
@@ -752,9 +837,9 @@ TEST_F(EditUndoJournal, EveryEditIsOneUndoStepAndReplays) {
         e.make();
         DB::set_SaveFlag(false);
         const auto after = kt::snapshot(kJob);
-        EXPECT_NE(after, before);
-        EXPECT_EQ(JOB::edit_serial(kJob), serial + 1) << "one edit";
         const std::string afterText = saved("after");
+        EXPECT_NE(afterText, beforeText);
+        EXPECT_EQ(JOB::edit_serial(kJob), serial + 1) << "one edit";
         ASSERT_TRUE(API::undo_last_edit(kJob));
         EXPECT_EQ(kt::snapshot(kJob), before);
         EXPECT_EQ(saved("undone"), beforeText) << "symbols and geometry pools back as they were";
