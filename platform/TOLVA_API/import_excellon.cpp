@@ -233,33 +233,63 @@ private:
     double coordinate(const std::string& s) {
         if (s.empty()) fault("coordinate without digits");
         if (s.find('.') != std::string::npos) {
-            char* end = nullptr;
-            const double v = std::strtod(s.c_str(), &end);
-            if (end != s.c_str() + s.size()) fault("malformed coordinate '" + s + "'");
+            double v = 0;
+            if (!plainDecimal(s, v)) {
+                char* end = nullptr;
+                v = std::strtod(s.c_str(), &end);
+                if (end != s.c_str() + s.size()) fault("malformed coordinate '" + s + "'");
+            }
             return v * unit();
         }
         size_t p = 0;
         const bool minus = s[0] == '-';
         if (s[0] == '-' || s[0] == '+') ++p;
-        std::string digits = s.substr(p);
-        if (digits.empty() || digits.find_first_not_of("0123456789") != std::string::npos)
+        const size_t count = s.size() - p;
+        if (count == 0 || s.find_first_not_of("0123456789", p) != std::string::npos)
             fault("malformed coordinate '" + s + "'");
         if (zeros_ == Unknown && !zeroWarned_) {
             warn("no zero mode (LZ/TZ): leading zeros taken as omitted");
             zeroWarned_ = true;
         }
         const size_t total = static_cast<size_t>(intDigits() + decDigits());
-        if (digits.size() > total) fault("coordinate '" + s + "' has more digits than the format allows");
-        if (zeros_ == LeadingKept) digits.append(total - digits.size(), '0');
-        const double v = std::strtod(digits.c_str(), nullptr) / std::pow(10.0, decDigits());
+        if (count > total) fault("coordinate '" + s + "' has more digits than the format allows");
+        // Leading zeros kept: the omitted trailing ones make up the format.
+        const size_t places = zeros_ == LeadingKept ? total : count;
+        const double v = wholeNumber(s.data() + p, count, places) / std::pow(10.0, decDigits());
         return (minus ? -v : v) * unit();
     }
 
+    // The digits followed by zeros up to `places` digits, as a double:
+    // exact below 2^53, rounded to the nearest above as the C library does.
+    static double wholeNumber(const char* digits, size_t count, size_t places) {
+        if (places > 19) {  // past 64 bits: read as text
+            std::string text(digits, count);
+            text.append(places - count, '0');
+            return std::strtod(text.c_str(), nullptr);
+        }
+        uint64_t v = 0;
+        for (size_t k = 0; k < count; ++k) v = v * 10 + static_cast<uint64_t>(digits[k] - '0');
+        for (size_t k = count; k < places; ++k) v *= 10;
+        return static_cast<double>(v);
+    }
+
     // Reads the letter-number words of a body line.
+    // A line holds a handful of words: looked up by a scan, the last of a
+    // letter counting.
     struct Words {
-        std::map<char, std::string> values;
         std::vector<std::pair<char, std::string>> order;
-        bool has(char c) const { return values.count(c) != 0; }
+        const std::string* find(char c) const {
+            for (auto it = order.rbegin(); it != order.rend(); ++it)
+                if (it->first == c) return &it->second;
+            return nullptr;
+        }
+        bool has(char c) const { return find(c) != nullptr; }
+        // The letter's number, "" when the line has none.
+        const std::string& operator[](char c) const {
+            static const std::string none;
+            const std::string* v = find(c);
+            return v ? *v : none;
+        }
     };
     static Words words(const std::string& s) {
         Words w;
@@ -269,8 +299,7 @@ private:
             if (!std::isalpha(static_cast<unsigned char>(letter))) fault("unexpected '" + s + "'");
             const size_t from = p;
             while (p < s.size() && isNumberChar(s[p])) ++p;
-            w.order.push_back({letter, s.substr(from, p - from)});
-            w.values[letter] = s.substr(from, p - from);
+            w.order.emplace_back(letter, s.substr(from, p - from));
         }
         return w;
     }
@@ -298,7 +327,7 @@ private:
                 fault("unexpected '" + std::string(1, kv.first) + "' in '" + s + "'");
         }
         if (!w.has('X') && !w.has('Y')) return;
-        double x = w.has('X') ? coordinate(w.values['X']) : 0, y = w.has('Y') ? coordinate(w.values['Y']) : 0;
+        double x = w.has('X') ? coordinate(w['X']) : 0, y = w.has('Y') ? coordinate(w['Y']) : 0;
         if (incremental_) x += curX_, y += curY_;
         else {
             if (!w.has('X')) x = curX_;
@@ -387,10 +416,10 @@ private:
 
     void slot(const std::string& from, const std::string& to) {
         Words a = words(from), b = words(to);
-        double sx = a.has('X') ? coordinate(a.values['X']) : curX_;
-        double sy = a.has('Y') ? coordinate(a.values['Y']) : curY_;
-        double ex = b.has('X') ? coordinate(b.values['X']) : sx;
-        double ey = b.has('Y') ? coordinate(b.values['Y']) : sy;
+        double sx = a.has('X') ? coordinate(a['X']) : curX_;
+        double sy = a.has('Y') ? coordinate(a['Y']) : curY_;
+        double ex = b.has('X') ? coordinate(b['X']) : sx;
+        double ey = b.has('Y') ? coordinate(b['Y']) : sy;
         checkRange(sx, sy, "the slot's start");
         checkRange(ex, ey, "the slot's end");
         Feat f = feature(Feat::Line);
@@ -402,11 +431,11 @@ private:
 
     void repeat(const std::string& s) {
         Words w = words(s);
-        const long n = smallNumber(w.values['R']);
+        const long n = smallNumber(w['R']);
         if (n < 1 || n > 1000000) fault("repeat count out of range in '" + s + "'");
         if (!haveHit_) fault("repeat without a previous hit");
-        const double dx = w.has('X') ? coordinate(w.values['X']) : 0;
-        const double dy = w.has('Y') ? coordinate(w.values['Y']) : 0;
+        const double dx = w.has('X') ? coordinate(w['X']) : 0;
+        const double dy = w.has('Y') ? coordinate(w['Y']) : 0;
         if (!out_.features.empty()) budget_.expect(n, budget_.bytesOf(out_.features.back()));
         for (long i = 0; i < n; ++i) {
             curX_ += dx;
@@ -436,7 +465,7 @@ private:
 
     void arcCentre(Feat& f, Words& w) {
         if (w.has('A')) {
-            const double r = std::fabs(coordinate(w.values['A']));
+            const double r = std::fabs(coordinate(w['A']));
             const double mx = (f.x1 + f.x2) / 2, my = (f.y1 + f.y2) / 2;
             const double dx = f.x2 - f.x1, dy = f.y2 - f.y1, len = std::hypot(dx, dy);
             if (len == 0) fault("arc by radius with equal start and end");
@@ -449,8 +478,8 @@ private:
             f.xc = mx - dy / len * h;
             f.yc = my + dx / len * h;
         } else if (w.has('I') || w.has('J')) {
-            f.xc = f.x1 + (w.has('I') ? coordinate(w.values['I']) : 0);
-            f.yc = f.y1 + (w.has('J') ? coordinate(w.values['J']) : 0);
+            f.xc = f.x1 + (w.has('I') ? coordinate(w['I']) : 0);
+            f.yc = f.y1 + (w.has('J') ? coordinate(w['J']) : 0);
         } else {
             fault("arc without a radius (A) or centre (I/J)");
         }

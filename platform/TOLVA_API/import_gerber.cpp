@@ -12,6 +12,7 @@
 #include <map>
 #include <memory>
 #include <stdexcept>
+#include <string_view>
 
 // Boost.Geometry's set operations on double polygons trip GCC's
 // maybe-uninitialized analysis inside its envelope code (a false alarm of
@@ -62,7 +63,7 @@ bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 
 // Whether the text at `at` starts a comment, "G04" (or "G4" not followed by
 // a digit, as old writers put it).
-bool isComment(const std::string& s, size_t at = 0) {
+bool isComment(std::string_view s, size_t at = 0) {
     if (s.size() < at + 2 || s[at] != 'G' || s[at + 1] != '4') {
         if (s.size() < at + 3 || s[at] != 'G' || s[at + 1] != '0' || s[at + 2] != '4') return false;
         return true;
@@ -142,14 +143,19 @@ Commands splitCommands(const std::string& text, const std::string& file) {
             countLines(i, close);
             i = close + 1;
         } else {
-            // One pass to the '*': line breaks counted, plain words noted.
-            size_t star = i;
-            bool plain = true;
+            // The '*' found first; then one pass over the word without an
+            // early exit, which the compiler runs on several bytes at once:
+            // line breaks counted, plain words noted.
+            const char* data = text.data();
+            const void* hit = std::memchr(data + i, '*', n - i);
+            const size_t star = hit ? static_cast<size_t>(static_cast<const char*>(hit) - data) : n;
+            unsigned unusual = 0;
             int breaks = 0;
-            for (; star < n && text[star] != '*'; ++star) {
-                breaks += text[star] == '\n';
-                plain = plain && plainByte(text[star]);
+            for (size_t k = i; k < star; ++k) {
+                breaks += data[k] == '\n';
+                unusual |= static_cast<unsigned>(!plainByte(data[k]));
             }
+            const bool plain = unusual == 0;
             if (star == n) {
                 const std::string rest = takeBlock(i, n, line);
                 fileError(file, line, "truncated: '" + rest.substr(0, 40) + "' lacks its closing '*'");
@@ -178,12 +184,16 @@ Commands splitCommands(const std::string& text, const std::string& file) {
 // macro expression, keeps their products with units and scales finite.
 constexpr double kMaxNumber = 1e9;
 
-double number(const std::string& s) {
+double number(std::string_view s) {
     if (s.empty()) fault("missing number");
-    char* end = nullptr;
-    const double v = std::strtod(s.c_str(), &end);
-    if (end != s.c_str() + s.size() || !std::isfinite(v)) fault("malformed number '" + s + "'");
-    if (std::fabs(v) > kMaxNumber) fault("number '" + s + "' out of range");
+    double v = 0;
+    if (!plainDecimal(s, v)) {  // exponents, blanks, faults: as the C library reads them
+        const std::string t(s);
+        char* end = nullptr;
+        v = std::strtod(t.c_str(), &end);
+        if (end != t.c_str() + t.size() || !std::isfinite(v)) fault("malformed number '" + t + "'");
+    }
+    if (std::fabs(v) > kMaxNumber) fault("number '" + std::string(s) + "' out of range");
     return v;
 }
 
@@ -676,13 +686,13 @@ public:
         const Commands commands = splitCommands(text_, file_);
         out_.features.reserve(commands.list.size());
         bool ended = false;
-        std::string plain;
+        const std::string_view text(text_);
         for (const Command& c : commands.list) {
             line_ = c.line;
             const Blocks* b = c.extra < 0 ? nullptr : &commands.extras[static_cast<size_t>(c.extra)];
             if (b && !b->stray.empty()) warn("'" + b->stray.substr(0, 40) + "' after the last '*' of a command ignored");
             try {
-                if (!b) ended = word(plain.assign(text_, c.from, c.to - c.from));
+                if (!b) ended = word(text.substr(c.from, c.to - c.from));
                 else if (b->extended) extended(b->blocks);
                 else ended = word(b->blocks.front());
             } catch (const Fault& f) {
@@ -716,6 +726,7 @@ private:
         const std::string& b = blocks.front();
         const std::string code = b.substr(0, 2);
         attrsCache_.valid = false;  // attributes and apertures change here only
+        selected_ = nullptr;
         // Transformations and new definitions change the symbols of draws and flashes.
         if (code == "LM" || code == "LR" || code == "LS" || code == "AD" || code == "AB") {
             strokeCache_.clear();
@@ -1079,9 +1090,9 @@ private:
     }
 
     // ---- word commands; true at the end of the file
-    bool word(const std::string& b) {
+    bool word(std::string_view b) {
         if (isComment(b)) {
-            commentAttribute(b);
+            commentAttribute(std::string(b));
             return false;
         }
         bool hasX = false, hasY = false, hasI = false, hasJ = false;
@@ -1093,7 +1104,7 @@ private:
             const size_t from = p;
             if (letter == 'G' || letter == 'D' || letter == 'M') {
                 while (p < b.size() && isDigit(b[p])) ++p;
-                if (p == from) fault("malformed command '" + b + "'");
+                if (p == from) fault("malformed command '" + std::string(b) + "'");
                 long long sum = 0;  // saturated like smallNumber
                 for (size_t k = from; k < p; ++k) sum = std::min(1000000000LL, sum * 10 + (b[k] - '0'));
                 const int n = static_cast<int>(sum);
@@ -1104,20 +1115,23 @@ private:
             } else if (letter == 'N' && from == 1) {  // sequence number
                 while (p < b.size() && isDigit(b[p])) ++p;
             } else if (letter == 'X' || letter == 'Y' || letter == 'I' || letter == 'J') {
-                while (p < b.size() && isNumberChar(b[p])) ++p;
-                const double v = coordinate(b.data() + from, p - from);
+                bool point = false;
+                for (; p < b.size() && isNumberChar(b[p]); ++p) point = point || b[p] == '.';
+                const double v = coordinate(b.data() + from, p - from, point);
                 if (letter == 'X') hasX = true, x = v;
                 if (letter == 'Y') hasY = true, y = v;
                 if (letter == 'I') hasI = true, i = v;
                 if (letter == 'J') hasJ = true, j = v;
             } else {
-                fault("unexpected '" + std::string(1, letter) + "' in command '" + b + "'");
+                fault("unexpected '" + std::string(1, letter) + "' in command '" + std::string(b) + "'");
             }
         }
         (void)hasI, (void)hasJ;
         if (d >= 10) {
-            if (!apertures_.count(d)) fault("unknown D code D" + std::to_string(d));
+            auto selected = apertures_.find(d);
+            if (selected == apertures_.end()) fault("unknown D code D" + std::to_string(d));
             aperture_ = d;
+            selected_ = &selected->second;
             return false;
         }
         const bool hasCoord = hasX || hasY || hasI || hasJ;
@@ -1138,7 +1152,7 @@ private:
         double nx = incremental_ ? curX_ + (hasX ? x : 0) : (hasX ? x : curX_);
         double ny = incremental_ ? curY_ + (hasY ? y : 0) : (hasY ? y : curY_);
         if (!(std::fabs(nx) <= kMaxImportCoordinate && std::fabs(ny) <= kMaxImportCoordinate))
-            checkRange(nx, ny, "the point of '" + b + "'");
+            checkRange(nx, ny, "the point of '" + std::string(b) + "'");
         if (d == 1) interpolate(nx, ny, i, j);
         else if (d == 2) move(nx, ny);
         else flash(nx, ny);
@@ -1173,14 +1187,14 @@ private:
 
     // Digits without a decimal point are read as a whole number: the
     // format's digits fit in a 64-bit integer, so no text is built per word.
-    double coordinate(const char* s, size_t n) {
+    double coordinate(const char* s, size_t n, bool point) {
         if (n == 0) fault("coordinate without digits");
         if (!formatSet_) fault("coordinate data before the format statement (FS)");
         if (!unitSet_) {
             warnOnce("no unit (MO) before the first coordinate: inches assumed");
             unitSet_ = true;
         }
-        if (std::memchr(s, '.', n)) return number(std::string(s, n)) * unit_;
+        if (point) return number(std::string_view(s, n)) * unit_;
         size_t p = 0;
         const bool minus = s[0] == '-';
         if (s[0] == '-' || s[0] == '+') ++p;
@@ -1202,7 +1216,8 @@ private:
     // ---- operations
     const Aperture& current() {
         if (aperture_ < 0) fault("draw or flash before any aperture is selected");
-        return apertures_.at(aperture_);
+        if (!selected_) selected_ = &apertures_.at(aperture_);
+        return *selected_;
     }
 
     // The attribute set of a feature made now, in the file's tables: the
@@ -1647,6 +1662,7 @@ private:
     std::map<int, Aperture> apertures_;
     std::map<std::string, Macro> macros_;
     int aperture_ = -1;
+    const Aperture* selected_ = nullptr;  // apertures_[aperture_] until a definition
     int interpolation_ = 1;
     int lastOperation_ = -1;
     bool multiQuadrant_ = false;

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -100,6 +101,10 @@ void checkBytes(const std::string& text, bool utf8);
 inline bool isDigit(char c) { return c >= '0' && c <= '9'; }
 // Characters of a number word: digits, sign, decimal point.
 inline bool isNumberChar(char c) { return isDigit(c) || c == '.' || c == '-' || c == '+'; }
+// A number written as digits with at most one decimal point and one leading
+// sign ("-0012.50", "+.5", "7."), read as the C library reads it; false for
+// any other text, and for a value a double cannot hold.
+bool plainDecimal(std::string_view s, double& value);
 // Faults naming `what` when a point lies outside the kernel's range.
 void checkRange(double x, double y, const std::string& what);
 

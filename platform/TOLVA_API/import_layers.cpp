@@ -2,10 +2,14 @@
 #include <algorithm>
 #include <atomic>
 #include <cctype>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <set>
+#include <system_error>
+#include <thread>
 #include <unordered_map>
 
 #include "TOLVA_Job.h"
@@ -90,6 +94,24 @@ void checkBytes(const std::string& text, bool utf8) {
             std::snprintf(hex, sizeof hex, "0x%02x", c);
             fault(std::string("unexpected byte ") + hex);
         }
+}
+
+bool plainDecimal(std::string_view s, double& value) {
+    size_t p = 0;
+    const bool minus = !s.empty() && s[0] == '-';
+    if (!s.empty() && (s[0] == '-' || s[0] == '+')) p = 1;
+    bool digits = false, point = false;
+    for (size_t k = p; k < s.size(); ++k) {
+        if (isDigit(s[k])) digits = true;
+        else if (s[k] == '.' && !point) point = true;
+        else return false;
+    }
+    if (!digits) return false;
+    double v = 0;
+    const std::from_chars_result r = std::from_chars(s.data() + p, s.data() + s.size(), v);
+    if (r.ec != std::errc() || r.ptr != s.data() + s.size()) return false;
+    value = minus ? -v : v;
+    return true;
 }
 
 void checkRange(double x, double y, const std::string& what) {
@@ -477,6 +499,37 @@ ParsedFile parseAny(const import_file& f) {
     return parsed;
 }
 
+// Every file read, on this thread and one more: a reader touches no job,
+// only its own text. A failure is the first failing file's, as when the
+// files are read one after the other.
+std::vector<ParsedFile> parseAll(const std::vector<import_file>& files) {
+    std::vector<ParsedFile> parsed(files.size());
+    std::vector<std::exception_ptr> failed(files.size());
+    std::atomic<size_t> next{0};
+    auto work = [&] {
+        for (size_t i = next++; i < files.size(); i = next++) {
+            try {
+                parsed[i] = parseAny(files[i]);
+            } catch (...) {
+                failed[i] = std::current_exception();
+            }
+        }
+    };
+    std::thread helper;
+    if (files.size() > 1 && std::thread::hardware_concurrency() > 1) {
+        try {
+            helper = std::thread(work);
+        } catch (const std::system_error&) {
+            // no thread to be had: this one reads them all
+        }
+    }
+    work();
+    if (helper.joinable()) helper.join();
+    for (const std::exception_ptr& f : failed)
+        if (f) std::rethrow_exception(f);
+    return parsed;
+}
+
 }  // namespace
 
 size_t set_import_budget(size_t bytes) { return DETAIL::importBudget.exchange(bytes); }
@@ -559,8 +612,7 @@ import_report import_excellon(const std::string& job, const std::string& step, c
 
 std::vector<import_report> import_job(const std::string& job, const std::vector<import_file>& files) {
     if (JOB::job_exists(job)) throw API::KernelText("job '" + job + "' exists already");
-    std::vector<ParsedFile> parsed;
-    for (const import_file& f : files) parsed.push_back(parseAny(f));
+    std::vector<ParsedFile> parsed = parseAll(files);
     JOB::create_job(job);
     std::vector<import_report> reports;
     try {
