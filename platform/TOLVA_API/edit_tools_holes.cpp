@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "checks_internal.h"
 #include "edit_tools_internal.h"
-#include "measure_geometry.h"
 
 namespace TOLVA {
 namespace KERNEL {
@@ -14,6 +14,9 @@ using namespace MEASURE_GEOM;
 using CHECKS::check_result;
 using CHECKS::location_kind;
 using CHECKS::severity;
+using CHECKS_IMPL::addFeature;
+using CHECKS_IMPL::newResult;
+using CHECKS_IMPL::setPoint;
 
 bool pad(const Feature& f) { return f.type == API::FT_PAD; }
 
@@ -44,18 +47,14 @@ long padUnder(const EditLayer& l, const Vec& centre) {
     return best;
 }
 
-check_result holeResult(const char* check, severity level, double value, double limit) {
-    check_result r;
-    r.check = check;
+// A result about hole `id` of the drill layer.
+check_result holeResult(const char* check, severity level, double value, double limit, const EditLayer& drill,
+                        uint32_t id) {
+    check_result r = newResult(check, drill.name, id);
     r.level = level;
     r.value = value;
     r.limit = limit;
     return r;
-}
-
-void addRef(check_result& r, const std::string& layer, long index) {
-    if (std::find(r.layers.begin(), r.layers.end(), layer) == r.layers.end()) r.layers.push_back(layer);
-    r.features.push_back({layer, static_cast<int>(index)});
 }
 
 void checkPositive(double v, const char* what) {
@@ -120,11 +119,10 @@ std::vector<CHECKS::check_result> align_holes(const str& job, const str& step, c
         }
         check_result r;
         auto failHere = [&](double value, double limit) {
-            r = holeResult("hole_not_aligned", severity::ERROR, value, limit);
-            r.location.kind = location_kind::POINT;
-            r.location.a = r.location.b = {centre.x, centre.y};
-            addRef(r, drill.name, id);
+            r = holeResult("hole_not_aligned", severity::ERROR, value, limit, drill, id);
+            setPoint(r, centre);
         };
+        auto addPad = [&](const PadFound& p) { addFeature(r, copper[p.layer].name, static_cast<uint32_t>(p.index)); };
         if (found.empty()) {
             failHere(0, tolerance_nm);
             out.push_back(std::move(r));
@@ -134,8 +132,8 @@ std::vector<CHECKS::check_result> align_holes(const str& job, const str& step, c
                                         [&](const PadFound& f) { return length(f.centre - found.front().centre) > 1; });
         if (apart != found.end()) {
             failHere(length(apart->centre - found.front().centre), 1);
-            addRef(r, copper[found.front().layer].name, found.front().index);
-            addRef(r, copper[apart->layer].name, apart->index);
+            addPad(found.front());
+            addPad(*apart);
             out.push_back(std::move(r));
             continue;
         }
@@ -144,16 +142,15 @@ std::vector<CHECKS::check_result> align_holes(const str& job, const str& step, c
         if (offset == 0) continue;
         if (offset > tolerance_nm) {
             failHere(offset, tolerance_nm);
-            addRef(r, copper[found.front().layer].name, found.front().index);
+            addPad(found.front());
             out.push_back(std::move(r));
             continue;
         }
-        r = holeResult("hole_aligned", severity::WARNING, offset, tolerance_nm);
+        r = holeResult("hole_aligned", severity::WARNING, offset, tolerance_nm, drill, id);
         r.location.kind = location_kind::POINTS;
         r.location.a = {centre.x, centre.y};
         r.location.b = {target.x, target.y};
-        addRef(r, drill.name, id);
-        addRef(r, copper[found.front().layer].name, found.front().index);
+        addPad(found.front());
         out.push_back(std::move(r));
         Piece moved;
         moved.p.f = hole;

@@ -52,26 +52,21 @@ void put(TokenWriter& w, const featureInfo& f) {
     std::apply([&](const auto&... member) { (put(w, member), ...); }, tie_members(f));
 }
 void put(TokenWriter& w, unsigned long long v) { w.integer(static_cast<long long>(v)); }
-void put(TokenWriter& w, const EDIT::edit_plan& p) {
-    put(w, p.layer);
-    put(w, p.serial);
-    put(w, p.remove);
-    put(w, p.add);
-    put(w, p.contours);
-    put(w, p.moved_from);
-    put(w, p.error);
-    put(w, p.source);
+// The members of a plan and of a transform, in order, for the journal.
+template <class P>
+auto planMembers(P& p) {
+    return std::tie(p.layer, p.serial, p.remove, p.add, p.contours, p.moved_from, p.error, p.source);
 }
-void put(TokenWriter& w, const EDIT::transform& t) {
-    put(w, t.angle_deg);
-    put(w, t.mirror_x);
-    put(w, t.mirror_y);
-    put(w, t.scale);
-    put(w, t.px);
-    put(w, t.py);
-    put(w, t.dx);
-    put(w, t.dy);
+template <class T>
+auto transformMembers(T& t) {
+    return std::tie(t.angle_deg, t.mirror_x, t.mirror_y, t.scale, t.px, t.py, t.dx, t.dy);
 }
+template <class... M>
+void putAll(TokenWriter& w, const std::tuple<M&...>& members) {
+    std::apply([&](const auto&... m) { (put(w, m), ...); }, members);
+}
+void put(TokenWriter& w, const EDIT::edit_plan& p) { putAll(w, planMembers(p)); }
+void put(TokenWriter& w, const EDIT::transform& t) { putAll(w, transformMembers(t)); }
 template <class T>
 void put(TokenWriter& w, const std::vector<T>& v) {
     w.integer(static_cast<long long>(v.size()));
@@ -136,26 +131,12 @@ void get(TokenReader& r, unsigned long long& v) {
     if (n < 0) fail("serial " + std::to_string(n) + " is negative");
     v = static_cast<unsigned long long>(n);
 }
-void get(TokenReader& r, EDIT::edit_plan& p) {
-    get(r, p.layer);
-    get(r, p.serial);
-    get(r, p.remove);
-    get(r, p.add);
-    get(r, p.contours);
-    get(r, p.moved_from);
-    get(r, p.error);
-    get(r, p.source);
+template <class... M>
+void getAll(TokenReader& r, const std::tuple<M&...>& members) {
+    std::apply([&](auto&... m) { (get(r, m), ...); }, members);
 }
-void get(TokenReader& r, EDIT::transform& t) {
-    get(r, t.angle_deg);
-    get(r, t.mirror_x);
-    get(r, t.mirror_y);
-    get(r, t.scale);
-    get(r, t.px);
-    get(r, t.py);
-    get(r, t.dx);
-    get(r, t.dy);
-}
+void get(TokenReader& r, EDIT::edit_plan& p) { getAll(r, planMembers(p)); }
+void get(TokenReader& r, EDIT::transform& t) { getAll(r, transformMembers(t)); }
 template <class T>
 void get(TokenReader& r, std::vector<T>& v) {
     size_t n = getCount(r);
