@@ -209,8 +209,8 @@ TOLVA_API_EXPORT int transform_selected(const str& job, const str& step, const s
 
 // ---- holes ----------------------------------------------------------------------
 
-// Moves each hole (a positive pad of drill_layer; `holes` gives their
-// indices, empty for the selected pads of the layer) onto the centre of the
+// Moves each hole (a pad of drill_layer; `holes` gives their indices, each
+// of which must be a pad, or is empty for the selected pads of the layer) onto the centre of the
 // copper pad it sits on: on each copper layer, the positive pad whose
 // outline holds the hole's centre (the nearest centre when several do). A
 // layer with no such pad does not count; with pads on several layers,
@@ -237,9 +237,10 @@ TOLVA_API_EXPORT std::vector<CHECKS::check_result> align_holes(
 
 // Resizes holes: every pad of drill_layer whose diameter (the smaller side
 // of its symbol times the pad's scale) is within 1 nm of the `first` of a
-// pair gets a symbol of its shape with the `second` diameter (rounded to the
-// nearest 0.1 um, registered in the layer when missing); its scale becomes
-// 1. The first matching pair counts. With selected_only, only selected
+// pair gets a symbol of its shape with the `second` diameter: a round or
+// square one that size, other shapes with every size scaled by second /
+// diameter (sizes rounded to the nearest 0.1 um; the symbol is registered
+// in the layer when missing); its scale becomes 1. The first matching pair counts. With selected_only, only selected
 // pads. Returns how many changed; one undo step if any did. Diameters must
 // be finite and positive.
 TOLVA_API_EXPORT int resize_holes(const str& job, const str& step, const str& drill_layer,
