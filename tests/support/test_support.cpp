@@ -136,6 +136,13 @@ void ScopedJob::addLine(const std::string& layer, double x1, double y1, double x
            TOLVA::API::GreateLineString(x1, y1, x2, y2, symbolIndex(m_name, layer, symbol), TOLVA::API::POL_POSITIVE, 0));
 }
 
+void ScopedJob::addArc(const std::string& layer, double xs, double ys, double xe, double ye, double xc, double yc,
+                       const std::string& symbol, bool clockwise) const {
+    addOne(m_name, layer,
+           TOLVA::API::GreateArcString(xs, ys, xe, ye, xc, yc, symbolIndex(m_name, layer, symbol),
+                                       TOLVA::API::POL_POSITIVE, 0, clockwise));
+}
+
 ScopedJob::~ScopedJob() {
     try {
         TOLVA::JOB::delete_job(m_name);

@@ -101,6 +101,8 @@ public:
     void addPad(const std::string& layer, double x, double y, const std::string& symbol, bool positive = true) const;
     // Adds a line of `symbol` to `layer`.
     void addLine(const std::string& layer, double x1, double y1, double x2, double y2, const std::string& symbol) const;
+    void addArc(const std::string& layer, double xs, double ys, double xe, double ye, double xc, double yc,
+                const std::string& symbol, bool clockwise) const;
 
 private:
     std::string m_name;

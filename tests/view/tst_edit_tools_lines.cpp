@@ -1,0 +1,276 @@
+// The line edit, pull and rotate tools and the typed transform, driven by
+// requests, mouse and keys on a small job in the real kernel: what a gesture
+// leaves pending, what Enter makes of it, and that joined traces stay joined.
+#include <cmath>
+#include <map>
+#include <utility>
+
+#include "ViewTool/LineEditTool.h"
+#include "ViewTool/PullTool.h"
+#include "ViewTool/RotateTool.h"
+#include "view_tool_fixture.h"
+
+using namespace TOLVA::GRAPHIC;
+namespace API = TOLVA::API;
+
+namespace {
+
+constexpr qint32 kUndo = 20001618;
+constexpr qint32 kMoveEnd = 20000211, kMoveEndAlone = 20001404, kSplit = 20000213, kJoin = 20000216,
+                 kArcToLine = 20000240;
+constexpr qint32 kPullPlain = 20000219, kTypedPullPlain = 20000221, kTypedPull45 = 20000222, kCommitPull = 20000260;
+constexpr qint32 kTransform = 20000271, kDelete = 20000206;
+constexpr double kPixelSlack = 1e5;  // two pixels of the 200-pixel view of a 10 mm board
+
+QPointF start(const API::featureInfo& f) { return {f.xs, f.ys}; }
+QPointF end(const API::featureInfo& f) { return {f.xe, f.ye}; }
+
+// How often each end point occurs among the lines: a connected open trace
+// has exactly two points that occur once.
+std::map<std::pair<double, double>, int> endCounts(const std::vector<API::featureInfo>& lines) {
+    std::map<std::pair<double, double>, int> counts;
+    for (const API::featureInfo& f : lines) {
+        ++counts[{f.xs, f.ys}];
+        ++counts[{f.xe, f.ye}];
+    }
+    return counts;
+}
+
+std::vector<std::pair<double, double>> looseEnds(const std::vector<API::featureInfo>& lines) {
+    std::vector<std::pair<double, double>> loose;
+    for (const auto& point : endCounts(lines))
+        if (point.second == 1) loose.push_back(point.first);
+    return loose;
+}
+
+double directionDegrees(const API::featureInfo& f) { return std::atan2(f.ye - f.ys, f.xe - f.xs) * 180 / M_PI; }
+
+class LineToolsTest : public viewtools::ViewToolTest {
+protected:
+    LineToolsTest() : ViewToolTest("line_tools_job") {}
+};
+
+// ---- line edit ------------------------------------------------------------
+
+TEST_F(LineToolsTest, AMovedEndWaitsForEnterAndTakesTheJoinedLineAlong) {
+    job.addLine("top", 2e6, 2e6, 5e6, 2e6, "r100");
+    job.addLine("top", 5e6, 2e6, 5e6, 6e6, "r100");
+    const auto before = records("top");
+    send(kMoveEnd);
+    ASSERT_NE(dynamic_cast<LineEditTool*>(view->currentTool()), nullptr);
+    drag(pixel(5e6, 2e6), pixel(6e6, 3e6));
+    EXPECT_EQ(records("top"), before) << "nothing is made before Enter";
+    ASSERT_NE(view->editShape(0), nullptr) << "the moved line is outlined";
+    key(Qt::Key_Enter);
+    const auto after = features("top");
+    ASSERT_EQ(after.size(), 2u);
+    EXPECT_EQ(start(after[0]), QPointF(2e6, 2e6));
+    EXPECT_NEAR(after[0].xe, 6e6, kPixelSlack);
+    EXPECT_NEAR(after[0].ye, 3e6, kPixelSlack);
+    EXPECT_EQ(end(after[0]), start(after[1])) << "the joined line follows the moved end";
+    EXPECT_EQ(end(after[1]), QPointF(5e6, 6e6));
+    EXPECT_EQ(view->editShape(0), nullptr);
+    send(kUndo);
+    EXPECT_EQ(records("top"), before);
+}
+
+TEST_F(LineToolsTest, AnEndMovedAloneLeavesItsNeighbourAndEscapeDropsAPendingMove) {
+    job.addLine("top", 2e6, 2e6, 5e6, 2e6, "r100");
+    job.addLine("top", 5e6, 2e6, 5e6, 6e6, "r100");
+    send(kMoveEndAlone);
+    drag(pixel(5e6, 2e6), pixel(6e6, 3e6));
+    key(Qt::Key_Escape);
+    EXPECT_EQ(view->editShape(0), nullptr);
+    key(Qt::Key_Enter);
+    EXPECT_EQ(end(features("top")[0]), QPointF(5e6, 2e6)) << "Escape dropped the move";
+
+    drag(pixel(5e6, 2e6), pixel(6e6, 3e6));
+    key(Qt::Key_Enter);
+    const auto after = features("top");
+    EXPECT_NEAR(after[0].xe, 6e6, kPixelSlack);
+    EXPECT_EQ(start(after[1]), QPointF(5e6, 2e6));
+}
+
+TEST_F(LineToolsTest, SplitJoinAndArcToLineByClicks) {
+    job.addLine("top", 1e6, 5e6, 9e6, 5e6, "r100");
+    send(kSplit);
+    click(pixel(5e6, 5e6));
+    key(Qt::Key_Enter);
+    auto lines = features("top");
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(end(lines[0]), start(lines[1]));
+    EXPECT_NEAR(lines[0].xe, 5e6, kPixelSlack);
+    EXPECT_EQ(lines[0].ye, 5e6) << "the split point lies on the line";
+    EXPECT_EQ(end(lines[1]), QPointF(9e6, 5e6));
+
+    send(kJoin);
+    click(pixel(3e6, 5e6));
+    click(pixel(7e6, 5e6));
+    key(Qt::Key_Enter);
+    lines = features("top");
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(start(lines[0]), QPointF(1e6, 5e6));
+    EXPECT_EQ(end(lines[0]), QPointF(9e6, 5e6));
+
+    job.addArc("top", 4e6, 7e6, 6e6, 7e6, 5e6, 7e6, "r100", true);  // over the top, through (5, 8) mm
+    send(kArcToLine);
+    click(pixel(5e6, 8e6));
+    key(Qt::Key_Enter);
+    lines = features("top");
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_EQ(lines[1].type, API::FT_LINE);
+    EXPECT_EQ(start(lines[1]), QPointF(4e6, 7e6));
+    EXPECT_EQ(end(lines[1]), QPointF(6e6, 7e6));
+}
+
+TEST_F(LineToolsTest, JoiningLinesThatDoNotMeetIsRefusedAndChangesNothing) {
+    job.addLine("top", 1e6, 5e6, 3e6, 5e6, "r100");
+    job.addLine("top", 6e6, 5e6, 9e6, 5e6, "r100");
+    const auto before = records("top");
+    send(kJoin);
+    click(pixel(2e6, 5e6));
+    click(pixel(7e6, 5e6));
+    auto* tool = dynamic_cast<LineEditTool*>(view->currentTool());
+    ASSERT_NE(tool, nullptr);
+    ASSERT_TRUE(tool->pendingPlan());
+    EXPECT_FALSE(tool->pendingPlan()->error.empty());
+    key(Qt::Key_Enter);
+    EXPECT_EQ(records("top"), before);
+}
+
+// ---- pull -----------------------------------------------------------------
+
+TEST_F(LineToolsTest, ADraggedPullStretchesBothNeighboursOnEnter) {
+    job.addLine("top", 2e6, 1e6, 2e6, 3e6, "r100");
+    job.addLine("top", 2e6, 3e6, 6e6, 3e6, "r100");
+    job.addLine("top", 6e6, 3e6, 6e6, 1e6, "r100");
+    const auto before = records("top");
+    send(kPullPlain);
+    ASSERT_NE(dynamic_cast<PullTool*>(view->currentTool()), nullptr);
+    drag(pixel(4e6, 3e6), pixel(4e6, 4e6));
+    EXPECT_EQ(records("top"), before);
+    key(Qt::Key_Enter);
+    const auto after = features("top");
+    ASSERT_EQ(after.size(), 3u);
+    EXPECT_NEAR(after[1].ys, 4e6, kPixelSlack);
+    EXPECT_EQ(after[1].ys, after[1].ye) << "pulled straight sideways";
+    EXPECT_EQ(after[1].xs, 2e6);
+    EXPECT_EQ(end(after[0]), start(after[1]));
+    EXPECT_EQ(end(after[1]), start(after[2]));
+    EXPECT_EQ(start(after[0]), QPointF(2e6, 1e6));
+    EXPECT_EQ(end(after[2]), QPointF(6e6, 1e6));
+    send(kUndo);
+    EXPECT_EQ(records("top"), before);
+}
+
+TEST_F(LineToolsTest, ATypedPullOfTheSelectedLineIsExactAndPositiveToItsLeft) {
+    job.addLine("top", 2e6, 1e6, 2e6, 3e6, "r100");
+    job.addLine("top", 2e6, 3e6, 6e6, 3e6, "r100");
+    job.addLine("top", 6e6, 3e6, 6e6, 1e6, "r100");
+    select("top", 1);
+    send(kPullPlain);
+    send(kTypedPullPlain, {{QStringLiteral("Offset"), 1e6}});
+    EXPECT_EQ(features("top")[1].ys, 3e6) << "a typed pull also waits";
+    send(kCommitPull);
+    const auto after = features("top");
+    EXPECT_EQ(start(after[1]), QPointF(2e6, 4e6));
+    EXPECT_EQ(end(after[1]), QPointF(6e6, 4e6));
+    EXPECT_EQ(end(after[0]), QPointF(2e6, 4e6));
+    EXPECT_EQ(start(after[2]), QPointF(6e6, 4e6));
+}
+
+TEST_F(LineToolsTest, APullWith45DegreeCornersOfAStraightTraceKeepsItConnectedAtMultiplesOf45) {
+    job.addLine("top", 1e6, 3e6, 3e6, 3e6, "r100");
+    job.addLine("top", 3e6, 3e6, 6e6, 3e6, "r100");
+    job.addLine("top", 6e6, 3e6, 8e6, 3e6, "r100");
+    select("top", 1);
+    send(kPullPlain);
+    send(kTypedPull45, {{QStringLiteral("Offset"), 1e6}});
+    send(kCommitPull);
+    const auto after = features("top");
+    ASSERT_GT(after.size(), 3u) << "diagonals were put in";
+    const auto loose = looseEnds(after);
+    ASSERT_EQ(loose.size(), 2u);
+    EXPECT_EQ(loose[0], std::make_pair(1e6, 3e6));
+    EXPECT_EQ(loose[1], std::make_pair(8e6, 3e6));
+    for (const API::featureInfo& f : after) {
+        const double d = directionDegrees(f);
+        EXPECT_NEAR(d, 45 * std::round(d / 45), 1e-3) << f.record;
+    }
+    bool pulled = false;
+    for (const API::featureInfo& f : after) pulled = pulled || (f.ys == 4e6 && f.ye == 4e6);
+    EXPECT_TRUE(pulled) << "the pulled segment runs 1 mm to the left";
+}
+
+TEST_F(LineToolsTest, SwitchingToolsInTheMiddleOfAPullLeavesNoOutlineAndNoEdit) {
+    job.addLine("top", 2e6, 3e6, 6e6, 3e6, "r100");
+    const auto before = records("top");
+    send(kPullPlain);
+    mouse(QEvent::MouseButtonPress, pixel(4e6, 3e6));
+    mouse(QEvent::MouseMove, pixel(4e6, 5e6));
+    ASSERT_NE(view->editShape(0), nullptr);
+    send(kDelete);
+    flushDeletes();
+    EXPECT_EQ(view->editShape(0), nullptr);
+    mouse(QEvent::MouseButtonRelease, pixel(4e6, 5e6));
+    EXPECT_EQ(records("top"), before);
+}
+
+// ---- transforms -----------------------------------------------------------
+
+TEST_F(LineToolsTest, TypedTransformsTurnAndMirrorTheSelectionExactly) {
+    struct Case {
+        const char* what;
+        QVariantMap data;
+        QPointF lineStart, lineEnd;
+        const char* arcDirection;
+    };
+    const Case cases[] = {
+        {"a quarter turn about a typed point",
+         {{"Angle", 90}, {"PivotX", 5e6}, {"PivotY", 5e6}},
+         {5e6, 6e6},
+         {5e6, 8e6},
+         "CCW"},
+        {"a mirror in x about the selection's centre flips the arc",
+         {{"MirrorX", true}},
+         {8e6, 5e6},
+         {6e6, 5e6},
+         "CW"},
+        {"a half turn then a move", {{"Angle", 180}, {"PivotX", 5e6}, {"PivotY", 5e6}, {"Dx", 1e6}}, {5e6, 5e6}, {3e6, 5e6}, "CCW"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        job.addLine("top", 6e6, 5e6, 8e6, 5e6, "r100");
+        job.addArc("top", 6e6, 5e6, 8e6, 5e6, 7e6, 5e6, "r100", false);
+        select("top", 0);
+        select("top", 1);
+        send(kTransform, c.data);
+        const auto after = features("top");
+        ASSERT_EQ(after.size(), 2u);
+        EXPECT_EQ(start(after[0]), c.lineStart);
+        EXPECT_EQ(end(after[0]), c.lineEnd);
+        EXPECT_EQ(after[1].direction, c.arcDirection);
+        send(kUndo);
+        API::clear_selected_features(m_jobName, testsupport::ScopedJob::kStep, "top");
+        TOLVA::API::select_features(m_jobName, testsupport::ScopedJob::kStep, "top");
+        TOLVA::API::delete_selected_features(m_jobName, testsupport::ScopedJob::kStep, {"top"});
+    }
+}
+
+TEST_F(LineToolsTest, TheRotateToolTurnsTheSelectionByTheSweptWholeDegrees) {
+    job.addLine("top", 4e6, 5e6, 6e6, 5e6, "r100");
+    select("top", 0);
+    send(kTransform, {{QStringLiteral("Interactive"), true}});
+    auto* tool = dynamic_cast<RotateTool*>(view->currentTool());
+    ASSERT_NE(tool, nullptr);
+    EXPECT_EQ(tool->getType(), 29);
+    EXPECT_EQ(tool->pivot(), QPointF(5e6, 5e6)) << "the selection's centre";
+    drag(pixel(8e6, 5e6), pixel(5e6, 8e6));
+    const auto after = features("top");
+    EXPECT_EQ(start(after[0]), QPointF(5e6, 4e6));
+    EXPECT_EQ(end(after[0]), QPointF(5e6, 6e6));
+    send(kUndo);
+    EXPECT_EQ(start(features("top")[0]), QPointF(4e6, 5e6));
+}
+
+}  // namespace
