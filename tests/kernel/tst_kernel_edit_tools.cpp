@@ -213,10 +213,44 @@ TEST_F(EditTools, ArcsOfOneCircleJoinInTheirDirection) {
     const int a = arc(1000, 0, 0, 1000, 0, 0, false), b = arc(0, 1000, -1000, 0, 0, 0, false);
     const int c = arc(0, 1000, -1000, 0, 0, 0, true);
     EXPECT_NE(EDIT::plan_join(kJob, "pcb", "top", a, c).error, "");
-    apply(EDIT::plan_join(kJob, "pcb", "top", b, a));
+    EXPECT_EQ(apply(EDIT::plan_join(kJob, "pcb", "top", b, a)), (std::vector<int>{0})) << "b closes up onto a's index";
+    ASSERT_EQ(count(), 2);
     EXPECT_EQ(startOf(a), (Pt{1000, 0}));
     EXPECT_EQ(endOf(a), (Pt{-1000, 0}));
     EXPECT_EQ(centreOf(a), (Pt{0, 0}));
+}
+
+TEST_F(EditTools, AMalformedPlanIsRefusedWholeAndAGoodOneReportsItsIndices) {
+    const int a = line(0, 0, 1000, 0), b = line(1000, 0, 2000, 0);
+    line(5000, 0, 6000, 0);
+    const EDIT::edit_plan good = EDIT::plan_split(kJob, "pcb", "top", b, {1500, 0});
+    std::vector<EDIT::edit_plan> bad(6, good);
+    bad[0].contours.pop_back();                       // lists of different lengths
+    bad[1].remove = {b, a};                           // not ascending
+    bad[2].moved_from[0] = a;                         // replaces a feature it does not take out
+    bad[3].remove = {7};                              // no such feature
+    bad[4].add[1].symbol = "x12";                     // no such symbol
+    bad[5].add[0].type = 9;
+    const auto before = kt::snapshot(kJob);
+    for (const EDIT::edit_plan& p : bad) EXPECT_THROW(EDIT::apply_plan(kJob, "pcb", p), API::KernelText);
+    EXPECT_EQ(kt::snapshot(kJob), before);
+    // Taking out a feature before the one replaced closes the indices up.
+    EDIT::edit_plan p = good;
+    p.remove = {a, b};
+    EXPECT_EQ(EDIT::apply_plan(kJob, "pcb", p), (std::vector<int>{0, 2}));
+    ASSERT_EQ(count(), 3);
+    EXPECT_EQ(endOf(0), (Pt{1500, 0}));
+    EXPECT_EQ(startOf(1), (Pt{5000, 0}));
+    EXPECT_EQ(startOf(2), (Pt{1500, 0}));
+    // A symbol the layer lacks is registered for the edit, and its undo takes it back.
+    EDIT::edit_plan wide = EDIT::plan_arc_to_line(kJob, "pcb", "top", arc(0, 1000, 1000, 0, 0, 0, true));
+    wide.add[0].symbol = "r333";
+    apply(wide);
+    EXPECT_EQ(feature(3).symbol, "r333");
+    ASSERT_TRUE(API::undo_last_edit(kJob));
+    int index = -1;
+    API::create_new_symbol(kJob, "pcb", "top", "r444", index);
+    EXPECT_EQ(index, 2) << "r333 is gone: the next symbol takes its place";
 }
 
 TEST_F(EditTools, ANewArcRadiusMovesTheCentreAlongTheChordsBisector) {
