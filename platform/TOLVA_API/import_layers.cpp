@@ -6,7 +6,9 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <condition_variable>
 #include <exception>
+#include <mutex>
 #include <set>
 #include <system_error>
 #include <thread>
@@ -499,36 +501,80 @@ ParsedFile parseAny(const import_file& f) {
     return parsed;
 }
 
-// Every file read, on this thread and one more: a reader touches no job,
-// only its own text. A failure is the first failing file's, as when the
-// files are read one after the other.
-std::vector<ParsedFile> parseAll(const std::vector<import_file>& files) {
-    std::vector<ParsedFile> parsed(files.size());
-    std::vector<std::exception_ptr> failed(files.size());
-    std::atomic<size_t> next{0};
-    auto work = [&] {
-        for (size_t i = next++; i < files.size(); i = next++) {
+// The files of a job read on the calling thread and one more, while the
+// calling thread stores them in file order as they come: a reader touches
+// no job, only its own text, so the reading of one file overlaps the storing
+// of the one before.
+class Readings {
+public:
+    explicit Readings(const std::vector<import_file>& files)
+        : m_files(files), m_parsed(files.size()), m_failed(files.size()), m_done(files.size(), false) {
+        if (files.size() > 1 && std::thread::hardware_concurrency() > 1) {
             try {
-                parsed[i] = parseAny(files[i]);
-            } catch (...) {
-                failed[i] = std::current_exception();
+                m_helper = std::thread([this] {
+                    while (readOne()) {
+                    }
+                });
+            } catch (const std::system_error&) {
+                // no thread to be had: the calling thread reads them all
             }
         }
-    };
-    std::thread helper;
-    if (files.size() > 1 && std::thread::hardware_concurrency() > 1) {
-        try {
-            helper = std::thread(work);
-        } catch (const std::system_error&) {
-            // no thread to be had: this one reads them all
-        }
     }
-    work();
-    if (helper.joinable()) helper.join();
-    for (const std::exception_ptr& f : failed)
-        if (f) std::rethrow_exception(f);
-    return parsed;
-}
+    ~Readings() {
+        stop();
+        if (m_helper.joinable()) m_helper.join();
+    }
+
+    // File i, read; its reader's failure is thrown.
+    ParsedFile& await(size_t i) {
+        while (!isDone(i)) {
+            if (readOne()) continue;
+            std::unique_lock<std::mutex> lock(m_mutex);
+            m_changed.wait(lock, [&] { return bool(m_done[i]); });
+        }
+        if (m_failed[i]) std::rethrow_exception(m_failed[i]);
+        return m_parsed[i];
+    }
+    // Throws the failure of the first file in order that cannot be read, if
+    // any: reading fails an import before storing does, as when every file
+    // was read before the first was stored.
+    void throwFirstFailure() {
+        for (size_t i = 0; i < m_files.size(); ++i) await(i);
+    }
+    // No more files are started.
+    void stop() { m_next = m_files.size(); }
+
+private:
+    bool isDone(size_t i) {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_done[i];
+    }
+    // Reads the next file nobody has started; false when none is left.
+    bool readOne() {
+        const size_t i = m_next++;
+        if (i >= m_files.size()) return false;
+        try {
+            m_parsed[i] = parseAny(m_files[i]);
+        } catch (...) {
+            m_failed[i] = std::current_exception();
+        }
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            m_done[i] = true;
+        }
+        m_changed.notify_all();
+        return true;
+    }
+
+    const std::vector<import_file>& m_files;
+    std::vector<ParsedFile> m_parsed;
+    std::vector<std::exception_ptr> m_failed;
+    std::vector<bool> m_done;  // guarded by m_mutex
+    std::atomic<size_t> m_next{0};
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::thread m_helper;  // last: it starts once the rest is in place
+};
 
 }  // namespace
 
@@ -612,8 +658,13 @@ import_report import_excellon(const std::string& job, const std::string& step, c
 
 std::vector<import_report> import_job(const std::string& job, const std::vector<import_file>& files) {
     if (JOB::job_exists(job)) throw API::KernelText("job '" + job + "' exists already");
-    std::vector<ParsedFile> parsed = parseAll(files);
-    JOB::create_job(job);
+    Readings readings(files);
+    try {
+        JOB::create_job(job);
+    } catch (...) {
+        readings.throwFirstFailure();
+        throw;
+    }
     std::vector<import_report> reports;
     try {
         JOB::create_step(job, "pcb");
@@ -621,10 +672,16 @@ std::vector<import_report> import_job(const std::string& job, const std::vector<
         const ParsedFile* outline = nullptr;
         size_t outlineReport = 0;
         for (size_t i = 0; i < files.size(); ++i) {
+            ParsedFile& parsed = readings.await(i);
             const std::string layer = uniqueLayerName(layer_name_for(files[i].name), taken);
-            reports.push_back(importInto(job, "pcb", layer, parsed[i], parsed[i].report.format == "gerber" ? "gerber" : "excellon"));
+            try {
+                reports.push_back(importInto(job, "pcb", layer, parsed, parsed.report.format == "gerber" ? "gerber" : "excellon"));
+            } catch (...) {
+                readings.throwFirstFailure();
+                throw;
+            }
             if (reports.back().outline && !outline) {
-                outline = &parsed[i];
+                outline = &parsed;
                 outlineReport = i;
             }
         }
@@ -636,6 +693,7 @@ std::vector<import_report> import_job(const std::string& job, const std::vector<
             else reports[outlineReport].warnings.push_back("the outline layer holds no closed outline: no profile set");
         }
     } catch (...) {
+        readings.stop();
         JOB::delete_job(job);
         throw;
     }
