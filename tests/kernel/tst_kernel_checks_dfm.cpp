@@ -634,6 +634,18 @@ TEST(Nets, ShortOpenHolesAndAntipads) {
     EXPECT_THROW(CHECKS::net_of(kJob, kStep, kCopper, kDrills, "top", 99), API::KernelText);
 }
 
+TEST(Nets, HolesJoinOnlyTheBoardsCopperLayers) {
+    freshBoard();
+    JOB::add_layer(kJob, "doc", "misc", "signal", "positive");
+    pad("top", 0, 0, "r200", net("A"));
+    pad("drill", 0, 0, "r100", {{".drill", "via"}});
+    pad("doc", 0, 0, "r200", net("A"));   // a drawing, not the board
+    pad("mask", 0, 0, "r200", net("A"));  // a board layer, not copper
+    const API::str_list layers{"top", "doc", "mask"};
+    EXPECT_EQ(refs(CHECKS::net_of(kJob, kStep, layers, kDrills, "top", 0)),
+              (std::vector<std::string>{"top:0", "drill:0"}));
+}
+
 TEST(Nets, TheAntipadAloneKeepsTheViaOffThePlane) {
     freshBoard();
     surface("inner", {box(-1e6, -1e6, 1e6, 1e6)}, net("GND"));

@@ -177,6 +177,22 @@ TEST_F(Repair, PadsGrowForTheirRingWhereTheClearanceAllows) {
     EXPECT_EQ(left, (std::vector<int>{2, 4, 5, 6}));
 }
 
+TEST_F(Repair, ASquarePadTurned45DegreesGrowsAlongItsOwnSides) {
+    // 50 um off the centre in x and in y: 70.7 um along one of the pad's
+    // own axes, so the ring there is 500 - 70.7 - 150 um, and the side
+    // that gives 400 um is 2 * (70.7 + 150 + 400) um, rounded up.
+    API::AddFeatures(kJob, "pcb", {"drill"}, {{"drill", {pad("drill", 2.05e6, 2.05e6, "r300")}}}, {});
+    API::AddFeatures(kJob, "pcb", {"top"}, {{"top", {pad("top", 2e6, 2e6, "s1000", 45)}}}, {});
+    const std::vector<check_result> r = REPAIR::enlarge_pads_for_ring(kJob, "pcb", "drill", {"top"}, 400 * kUm, 100 * kUm);
+    ASSERT_EQ(r.size(), 1u);
+    EXPECT_EQ(r[0].check, "ring_repaired");
+    EXPECT_NEAR(r[0].value, (350 - 50 * std::sqrt(2.0)) * kUm, 1);
+    API::featureInfo info;
+    ASSERT_TRUE(API::get_featureinfo_by_index(kJob, "pcb", "top", 0, info));
+    EXPECT_EQ(info.symbol, "s1241.5");
+    EXPECT_EQ(info.angle, 45);
+}
+
 TEST_F(Repair, APadEnlargedFirstCountsEnlargedForItsNeighbour) {
     // Pads 580 um apart: one grown to r500 keeps 130 um to the other, both
     // grown would keep only 80.

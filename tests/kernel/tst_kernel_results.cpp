@@ -84,10 +84,17 @@ TEST_F(Results, SetsAreKeptPerStepAndNameAndSurviveSaveAndLoad) {
     EXPECT_EQ(RESULTS::result_sets(kJob, "pcb"), (API::str_list{"analysis", "dfm"}));
     EXPECT_TRUE(RESULTS::get_results(kJob, "pcb", "none").empty());
 
+    check_result hole;  // a result at one point
+    hole.check = "min_drill";
+    hole.location.kind = CHECKS::location_kind::POINT;
+    hole.location.a = {5, -6};
+    RESULTS::set_results(kJob, "panel", "drills", {hole});
+
     JOB::save_job(kJob, dir.string());
     const std::string text = saved();
     JOB::delete_job(kJob);
     ASSERT_EQ(JOB::load_job(dir.string()), kJob);
+    expectSame(RESULTS::get_results(kJob, "panel", "drills"), {hole});
     EXPECT_EQ(RESULTS::result_sets(kJob, "pcb"), (API::str_list{"analysis", "dfm"}));
     expectSame(RESULTS::get_results(kJob, "pcb", "analysis"), sampleResults());
     EXPECT_TRUE(RESULTS::get_results(kJob, "pcb", "dfm").empty());
@@ -168,6 +175,7 @@ TEST_F(Results, CorruptResultLinesAreRefusedWithTheirLine) {
         {"count beyond the file", replaceFirst("", "").replace(at, 21, "results \"analysis\" 99999999\n")},
         {"set twice", good.substr(0, third) + good.substr(at, third - at) + good.substr(third)},
         {"kind 3", replaceFirst(" 123456 1 ", " 123456 3 ")},
+        {"a feature naming no layer", replaceFirst("\"top\" 7 ", "\"\" 7 ")},
     };
     JOB::delete_job(kJob);
     for (const Case& c : cases) {
