@@ -6,13 +6,25 @@
 // kernel holds per feature after the import, from the allocator's own
 // figures) and ms_per_36k_features (the iteration's time scaled to 36,000
 // features).
+//
+// BM_SnapshotVsGerbv runs the whole application for a snapshot of the board
+// and gerbv's export of the same files at the same window size, one after
+// the other in each iteration, so that both meet the same load of a shared
+// machine; ratio_to_gerbv is the application's time over gerbv's.
 #include <benchmark/benchmark.h>
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <malloc.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -30,21 +42,26 @@ constexpr int kWidth = 1920;
 constexpr int kHeight = 1080;
 const char* const kJob = "bench_import";
 
-// The board's Gerber (.grb) and Excellon (.exc) files, sorted by name.
+// The names of the board's Gerber (.grb) and Excellon (.exc) files, sorted.
+std::vector<std::string> boardNames() {
+    std::vector<std::string> names;
+    DIR* d = opendir(kBoardDir);
+    if (!d) return names;
+    while (dirent* e = readdir(d)) {
+        const std::string n = e->d_name;
+        if (n.size() > 4 && (n.compare(n.size() - 4, 4, ".grb") == 0 || n.compare(n.size() - 4, 4, ".exc") == 0))
+            names.push_back(n);
+    }
+    closedir(d);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// The board's files with their text.
 const std::vector<IMPORT::import_file>& boardFiles() {
     static const std::vector<IMPORT::import_file> files = [] {
         std::vector<IMPORT::import_file> out;
-        DIR* d = opendir(kBoardDir);
-        if (!d) return out;
-        std::vector<std::string> names;
-        while (dirent* e = readdir(d)) {
-            const std::string n = e->d_name;
-            if (n.size() > 4 && (n.compare(n.size() - 4, 4, ".grb") == 0 || n.compare(n.size() - 4, 4, ".exc") == 0))
-                names.push_back(n);
-        }
-        closedir(d);
-        std::sort(names.begin(), names.end());
-        for (const std::string& n : names) {
+        for (const std::string& n : boardNames()) {
             std::ifstream in(std::string(kBoardDir) + "/" + n, std::ios::binary);
             std::ostringstream text;
             text << in.rdbuf();
@@ -136,8 +153,80 @@ void BM_ImportAndRender(benchmark::State& state) {
     report(state, features, seconds, bytes);
 }
 
+// Seconds that `argv` took from its start to its exit, its output dropped;
+// negative when it could not be started or failed.
+double runProgram(const std::vector<std::string>& argv) {
+    std::vector<char*> args;
+    for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+    args.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    const auto t0 = std::chrono::steady_clock::now();
+    pid_t pid = 0;
+    const int started = posix_spawnp(&pid, args[0], &actions, nullptr, args.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (started != 0) return -1;
+    int status = 0;
+    if (waitpid(pid, &status, 0) != pid || !WIFEXITED(status) || WEXITSTATUS(status) != 0) return -1;
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+}
+
+// The application built beside this benchmark.
+std::string hostProgram() {
+    char self[PATH_MAX];
+    const ssize_t n = readlink("/proc/self/exe", self, sizeof self - 1);
+    if (n <= 0) return std::string();
+    std::string dir(self, static_cast<size_t>(n));
+    dir.erase(dir.find_last_of('/') + 1);
+    return access((dir + "tolva_host").c_str(), X_OK) == 0 ? dir + "tolva_host" : std::string();
+}
+
+void BM_SnapshotVsGerbv(benchmark::State& state) {
+    if (!haveBoard(state)) return;
+    const std::string host = hostProgram();
+    if (host.empty()) {
+        state.SkipWithError("tolva_host is not built beside the benchmark");
+        return;
+    }
+    char dir[] = "/tmp/bench_snapshotXXXXXX";
+    if (!mkdtemp(dir)) {
+        state.SkipWithError("no temporary folder");
+        return;
+    }
+    const std::string size = std::to_string(kWidth) + "x" + std::to_string(kHeight);
+    std::vector<std::string> files;
+    for (const std::string& n : boardNames()) files.push_back(std::string(kBoardDir) + "/" + n);
+    std::vector<std::string> snapshot{host};
+    snapshot.insert(snapshot.end(), files.begin(), files.end());
+    for (const char* a : {"--snapshot", "", "--size", ""}) snapshot.push_back(a);
+    snapshot[snapshot.size() - 3] = std::string(dir) + "/host.png";
+    snapshot.back() = size;
+    std::vector<std::string> gerbv{"gerbv", "-x", "png", "-o", std::string(dir) + "/gerbv.png", "--window=" + size};
+    gerbv.insert(gerbv.end(), files.begin(), files.end());
+    double hostSeconds = 0, gerbvSeconds = 0;
+    for (auto _ : state) {
+        const double h = runProgram(snapshot);
+        const double g = runProgram(gerbv);
+        if (h < 0 || g < 0) {
+            state.SkipWithError(h < 0 ? "the snapshot run failed" : "gerbv failed or is not installed");
+            break;
+        }
+        hostSeconds += h;
+        gerbvSeconds += g;
+    }
+    for (const char* f : {"/host.png", "/gerbv.png"}) std::remove((std::string(dir) + f).c_str());
+    rmdir(dir);
+    const double runs = std::max<double>(1, double(state.iterations()));
+    state.counters["snapshot_ms"] = hostSeconds * 1e3 / runs;
+    state.counters["gerbv_ms"] = gerbvSeconds * 1e3 / runs;
+    state.counters["ratio_to_gerbv"] = gerbvSeconds > 0 ? hostSeconds / gerbvSeconds : 0.0;
+}
+
 BENCHMARK(BM_ImportBoard)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_ImportAndRender)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_SnapshotVsGerbv)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 }  // namespace
 
