@@ -29,7 +29,7 @@ constexpr int bit(int type) { return 1 << type; }
 constexpr int kAnyKind = bit(API::FT_LINE) | bit(API::FT_PAD) | bit(API::FT_ARC) | bit(API::FT_SURFACE) | bit(API::FT_TEXT);
 constexpr int kSymbolKinds = bit(API::FT_LINE) | bit(API::FT_PAD) | bit(API::FT_ARC);
 
-enum class Entry { Delete, Move, Copy, LineEdit, Pull, ChangeSymbol, ChangeText, Attributes };
+enum class Entry { Delete, Move, Copy, LineEdit, Pull, ChangeSymbol, ChangeText, Attributes, FilterAttributes };
 struct MenuRow {
     const char* text;
     int kinds;
@@ -45,6 +45,7 @@ constexpr MenuRow kRows[] = {
     {"Change Symbol...", kSymbolKinds, Entry::ChangeSymbol},
     {"Change Text...", bit(API::FT_TEXT), Entry::ChangeText},
     {"Attributes...", kAnyKind, Entry::Attributes},
+    {"Filter by Attributes", kAnyKind, Entry::FilterAttributes},
 };
 
 // The layers a click picks from: the edit layers first, then the shown ones.
@@ -98,6 +99,7 @@ void EditTool::openMenuFor(const PickedFeature& feature, const QPoint& globalPos
             case Entry::Attributes:
                 m_view->forwardAttributePointInfo(PluginNames::MenuBarEdit, kAttributeForward, f.layer, f.info);
                 break;
+            case Entry::FilterAttributes: m_view->forwardFilterAttributePointInfo(f.layer, f.info); break;
             }
         });
     }

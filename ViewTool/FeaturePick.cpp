@@ -19,7 +19,16 @@ API::reply_box toReplyBox(const QRectF& box) {
             truncToInt(std::ceil(box.bottom()))};
 }
 
+// Texts are drawn as strokes, so the box of a click between them meets
+// none: a click inside a text's box within this many pixels of a stroke
+// picks the text.
+constexpr int kTextReachPixels = 40;
+
 double extentArea(const API::featureInfo& f) { return std::abs((f.xmax - f.xmin) * (f.ymax - f.ymin)); }
+
+bool insideExtent(const API::featureInfo& f, const QPointF& at) {
+    return at.x() >= f.xmin && at.x() <= f.xmax && at.y() >= f.ymin && at.y() <= f.ymax;
+}
 
 // The layer's features meeting `box`; a layer the job does not have is
 // logged and counts as empty, so that the other layers still count.
@@ -47,20 +56,26 @@ std::vector<std::string> featureEditLayers(const ViewWidget& view) {
 std::optional<PickedFeature> pickFeature(ViewWidget& view, const QPoint& pixel, const std::vector<std::string>& layers) {
     const int radius = std::max(ViewWidget::kClickBoxRadius, UIAPI::getSnapSize(view.host()));
     const QRectF box = view.clickBox(pixel, radius);
+    const QRectF textBox = view.clickBox(pixel, std::max(radius, kTextReachPixels));
+    const double reach = std::max(box.width(), box.height()) / 2;
     if (box.isEmpty() || view.jobName().isEmpty()) return std::nullopt;
     const QPointF at = view.toBoard(pixel);
     const std::string job = view.jobName().toStdString(), step = view.stepName().toStdString();
     std::optional<PickedFeature> best;
     double bestDistance = 0, bestArea = 0;
     for (const std::string& layer : layers) {
-        for (API::featureInfo& f : featuresMeeting(view, layer, box)) {
+        for (API::featureInfo& f : featuresMeeting(view, layer, textBox)) {
+            const bool text = f.type == API::FT_TEXT;
+            if (text ? !insideExtent(f, at) : !box.intersects(QRectF(QPointF(f.xmin, f.ymin), QPointF(f.xmax, f.ymax))))
+                continue;
             double d = 0;
             try {
-                d = MEASURE::point_distance(job, step, {layer, f.index}, at.x(), at.y()).distance;
+                if (!text) d = MEASURE::point_distance(job, step, {layer, f.index}, at.x(), at.y()).distance;
             } catch (...) {
                 logFailure(__FILE__, __LINE__, describeFailure(std::current_exception()).text);
                 continue;
             }
+            if (d > reach) continue;  // its box is near, the feature is not
             const double area = extentArea(f);
             if (best && (d > bestDistance || (d == bestDistance && area >= bestArea))) continue;
             bestDistance = d;

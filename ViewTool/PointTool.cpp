@@ -29,7 +29,7 @@ PointTool::PointTool(ViewWidget* view) : EditingTool(view, POINT_TOOL, kPrefix, 
 PointTool::~PointTool() {
     if (m_filtered) {
         m_filtered->removeEventFilter(this);
-        if (m_crossShown) m_view->clear_current_cross_point();
+        if (m_shownCross && m_view->crossPoint() == *m_shownCross) m_view->clear_current_cross_point();
     }
 }
 
@@ -53,7 +53,7 @@ bool PointTool::eventFilter(QObject* watched, QEvent* event) {
 
 void PointTool::showCross(const QPointF& point) {
     m_view->setCrossPoint(point);
-    m_crossShown = true;
+    m_shownCross = point;
     m_view->update();
 }
 

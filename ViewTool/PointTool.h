@@ -48,7 +48,7 @@ private:
     QPointer<QWidget> m_filtered;
     qint32 m_request = kPointCode;
     std::optional<QPointF> m_reference;
-    bool m_crossShown = false;  // the view's cross marker is this tool's
+    std::optional<QPointF> m_shownCross;  // where this tool last put the view's cross marker
 };
 
 }  // namespace GRAPHIC

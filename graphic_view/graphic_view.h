@@ -108,6 +108,7 @@ public:
     void forwardChangeTextPointInfo(const std::string& layer, const API::featureInfo& feature);
     void forwardAttributePointInfo(const QString& receiver, qint32 code, const std::string& layer,
                                    const API::featureInfo& feature);
+    void forwardFilterAttributePointInfo(const std::string& layer, const API::featureInfo& feature);
     // The selected features of the work and affected layers (empty on a kernel failure).
     LayerFeatures selectedEditFeatures();
     // The symbol the draw-symbol tool draws with ("symbol" of request 50).

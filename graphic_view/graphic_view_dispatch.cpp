@@ -365,7 +365,9 @@ void ViewWidget::forwardChangeTextPointInfo(const QString& text, bool positive) 
 //   symbol data: the feature keys and "symbol", its symbol name;
 //   text data: the feature keys, "text" and "polarity" ("POS" or "NEG");
 //   feature attributes: the feature keys and "attributes", a map of
-//     attribute name to value.
+//     attribute name to value;
+//   filter attributes: "AttributeType", the feature's attribute names
+//     joined by commas, and the keys of the feature attributes.
 namespace {
 QVariantMap featureKeys(const std::string& layer, const API::featureInfo& f) {
     return {{QStringLiteral("layer"), QString::fromStdString(layer)},
@@ -382,6 +384,15 @@ QVariantMap twoPointData(const QPointF& from, const QPointF& to) {
     data.insert(QStringLiteral("from_y"), from.y());
     data.insert(QStringLiteral("dx"), to.x() - from.x());
     data.insert(QStringLiteral("dy"), to.y() - from.y());
+    return data;
+}
+
+QVariantMap attributeData(const std::string& layer, const API::featureInfo& feature) {
+    QVariantMap attributes;
+    for (const auto& a : feature.attributes)
+        attributes.insert(QString::fromStdString(a.first), QString::fromStdString(a.second));
+    QVariantMap data = featureKeys(layer, feature);
+    data.insert(QStringLiteral("attributes"), attributes);
     return data;
 }
 
@@ -422,12 +433,15 @@ void ViewWidget::forwardChangeTextPointInfo(const std::string& layer, const API:
 
 void ViewWidget::forwardAttributePointInfo(const QString& receiver, qint32 code, const std::string& layer,
                                            const API::featureInfo& feature) {
-    QVariantMap attributes;
-    for (const auto& a : feature.attributes)
-        attributes.insert(QString::fromStdString(a.first), QString::fromStdString(a.second));
-    QVariantMap data = featureKeys(layer, feature);
-    data.insert(QStringLiteral("attributes"), attributes);
-    sendTo(receiver, code, data);
+    sendTo(receiver, code, attributeData(layer, feature));
+}
+
+void ViewWidget::forwardFilterAttributePointInfo(const std::string& layer, const API::featureInfo& feature) {
+    QStringList names;
+    for (const auto& a : feature.attributes) names << QString::fromStdString(a.first);
+    QVariantMap data = attributeData(layer, feature);
+    data.insert(QStringLiteral("AttributeType"), names.join(QLatin1Char(',')));
+    sendTo(PluginNames::MenuBarActions, 20000060, data);
 }
 
 ViewWidget::LayerFeatures ViewWidget::selectedEditFeatures() {

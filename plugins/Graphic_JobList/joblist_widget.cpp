@@ -1,5 +1,7 @@
 #include "joblist_widget.h"
 
+#include "attribute_editor.h"
+
 #include <glog/logging.h>
 
 #include <QStringList>
@@ -170,7 +172,16 @@ void JobListWidget::receive(const PluginMetaData& msg) {
     else if (code == 20001630) LOG(INFO) << "JOBLIST: request relayed by the view from " << msg.sender.toStdString();
     else if (isHoleRequest(code)) LOG(INFO) << "JOBLIST: hole request " << code << " (" << text(msg.data) << ")";
     else if (isDelete(code)) deleteFeatures(msg);
+    else if (code == kEditAttributes) editAttributes(msg);
     else LOG(INFO) << "JOBLIST: code " << code << " from " << msg.sender.toStdString() << " ignored";
+}
+
+// A picked feature's attributes, relayed by the edit menu from the view:
+// the editor opens without waiting and writes on OK.
+void JobListWidget::editAttributes(const PluginMetaData& msg) {
+    if (!jobOpen(msg)) return;
+    auto* editor = new AttributeEditor(this, m_where, msg.data);
+    editor->open();
 }
 
 bool JobListWidget::jobOpen(const PluginMetaData& msg) const {

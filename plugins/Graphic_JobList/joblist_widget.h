@@ -67,6 +67,8 @@ private:
     bool readInput(const PluginMetaData& msg, bool points, RequestInput& in) const;
     void withdraw(qint32 code);
     void deleteFeatures(const PluginMetaData& msg);
+    void editAttributes(const PluginMetaData& msg);
+    static constexpr qint32 kEditAttributes = 20001807;
     void relayStepBox(const PluginMetaData& msg);
     void takeReferenceAnswer(const PluginMetaData& msg);
     bool jobOpen(const PluginMetaData& msg) const;

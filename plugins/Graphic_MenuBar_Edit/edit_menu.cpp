@@ -7,10 +7,15 @@
 #include <QAction>
 #include <QLabel>
 #include <QVBoxLayout>
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 
 #include "PluginNames.h"
+#include "TOLVA_API.h"
+#include "TOLVA_Attributes.h"
+#include "TOLVA_Edit.h"
+#include "TOLVA_Job.h"
 #include "UIAPICommon.h"
 #include "plugin_widgets.h"
 
@@ -61,6 +66,82 @@ const Forward* forwardOf(qint32 code) {
     return nullptr;
 }
 
+// ---- edits of picked features and the tools that pick them ---------------------
+// The view forwards a feature with "layer", "index", "record" (the stored
+// feature string: a feature whose record changed since the pick is left
+// alone), "type", "x", "y", and per forward "symbol", "text" and "polarity",
+// "attributes", or, for a substitution, "features" (a list of such maps)
+// and the point "x", "y" (graphic_view_dispatch.cpp documents the keys).
+namespace featureedit {
+
+constexpr qint32 kMovePoint = 20001803;
+constexpr qint32 kCopyPoint = 20001805;
+constexpr qint32 kChangeSymbol = 20001811;
+constexpr qint32 kChangeText = 20001812;
+constexpr qint32 kSubstitute = 20001814;
+constexpr qint32 kAttributes = 20001807;
+constexpr qint32 kRedraw = 20000417;
+
+// The menu entries that open a view tool: (object name, text, request, data).
+struct ToolEntry {
+    const char* name;
+    const char* text;
+    qint32 request;
+    const char* mode;  // draw-symbol mode, or null
+};
+const ToolEntry kToolEntries[] = {
+    {"deleteFeatures", "Delete Features", 20000206, nullptr},
+    {"editFeature", "Edit Feature", 20000254, nullptr},
+    {"drawPad", "Draw Pads...", 50, "pad"},
+    {"drawLine", "Draw Lines...", 50, "line"},
+    {"drawSurface", "Draw Surface", 50, "surface"},
+    {"moveToPoint", "Move to Point", kMovePoint, nullptr},
+    {"copyToPoint", "Copy to Point", kCopyPoint, nullptr},
+    {"substitute", "Substitute by Symbol...", kSubstitute, nullptr},
+};
+
+// A picked feature as the view describes it.
+struct Picked {
+    std::string layer;
+    int index = -1;
+    std::string record;
+};
+
+bool readPicked(const QVariantMap& data, Picked& out) {
+    bool ok = false;
+    out.layer = data.value(QStringLiteral("layer")).toString().toStdString();
+    out.index = data.value(QStringLiteral("index")).toInt(&ok);
+    out.record = data.value(QStringLiteral("record")).toString().toStdString();
+    return ok && !out.layer.empty() && out.index >= 0 && !out.record.empty();
+}
+
+// The kernel's record of the picked feature, if it is still the one picked.
+bool stillThere(const BoundJob& job, const Picked& picked, TOLVA::API::featureInfo& out) {
+    return TOLVA::API::get_featureinfo_by_index(job.job.toStdString(), job.step.toStdString(), picked.layer,
+                                                picked.index, out) &&
+           out.record == picked.record;
+}
+
+// A plan that puts `add` in place of `replaced` (or, with replaced -1, adds
+// it) and takes `remove` out: one undo step, journalled.
+void applyOnePlan(const BoundJob& job, const std::string& layer, std::vector<int> remove,
+                  const TOLVA::API::featureInfo& add, int replaced) {
+    namespace EDIT = TOLVA::EDIT;
+    const std::string j = job.job.toStdString(), st = job.step.toStdString();
+    EDIT::edit_plan plan;
+    plan.layer = layer;
+    plan.serial = TOLVA::JOB::edit_serial(j);
+    std::sort(remove.begin(), remove.end());
+    plan.remove = remove;
+    plan.add = {add};
+    plan.contours = {{}};
+    plan.moved_from = {replaced};
+    if (TOLVA::DB::get_SaveFlag()) TOLVA::DB::apply_plan_db_save(j, st, plan);
+    EDIT::apply_plan(j, st, plan);
+}
+
+}  // namespace featureedit
+
 class EditMenu : public QWidget, public PluginEndpoint {
 public:
     explicit EditMenu(QWidget* host)
@@ -80,16 +161,19 @@ public:
         addMenuAction(this, "repeat", tr("Repeat..."), [this] { askRepeat(); });
         addMenuAction(this, "moveByOffset", tr("Move by Offset..."), [this] { askOffset(false); });
         addMenuAction(this, "copyByOffset", tr("Copy by Offset..."), [this] { askOffset(true); });
+        for (const featureedit::ToolEntry& entry : featureedit::kToolEntries)
+            addMenuAction(this, entry.name, tr(entry.text), [this, &entry] { openTool(entry); });
     }
 
 protected:
     void receive(const PluginMetaData& msg) override {
-        if (msg.msgType == BoundJob::kCode) return;
+        if (m_job.take(msg)) return;
         const Forward* forward = forwardOf(msg.msgType);
         const QString what = forward ? tr(forward->what) : tr("unexpected");
         m_log->add(msg, what);
         m_last->setText(what + QStringLiteral(": ") + (forward && forward->isPoint ? pointText(msg.data)
                                                                                      : describeData(msg.data)));
+        actOnForward(msg);
     }
 
 private:
@@ -129,8 +213,139 @@ private:
                                  });
     }
 
+    // ---- edits of picked features ----------------------------------------------
+
+    void openTool(const featureedit::ToolEntry& entry) {
+        if (!entry.mode) return send(PluginNames::GraphicView, entry.request);
+        if (QLatin1String(entry.mode) == QLatin1String("surface"))
+            return send(PluginNames::GraphicView, entry.request, {{QStringLiteral("mode"), entry.mode}});
+        auto* dialog = new FormDialog(this, QStringLiteral("drawSymbolDialog"), tr(entry.text));
+        dialog->addChoice(QStringLiteral("symbol"), tr("Symbol"), {m_symbol}, true);
+        dialog->addChoice(QStringLiteral("polarity"), tr("Polarity"), {QStringLiteral("POS"), QStringLiteral("NEG")});
+        dialog->present([this, &entry](const FormDialog& form) {
+            m_symbol = form.choiceText(QStringLiteral("symbol")).trimmed();
+            send(PluginNames::GraphicView, entry.request,
+                 {{QStringLiteral("symbol"), m_symbol},
+                  {QStringLiteral("mode"), entry.mode},
+                  {QStringLiteral("polarity"), form.choiceText(QStringLiteral("polarity"))}});
+        });
+    }
+
+    void actOnForward(const PluginMetaData& msg) {
+        using namespace featureedit;
+        switch (msg.msgType) {
+        case kMovePoint:
+        case kCopyPoint: return offsetToPoint(msg);
+        case kChangeSymbol: return askSymbol(msg.data);
+        case kChangeText: return askText(msg.data);
+        case kSubstitute: return askSubstitute(msg.data);
+        case kAttributes: return send(PluginNames::JobList, kAttributes, msg.data);  // its attribute editor
+        default: return;
+        }
+    }
+
+    // The view's move or copy by the two picked points.
+    void offsetToPoint(const PluginMetaData& msg) {
+        double dx = 0, dy = 0;
+        if (!readNumber(msg.data, QStringLiteral("dx"), dx) || !readNumber(msg.data, QStringLiteral("dy"), dy)) return;
+        send(PluginNames::GraphicView, msg.msgType == featureedit::kMovePoint ? kMoveByOffset : kCopyByOffset,
+             {{QStringLiteral("dx"), dx}, {QStringLiteral("dy"), dy}});
+    }
+
+    // Runs a kernel edit of a picked feature that must still be there; says
+    // why not in the panel otherwise, and has the view redraw after it.
+    template <class Edit>
+    void editPicked(const QVariantMap& data, const char* what, Edit&& edit) {
+        featureedit::Picked picked;
+        if (!featureedit::readPicked(data, picked)) return refuse(tr("%1: the message names no feature").arg(tr(what)));
+        if (!m_job.isOpen()) return refuse(tr("%1: no job is open").arg(tr(what)));
+        bool done = false;
+        kernelCall(pluginName(), what, [&] {
+            TOLVA::API::featureInfo now;
+            if (!featureedit::stillThere(m_job, picked, now)) return;
+            edit(picked, now);
+            done = true;
+        });
+        if (!done) return refuse(tr("%1: the feature has changed since it was picked, or the edit failed").arg(tr(what)));
+        send(PluginNames::GraphicView, featureedit::kRedraw);
+    }
+
+    void refuse(const QString& text) {
+        LOG(WARNING) << "Graphic_MenuBar_Edit: " << text.toStdString();
+        m_last->setText(text);
+    }
+
+    void askSymbol(const QVariantMap& data) {
+        auto* dialog = new FormDialog(this, QStringLiteral("changeSymbolDialog"), tr("Change Symbol"));
+        dialog->addChoice(QStringLiteral("symbol"), tr("Symbol"), {data.value(QStringLiteral("symbol")).toString()}, true);
+        dialog->present([this, data](const FormDialog& form) {
+            const std::string symbol = form.choiceText(QStringLiteral("symbol")).trimmed().toStdString();
+            editPicked(data, "Change Symbol", [&](const featureedit::Picked& p, const TOLVA::API::featureInfo&) {
+                const std::string job = m_job.job.toStdString(), step = m_job.step.toStdString();
+                if (TOLVA::DB::get_SaveFlag()) TOLVA::DB::change_feature_symbol_db_save(job, step, p.layer, p.index, symbol);
+                TOLVA::ATTRIBUTES::change_feature_symbol(job, step, p.layer, p.index, symbol);
+            });
+        });
+    }
+
+    void askText(const QVariantMap& data) {
+        auto* dialog = new FormDialog(this, QStringLiteral("changeTextDialog"), tr("Change Text"));
+        dialog->addChoice(QStringLiteral("text"), tr("Text"), {data.value(QStringLiteral("text")).toString()}, true);
+        const bool negative = data.value(QStringLiteral("polarity")).toString() == QLatin1String("NEG");
+        dialog->addChoice(QStringLiteral("polarity"), tr("Polarity"),
+                          negative ? QStringList{QStringLiteral("NEG"), QStringLiteral("POS")}
+                                   : QStringList{QStringLiteral("POS"), QStringLiteral("NEG")});
+        dialog->present([this, data](const FormDialog& form) {
+            const std::string text = form.choiceText(QStringLiteral("text")).toStdString();
+            const bool positive = form.choiceText(QStringLiteral("polarity")) != QLatin1String("NEG");
+            editPicked(data, "Change Text", [&](const featureedit::Picked& p, const TOLVA::API::featureInfo& now) {
+                TOLVA::API::featureInfo changed = now;
+                changed.text = text;
+                changed.polarity = positive ? TOLVA::API::POL_POSITIVE : TOLVA::API::POL_NEGATIVE;
+                changed.index = -1;
+                changed.record.clear();
+                featureedit::applyOnePlan(m_job, p.layer, {p.index}, changed, p.index);
+            });
+        });
+    }
+
+    // The features of one layer give way to one pad of the symbol at the
+    // point, positive, with no attributes: one edit.
+    void askSubstitute(const QVariantMap& data) {
+        auto* dialog = new FormDialog(this, QStringLiteral("substituteDialog"), tr("Substitute by Symbol"));
+        dialog->addChoice(QStringLiteral("symbol"), tr("Symbol"), {m_symbol}, true);
+        dialog->present([this, data](const FormDialog& form) {
+            const std::string symbol = form.choiceText(QStringLiteral("symbol")).trimmed().toStdString();
+            double x = 0, y = 0;
+            const QVariantList features = data.value(QStringLiteral("features")).toList();
+            if (!readNumber(data, QStringLiteral("x"), x) || !readNumber(data, QStringLiteral("y"), y) || features.isEmpty())
+                return refuse(tr("Substitute by Symbol: the message names no point or no feature"));
+            std::vector<int> remove;
+            featureedit::Picked first;
+            for (const QVariant& entry : features) {
+                featureedit::Picked p;
+                if (!featureedit::readPicked(entry.toMap(), p) || (!remove.empty() && p.layer != first.layer))
+                    return refuse(tr("Substitute by Symbol: the features must be of one layer"));
+                if (remove.empty()) first = p;
+                remove.push_back(p.index);
+            }
+            editPicked(features.front().toMap(), "Substitute by Symbol",
+                       [&](const featureedit::Picked& p, const TOLVA::API::featureInfo&) {
+                           TOLVA::API::featureInfo pad;
+                           pad.type = TOLVA::API::FT_PAD;
+                           pad.xs = x;
+                           pad.ys = y;
+                           pad.symbol = symbol;
+                           pad.layer = p.layer;
+                           featureedit::applyOnePlan(m_job, p.layer, remove, pad, -1);
+                       });
+        });
+    }
+
     QLabel* m_last;
     MessageLog* m_log;
+    BoundJob m_job;
+    QString m_symbol = QStringLiteral("r254");
 };
 
 }  // namespace

@@ -8,7 +8,11 @@
 #include <QAction>
 #include <QActionGroup>
 #include <QComboBox>
+#include <QIcon>
 #include <QLabel>
+#include <QLineEdit>
+#include <QPainter>
+#include <QPixmap>
 #include <QToolBar>
 #include <algorithm>
 #include <vector>
@@ -29,7 +33,55 @@ struct ToolButton {
     // The view switches this tool off when it is asked for again, so a
     // second click releases the button; the select modes only re-configure.
     bool secondClickReleases;
+    // Feature-edit tools: the draw-symbol mode sent as "mode" (with the
+    // symbol of the tool bar's symbol field), a shortcut shown in the
+    // tooltip, and the button's icon.
+    const char* drawMode = nullptr;
+    const char* shortcut = nullptr;
+    void (*icon)(QPainter&, const QRectF&) = nullptr;
 };
+
+// Icons of the feature-edit buttons, drawn on a small transparent square.
+namespace icons {
+void deleteCross(QPainter& p, const QRectF& r) {
+    p.setPen(QPen(QColor(220, 40, 40), 3, Qt::SolidLine, Qt::RoundCap));
+    p.drawLine(r.topLeft(), r.bottomRight());
+    p.drawLine(r.topRight(), r.bottomLeft());
+}
+void pad(QPainter& p, const QRectF& r) {
+    p.setBrush(QColor(0, 170, 230));
+    p.setPen(Qt::NoPen);
+    p.drawEllipse(r.adjusted(3, 3, -3, -3));
+}
+void line(QPainter& p, const QRectF& r) {
+    p.setPen(QPen(QColor(0, 170, 230), 4, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+    p.drawPolyline(QPolygonF({r.bottomLeft(), QPointF(r.center().x(), r.top()), r.bottomRight()}));
+}
+void surface(QPainter& p, const QRectF& r) {
+    p.setBrush(QColor(0, 170, 230));
+    p.setPen(QPen(QColor(0, 90, 140), 1));
+    p.drawPolygon(QPolygonF({r.bottomLeft(), r.topLeft() + QPointF(4, 0), r.topRight(), r.bottomRight() - QPointF(6, 0)}));
+}
+void editArrow(QPainter& p, const QRectF& r) {
+    p.setPen(QPen(Qt::darkGray, 2));
+    p.setBrush(Qt::white);
+    p.drawPolygon(QPolygonF({r.topLeft(), r.topLeft() + QPointF(0, r.height() * 0.8),
+                             r.topLeft() + QPointF(r.width() * 0.3, r.height() * 0.6), r.topLeft() + QPointF(r.width() * 0.6, r.height() * 0.6)}));
+    p.setPen(QPen(QColor(0, 170, 230), 2));
+    p.drawLine(r.center(), r.bottomRight());
+}
+void moveArrows(QPainter& p, const QRectF& r) {
+    p.setPen(QPen(Qt::darkGray, 2, Qt::SolidLine, Qt::RoundCap));
+    p.drawLine(QPointF(r.left(), r.center().y()), QPointF(r.right(), r.center().y()));
+    p.drawLine(QPointF(r.center().x(), r.top()), QPointF(r.center().x(), r.bottom()));
+}
+void copySquares(QPainter& p, const QRectF& r) {
+    p.setPen(QPen(Qt::darkGray, 2));
+    p.setBrush(Qt::NoBrush);
+    p.drawRect(r.adjusted(0, 0, -r.width() * 0.35, -r.height() * 0.35));
+    p.drawRect(r.adjusted(r.width() * 0.35, r.height() * 0.35, 0, 0));
+}
+}  // namespace icons
 
 // The view's context menu sends 20000247 for "Measure"; the view itself
 // reads that code as a contour answer, so the tool bar asks for the ruler
@@ -49,6 +101,14 @@ const std::vector<ToolButton>& toolButtons() {
         {"Measure Center to Center", "measureCenter", 20000232, {20000232}, true},
         {"Measure Along", "measureAlong", 20000233, {20000233}, true},
         {"Measure Angle", "measureAngle", 20000234, {20000234}, true},
+        // ---- feature-edit tools: text, name, request, pressed by, releases, mode, shortcut, icon ----
+        {"Delete Features", "deleteFeatures", 20000206, {20000206}, true, nullptr, "Del", icons::deleteCross},
+        {"Edit Feature", "editFeature", 20000254, {20000254}, false, nullptr, "E", icons::editArrow},
+        {"Move", "moveFeatures", 20000207, {20000207}, true, nullptr, "M", icons::moveArrows},
+        {"Copy", "copyFeatures", 20000208, {20000208}, true, nullptr, "C", icons::copySquares},
+        {"Draw Pads", "drawPad", 50, {}, false, "pad", "P", icons::pad},
+        {"Draw Lines", "drawLine", 50, {}, false, "line", "L", icons::line},
+        {"Draw Surface", "drawSurface", 50, {}, false, "surface", "S", icons::surface},
     };
     return buttons;
 }
@@ -81,11 +141,13 @@ public:
           PluginEndpoint(PluginNames::ToolbarEdit, host),
           m_group(new QActionGroup(this)),
           m_snap(new QComboBox(this)),
-          m_status(new QLabel(this)) {
+          m_status(new QLabel(this)),
+          m_symbol(new QLineEdit(this)) {
         setObjectName(QStringLiteral("Graphic_Toolbar_Edit"));
         setProperty("tolvaToolBarArea", QStringLiteral("top"));
         m_group->setExclusionPolicy(QActionGroup::ExclusionPolicy::ExclusiveOptional);
         for (const ToolButton& button : toolButtons()) addToolButton(button);
+        addSymbolField();
         addSeparator();
         buildSnapChoice();
         addSnapGridSwitch();
@@ -113,6 +175,7 @@ private:
         action->setObjectName(QLatin1String(button.name));
         action->setCheckable(true);
         action->setData(int(&button - toolButtons().data()));
+        decorate(action, button);
         m_group->addAction(action);
         connect(action, &QAction::triggered, this, [this, action](bool pressed) {
             if (!pressed && !entryOf(action).secondClickReleases) action->setChecked(true);
@@ -162,7 +225,38 @@ private:
         return nullptr;
     }
 
-    void requestTool(const QAction* action) { send(PluginNames::GraphicView, entryOf(action).request); }
+    void requestTool(const QAction* action) {
+        const ToolButton& button = entryOf(action);
+        QVariantMap data;
+        if (button.drawMode)
+            data = {{QStringLiteral("mode"), button.drawMode}, {QStringLiteral("symbol"), m_symbol->text().trimmed()}};
+        send(PluginNames::GraphicView, button.request, data);
+    }
+
+    // A drawn icon and a tooltip that names the shortcut.
+    static void decorate(QAction* action, const ToolButton& button) {
+        if (button.icon) {
+            QPixmap pixmap(kIconPixels, kIconPixels);
+            pixmap.fill(Qt::transparent);
+            QPainter painter(&pixmap);
+            painter.setRenderHint(QPainter::Antialiasing);
+            button.icon(painter, QRectF(3, 3, kIconPixels - 6, kIconPixels - 6));
+            painter.end();
+            action->setIcon(QIcon(pixmap));
+        }
+        if (button.shortcut) {
+            action->setShortcut(QKeySequence(QLatin1String(button.shortcut)));
+            action->setToolTip(QStringLiteral("%1 (%2)").arg(action->text(), QLatin1String(button.shortcut)));
+        }
+    }
+
+    void addSymbolField() {
+        m_symbol->setObjectName(QStringLiteral("drawSymbol"));
+        m_symbol->setText(QStringLiteral("r254"));
+        m_symbol->setToolTip(tr("Symbol the draw tools use (r, s, rect, oval, donut_r; micrometres)"));
+        m_symbol->setMaximumWidth(kSymbolFieldWidth);
+        addWidget(m_symbol);
+    }
 
     void releaseAll() {
         if (QAction* pressed = m_group->checkedAction()) pressed->setChecked(false);
@@ -178,6 +272,9 @@ private:
     QActionGroup* m_group;
     QComboBox* m_snap;
     QLabel* m_status;
+    QLineEdit* m_symbol;
+    static constexpr int kIconPixels = 24;
+    static constexpr int kSymbolFieldWidth = 110;
 };
 
 }  // namespace

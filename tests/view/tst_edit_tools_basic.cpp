@@ -86,6 +86,11 @@ protected:
         ASSERT_EQ(after.size(), before.size());
         for (size_t i = 0; i < before.size(); ++i) EXPECT_EQ(after[i].record, before[i].record) << i;
     }
+    int symbolOn(const std::string& symbol) {
+        int index = -1;
+        API::create_new_symbol(kJob, ScopedJob::kStep, "top", symbol, index);
+        return index;
+    }
     void flushDeletes() { QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); }
 
     ScopedJob job{kJob, 1e7, 1e7, {"top", "bot"}};
@@ -307,6 +312,24 @@ TEST_F(EditToolsTest, PointToolAnswersMoveWithBothPointsAndTheDisplacement) {
     EXPECT_DOUBLE_EQ(sent[0].data["dy"].toDouble(), b.y() - a.y());
 }
 
+TEST_F(EditToolsTest, PointRequestAnswersEachClickAndAMarkerPlacedByRequestOutlivesTheTool) {
+    MessageRecorder messages;
+    send(PointTool::kPointCode);
+    const QPoint at = pixel(3e6, 4e6);
+    click(at);
+    click(at);
+    const auto sent = messages.withCode(PointTool::kPointCode);
+    ASSERT_EQ(sent.size(), 2u);
+    EXPECT_EQ(QPointF(sent[1].data["x"].toDouble(), sent[1].data["y"].toDouble()), view->toBoard(at));
+    std::vector<API::point> marker{{1000, 2000}};
+    PluginMetaData centre(PluginNames::JobList, PluginNames::GraphicView, 20001822);
+    centre.payload = &marker;
+    recMsgFromManager(view, &centre);
+    send(20000202);
+    flushDeletes();
+    EXPECT_EQ(view->crossPoint(), QPointF(1000, 2000));
+}
+
 TEST_F(EditToolsTest, SubstitutePointCarriesTheSelectedFeatures) {
     job.addPad("top", 2e6, 2e6, "r100");
     job.addPad("top", 4e6, 2e6, "r100");
@@ -324,7 +347,9 @@ TEST_F(EditToolsTest, SubstitutePointCarriesTheSelectedFeatures) {
 }
 
 TEST_F(EditToolsTest, EditToolMenuOffersTheKindsEditsAndForwardsTheFeature) {
-    job.addPad("top", 5e6, 5e6, "r300");
+    API::AddFeature(kJob, ScopedJob::kStep, {"top"},
+                    {{"top", API::GreatePadString(5e6, 5e6, symbolOn("r300"), API::POL_POSITIVE, 0, 0, 1)}},
+                    {{".net", "GND"}, {".comp", "U2"}}, false);
     send(20000254);
     auto* tool = dynamic_cast<EditTool*>(view->currentTool());
     ASSERT_NE(tool, nullptr);
@@ -339,12 +364,22 @@ TEST_F(EditToolsTest, EditToolMenuOffersTheKindsEditsAndForwardsTheFeature) {
     EXPECT_FALSE(texts.contains("Change Text..."));
     MessageRecorder messages;
     for (QAction* a : menu->actions())
-        if (a->text() == "Change Symbol...") a->trigger();
+        if (a->text() == "Change Symbol..." || a->text() == "Attributes..." || a->text() == "Filter by Attributes")
+            a->trigger();
     const auto sent = messages.withCode(20001811);
     ASSERT_EQ(sent.size(), 1u);
     EXPECT_EQ(sent[0].data["symbol"].toString(), "r300");
     EXPECT_EQ(sent[0].data["layer"].toString(), "top");
     EXPECT_EQ(sent[0].data["index"].toInt(), 0);
+    EXPECT_EQ(sent[0].data["record"].toString().toStdString(), features("top")[0].record);
+    const auto attributes = messages.withCode(20001807);
+    ASSERT_EQ(attributes.size(), 1u);
+    EXPECT_EQ(attributes[0].receiver, PluginNames::MenuBarEdit);
+    EXPECT_EQ(attributes[0].data["attributes"].toMap(), (QVariantMap{{".comp", "U2"}, {".net", "GND"}}));
+    const auto filter = messages.withCode(20000060);
+    ASSERT_EQ(filter.size(), 1u);
+    EXPECT_EQ(filter[0].receiver, PluginNames::MenuBarActions);
+    EXPECT_EQ(filter[0].data["AttributeType"].toString(), ".comp,.net");
     menu->close();
     // Delete from the menu: gone, and back with one undo.
     click(pixel(5e6, 5e6));
