@@ -463,6 +463,26 @@ TEST_F(EditTools, ATransformMovesEveryKindExactly) {
     }
 }
 
+TEST_F(EditTools, AScaledPadGetsTheSymbolOfItsShapeScaled) {
+    const struct {
+        const char* symbol;
+        const char* scaled;  // by 1.5, to 0.1 um
+    } cases[] = {{"r100", "r150"},          {"s33.3", "s50"},          {"rect200x100", "rect300x150"},
+                 {"oval100x50.1", "oval150x75.2"}, {"donut_r500x300", "donut_r750x450"}};
+    for (const auto& c : cases) {
+        kt::add(kJob, "top", API::GreatePadString(1000, 1000, kt::symbol(kJob, "top", c.symbol), 1, 0, 0, 1));
+        API::select_feature_by_id(kJob, "pcb", "top", count() - 1);
+    }
+    EDIT::transform t;
+    t.scale = 1.5;
+    t.px = t.py = 1000;
+    EXPECT_EQ(EDIT::transform_selected(kJob, "pcb", {"top"}, t), 5);
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(feature(i).symbol, cases[i].scaled);
+        EXPECT_EQ(startOf(i), (Pt{1000, 1000})) << "the pivot stays";
+    }
+}
+
 TEST_F(EditTools, ATextTurnsMirrorsAndScalesWithTheRest) {
     kt::add(kJob, "top", API::GreateTextString(1000, 0, "A", 1, 10, 1000, 2000, 1, "std", 0, 1));
     API::select_feature_by_id(kJob, "pcb", "top", 0);
@@ -693,34 +713,41 @@ TEST_F(EditTools, AProfileIsChainedFromLinesAndArcsInAnyOrderAndDirection) {
     // A 10 x 5 mm outline, its upper right corner rounded with a 1 mm arc;
     // one joint 0.5 um apart, the left side drawn backwards.
     const double mm = 1e6;
-    line(0, 0, 10 * mm, 0);                                  // 0
-    line(0, 0, 0, 5 * mm);                                   // 1, backwards
-    line(9 * mm, 5 * mm, 0, 5 * mm);                         // 2
-    line(10 * mm, 500, 10 * mm, 4 * mm);                     // 3, 0.5 um off the corner
-    arc(10 * mm, 4 * mm, 9 * mm, 5 * mm, 9 * mm, 4 * mm, false);  // 4
-    EDIT::set_profile_from_features(kJob, "pcb", "top", {0, 3, 1, 4, 2});
-    const auto p = EDIT::get_profile(kJob, "pcb");
-    ASSERT_GE(p.size(), 6u);
-    // Along the quarter of 1 mm radius, every point on the arc within 1 um
-    // and no two further than 0.05 mm apart: at least 32 points.
-    int onArc = 0;
-    for (size_t i = 0; i < p.size(); ++i) {
-        const double r = std::hypot(p[i].x - 9 * mm, p[i].y - 4 * mm);
-        if (p[i].x > 9 * mm && p[i].y > 4 * mm) {
-            ++onArc;
-            EXPECT_NEAR(r, 1 * mm, 1.0);
-            const auto& q = p[(i + 1) % p.size()];
-            EXPECT_LE(std::hypot(q.x - p[i].x, q.y - p[i].y), 50000.0);
-            const double mid = std::hypot((q.x + p[i].x) / 2 - 9 * mm, (q.y + p[i].y) / 2 - 4 * mm);
-            EXPECT_GE(mid, 1 * mm - 1000.0) << "chord error";
+    for (const bool clockwise : {false, true}) {
+        SCOPED_TRACE(clockwise ? "the corner drawn clockwise, walked backwards" : "the corner drawn counter-clockwise");
+        SetUp();
+        line(0, 0, 10 * mm, 0);                                  // 0
+        line(0, 0, 0, 5 * mm);                                   // 1, backwards
+        line(9 * mm, 5 * mm, 0, 5 * mm);                         // 2
+        line(10 * mm, 500, 10 * mm, 4 * mm);                     // 3, 0.5 um off the corner
+        if (clockwise)
+            arc(9 * mm, 5 * mm, 10 * mm, 4 * mm, 9 * mm, 4 * mm, true);  // 4
+        else
+            arc(10 * mm, 4 * mm, 9 * mm, 5 * mm, 9 * mm, 4 * mm, false);
+        EDIT::set_profile_from_features(kJob, "pcb", "top", {0, 3, 1, 4, 2});
+        const auto p = EDIT::get_profile(kJob, "pcb");
+        ASSERT_GE(p.size(), 6u);
+        // Along the quarter of 1 mm radius, every point on the arc within 1 um
+        // and no two further than 0.05 mm apart: at least 32 points.
+        int onArc = 0;
+        for (size_t i = 0; i < p.size(); ++i) {
+            const double r = std::hypot(p[i].x - 9 * mm, p[i].y - 4 * mm);
+            if (p[i].x > 9 * mm && p[i].y > 4 * mm) {
+                ++onArc;
+                EXPECT_NEAR(r, 1 * mm, 1.0);
+                const auto& q = p[(i + 1) % p.size()];
+                EXPECT_LE(std::hypot(q.x - p[i].x, q.y - p[i].y), 50000.0);
+                const double mid = std::hypot((q.x + p[i].x) / 2 - 9 * mm, (q.y + p[i].y) / 2 - 4 * mm);
+                EXPECT_GE(mid, 1 * mm - 1000.0) << "chord error";
+            }
         }
+        EXPECT_GE(onArc, 31);
+        double area = 0;
+        for (size_t i = 0; i < p.size(); ++i) area += p[i].x * p[(i + 1) % p.size()].y - p[(i + 1) % p.size()].x * p[i].y;
+        EXPECT_NEAR(std::fabs(area) / 2, 50 * mm * mm - (1 - M_PI / 4) * mm * mm, 0.01 * mm * mm);
+        ASSERT_TRUE(API::undo_last_edit(kJob));
+        EXPECT_TRUE(EDIT::get_profile(kJob, "pcb").empty()) << "the undo takes the profile back";
     }
-    EXPECT_GE(onArc, 31);
-    double area = 0;
-    for (size_t i = 0; i < p.size(); ++i) area += p[i].x * p[(i + 1) % p.size()].y - p[(i + 1) % p.size()].x * p[i].y;
-    EXPECT_NEAR(std::fabs(area) / 2, 50 * mm * mm - (1 - M_PI / 4) * mm * mm, 0.01 * mm * mm);
-    ASSERT_TRUE(API::undo_last_edit(kJob));
-    EXPECT_TRUE(EDIT::get_profile(kJob, "pcb").empty()) << "the undo takes the profile back";
 }
 
 TEST_F(EditTools, AnOpenOrBranchingChainSaysWhere) {
