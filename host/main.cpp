@@ -70,13 +70,15 @@ void prepareSnapshotView(host::MainWindow& window, const host::HostOptions& opti
     QApplication::processEvents();
 }
 
-int writeSnapshot(host::MainWindow& window, const host::HostOptions& options) {
+// `fitted`: the view stands fitted already (opening fabrication files fits
+// it), and fitting it again would only draw the same picture once more.
+int writeSnapshot(host::MainWindow& window, const host::HostOptions& options, bool fitted) {
     QWidget* view = window.view();
     if (!view) return fail(QStringLiteral("the view is not loaded"));
     if (options.hasBox)
         window.showBoardWindow(options.boxMm.left() * 1e6, options.boxMm.top() * 1e6, options.boxMm.right() * 1e6,
                                options.boxMm.bottom() * 1e6);
-    else if (!options.check)  // after the checks the view stands on their first result
+    else if (!options.check && !fitted)  // after the checks the view stands on their first result
         window.fitToProfile();  // imported data often has no profile: its features are fitted
     QApplication::processEvents();
     view->setUpdatesEnabled(true);
@@ -184,7 +186,7 @@ int main(int argc, char** argv) {
     }
     if (options.check) window.runChecks(/*waitForThem=*/batch);
     if (batch) {
-        int status = snapshot ? writeSnapshot(window, options) : 0;
+        int status = snapshot ? writeSnapshot(window, options, /*fitted=*/!fabrication.isEmpty()) : 0;
         if (status == 0 && exporting) status = writeExport(window, options.exportDir);
         host::shutDownLogging();
         return status;
