@@ -131,9 +131,15 @@ int circleSegments(double radius);
 ParsedFile parseGerber(const std::string& text, const std::string& file);
 ParsedFile parseExcellon(const std::string& text, const std::string& file);
 
-// Creates the layer if missing (typed by `type`) and stores the features.
+// The kernel's features of a parsed file, built ahead of storing it, or why
+// the kernel would refuse them: thrown when the file is stored.
+struct BuiltFeatures;
+BuiltFeatures buildAhead(ParsedFile& parsed);
+
+// Creates the layer if missing (typed by `type`) and stores the features,
+// built ahead or, without `built`, built now.
 void commitParsed(const std::string& job, const std::string& step, const std::string& layer,
-                  const std::string& type, ParsedFile& parsed);
+                  const std::string& type, ParsedFile& parsed, BuiltFeatures* built = nullptr);
 
 }  // namespace DETAIL
 }  // namespace IMPORT

@@ -272,14 +272,35 @@ std::vector<API::attr_map> attributeSets(const ParsedFile& parsed) {
     return out;
 }
 
-}  // namespace
-
-void commitParsed(const std::string& job, const std::string& step, const std::string& layer,
-                  const std::string& type, ParsedFile& parsed) {
+void checkStep(const std::string& job, const std::string& step, const ParsedFile& parsed) {
     const std::vector<std::string> steps = JOB::list_steps(job);  // throws for an unknown job
     if (std::find(steps.begin(), steps.end(), step) == steps.end())
         throw API::KernelText(parsed.report.file + ": job '" + job + "' has no step '" + step + "'");
-    std::vector<KERNEL::ParsedFeature> features = buildFeatures(parsed);
+}
+
+}  // namespace
+
+// The kernel's features of a parsed file, built where the file was read, or
+// why the kernel would refuse them.
+struct BuiltFeatures {
+    std::vector<KERNEL::ParsedFeature> features;
+    std::exception_ptr refused;
+};
+
+BuiltFeatures buildAhead(ParsedFile& parsed) {
+    BuiltFeatures out;
+    try {
+        out.features = buildFeatures(parsed);
+    } catch (...) {
+        out.refused = std::current_exception();
+    }
+    return out;
+}
+
+namespace {
+
+void storeBuilt(const std::string& job, const std::string& step, const std::string& layer, const std::string& type,
+                ParsedFile& parsed, std::vector<KERNEL::ParsedFeature>& features) {
     if (!hasLayer(job, layer)) JOB::add_layer(job, layer, contextFor(type), type, polarityOf(parsed.report));
     try {
         registerSymbols(job, step, layer, parsed.tables, features);
@@ -291,6 +312,19 @@ void commitParsed(const std::string& job, const std::string& step, const std::st
     parsed.report.features = static_cast<int>(parsed.features.size());
     for (const API::matrix_info& row : API::get_matrix(job))
         if (row.name == layer) parsed.report.type = row.type;
+}
+
+}  // namespace
+
+void commitParsed(const std::string& job, const std::string& step, const std::string& layer,
+                  const std::string& type, ParsedFile& parsed, BuiltFeatures* built) {
+    checkStep(job, step, parsed);
+    if (!built) {
+        std::vector<KERNEL::ParsedFeature> features = buildFeatures(parsed);
+        return storeBuilt(job, step, layer, type, parsed, features);
+    }
+    if (built->refused) std::rethrow_exception(built->refused);
+    storeBuilt(job, step, layer, type, parsed, built->features);
 }
 
 }  // namespace DETAIL
@@ -508,7 +542,8 @@ ParsedFile parseAny(const import_file& f) {
 class Readings {
 public:
     explicit Readings(const std::vector<import_file>& files)
-        : m_files(files), m_parsed(files.size()), m_failed(files.size()), m_done(files.size(), false) {
+        : m_files(files), m_parsed(files.size()), m_built(files.size()), m_failed(files.size()),
+          m_done(files.size(), false) {
         if (files.size() > 1 && std::thread::hardware_concurrency() > 1) {
             try {
                 m_helper = std::thread([this] {
@@ -535,6 +570,8 @@ public:
         if (m_failed[i]) std::rethrow_exception(m_failed[i]);
         return m_parsed[i];
     }
+    // The kernel's features of file i, once it is read.
+    BuiltFeatures& built(size_t i) { return m_built[i]; }
     // Throws the failure of the first file in order that cannot be read, if
     // any: reading fails an import before storing does, as when every file
     // was read before the first was stored.
@@ -555,6 +592,7 @@ private:
         if (i >= m_files.size()) return false;
         try {
             m_parsed[i] = parseAny(m_files[i]);
+            m_built[i] = buildAhead(m_parsed[i]);
         } catch (...) {
             m_failed[i] = std::current_exception();
         }
@@ -568,6 +606,7 @@ private:
 
     const std::vector<import_file>& m_files;
     std::vector<ParsedFile> m_parsed;
+    std::vector<BuiltFeatures> m_built;
     std::vector<std::exception_ptr> m_failed;
     std::vector<bool> m_done;  // guarded by m_mutex
     std::atomic<size_t> m_next{0};
@@ -626,11 +665,11 @@ namespace {
 // Stores the parsed file; its features stay readable afterwards (the whole-job
 // import chains the outline layer's into the profile).
 import_report importInto(const std::string& job, const std::string& step, const std::string& layer,
-                         ParsedFile& parsed, const char* format) {
+                         ParsedFile& parsed, const char* format, BuiltFeatures* built = nullptr) {
     parsed.report.format = format;
     const layer_guess g = guess_layer(parsed.report.file, parsed.fileFunction);
     parsed.report.outline = g.outline;
-    commitParsed(job, step, layer, g.type, parsed);
+    commitParsed(job, step, layer, g.type, parsed, built);
     return parsed.report;
 }
 
@@ -675,7 +714,8 @@ std::vector<import_report> import_job(const std::string& job, const std::vector<
             ParsedFile& parsed = readings.await(i);
             const std::string layer = uniqueLayerName(layer_name_for(files[i].name), taken);
             try {
-                reports.push_back(importInto(job, "pcb", layer, parsed, parsed.report.format == "gerber" ? "gerber" : "excellon"));
+                reports.push_back(importInto(job, "pcb", layer, parsed, parsed.report.format == "gerber" ? "gerber" : "excellon",
+                                             &readings.built(i)));
             } catch (...) {
                 readings.throwFirstFailure();
                 throw;
