@@ -38,9 +38,10 @@ Indexed indexed(const QImage& rgb) {
     uint32_t last = 0xffffffffu;  // no colour: the cache starts empty
     png_byte lastIndex = 0;
     png_byte* to = out.pixels.data();
-    for (int y = 0; y < rgb.height(); ++y) {
+    const int width = rgb.width(), height = rgb.height();
+    for (int y = 0; y < height; ++y) {
         const uchar* p = rgb.constScanLine(y);
-        for (int x = 0; x < rgb.width(); ++x, p += 3) {
+        for (int x = 0; x < width; ++x, p += 3) {
             const uint32_t key = uint32_t(p[0]) << 16 | uint32_t(p[1]) << 8 | p[2];
             if (key != last) {  // boards are long runs of one colour
                 auto it = index.find(key);
