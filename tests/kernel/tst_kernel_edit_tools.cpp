@@ -127,6 +127,27 @@ TEST_F(EditTools, ARefusedPlanSaysWhyAndCannotBeApplied) {
     EXPECT_THROW(EDIT::plan_line_end(kJob, "pcb", "nolayer", 0, 0, {0, 0}, false), API::KernelText);
 }
 
+TEST_F(EditTools, ARefusalNamesTheFeatureInTheWay) {
+    const int a = line(0, 0, 1000, 0);
+    line(1000, 0, 2000, 0);
+    arc(1000, 0, 0, 1000, 0, 0, false);
+    EXPECT_EQ(EDIT::plan_line_end(kJob, "pcb", "top", a, 1, {2000, 0}, true).error,
+              "joined line 1 would become zero-length");
+    EXPECT_EQ(EDIT::plan_line_end(kJob, "pcb", "top", a, 1, {0, 1000}, true).error,
+              "joined arc 2 would become zero-length");
+    EXPECT_EQ(EDIT::plan_arc_radius(kJob, "pcb", "top", a, 10).error, "feature 0 is a line, not an arc");
+}
+
+TEST_F(EditTools, ANegativeSurfaceStaysNegativeThroughAPlan) {
+    kt::add(kJob, "top", API::GreateSurfaceString({{0, 0}, {1000, 0}, {1000, 1000}, {0, 0}}, 0, 0, false));
+    const EDIT::edit_plan p = EDIT::plan_surface_vertex(kJob, "pcb", "top", 0, 0, 1, {2000, 0}, false);
+    ASSERT_EQ(p.add.size(), 1u);
+    EXPECT_EQ(p.add[0].polarity, API::POL_NEGATIVE);
+    apply(p);
+    EXPECT_EQ(feature(0).polarity, API::POL_NEGATIVE);
+    EXPECT_EQ(feature(0).xmax, 2000);
+}
+
 TEST_F(EditTools, AStalePlanIsRefused) {
     const int a = line(0, 0, 1000, 0);
     const EDIT::edit_plan p = EDIT::plan_line_end(kJob, "pcb", "top", a, 1, {500, 500}, false);
@@ -789,6 +810,7 @@ TEST_F(EditTools, ARectangleProfileHasItsCornersRounded) {
     EXPECT_EQ((Pt{p[0].x, p[0].y}), (Pt{8e6, 0}));
     EXPECT_THROW(EDIT::set_profile_rect(kJob, "pcb", 0, 0, 10e6, 5e6, 2.6e6), API::KernelText);
     EXPECT_THROW(EDIT::set_profile_rect(kJob, "pcb", 0, 0, 10e6, 0, 0), API::KernelText);
+    EXPECT_THROW(EDIT::set_profile_rect(kJob, "pcb", 5e6, 0, 5e6, 5e6, 0), API::KernelText);
     ASSERT_TRUE(API::undo_last_edit(kJob));
     EXPECT_EQ(EDIT::get_profile(kJob, "pcb").size(), 4u);
 }
