@@ -168,7 +168,39 @@ TEST_F(EditToolsTest, ShiftCollectsThenEnterDeletesAllInOneStepAndEscapeDrops) {
     expectUndoRestores(before);
 }
 
+TEST_F(EditToolsTest, APendingFeatureThatChangedMeanwhileIsNotDeleted) {
+    job.addPad("top", 2e6, 2e6, "r100");
+    job.addPad("top", 8e6, 8e6, "r100");
+    send(DeleteTool::kRequestCode);
+    click(pixel(2e6, 2e6), Qt::ShiftModifier);
+    click(pixel(8e6, 8e6), Qt::ShiftModifier);
+    // Another edit moves the first pad before Enter.
+    API::select_feature_by_id(kJob, ScopedJob::kStep, "top", 0);
+    API::move_same_layer(kJob, ScopedJob::kStep, {"top"}, 1000, 0);
+    API::clear_selected_features(kJob, ScopedJob::kStep, "top");
+    key(Qt::Key_Return);
+    const auto after = features("top");
+    ASSERT_EQ(after.size(), 1u);
+    EXPECT_EQ(after[0].xs, 2e6 + 1000);
+}
+
 // ---- draw symbol ------------------------------------------------------------
+
+TEST_F(EditToolsTest, PadModeTakesPolarityAndAngleFromTheRequest) {
+    send(DrawSymbolTool::kOpenCode, {{"symbol", "rect400x200"}, {"polarity", "NEG"}, {"angle", 90}});
+    click(pixel(4e6, 4e6));
+    const auto made = features("top");
+    ASSERT_EQ(made.size(), 1u);
+    EXPECT_EQ(made[0].polarity, API::POL_NEGATIVE);
+    EXPECT_EQ(made[0].angle, 90);
+    EXPECT_EQ(made[0].symbol, "rect400x200");
+    // A request without a symbol keeps the one chosen before.
+    send(DrawSymbolTool::kOpenCode);
+    click(pixel(6e6, 4e6));
+    ASSERT_EQ(features("top").size(), 2u);
+    EXPECT_EQ(features("top")[1].symbol, "rect400x200");
+    EXPECT_EQ(features("top")[1].polarity, API::POL_POSITIVE);
+}
 
 TEST_F(EditToolsTest, PadLandsOnTheSnappedPointWithTheSymbolAndTheNewFeatureAttributes) {
     job.addPad("top", 3e6, 3e6, "r100");
@@ -310,6 +342,21 @@ TEST_F(EditToolsTest, PointToolAnswersMoveWithBothPointsAndTheDisplacement) {
     EXPECT_DOUBLE_EQ(sent[0].data["y"].toDouble(), b.y());
     EXPECT_DOUBLE_EQ(sent[0].data["dx"].toDouble(), b.x() - a.x());
     EXPECT_DOUBLE_EQ(sent[0].data["dy"].toDouble(), b.y() - a.y());
+}
+
+TEST_F(EditToolsTest, CopyPointStartsOverAfterEscape) {
+    MessageRecorder messages;
+    send(PointTool::kCopyCode);
+    click(pixel(1e6, 1e6));
+    key(Qt::Key_Escape);  // forgets the reference
+    click(pixel(2e6, 2e6));
+    EXPECT_TRUE(messages.withCode(PointTool::kCopyCode).empty());
+    click(pixel(5e6, 2e6));
+    const auto sent = messages.withCode(PointTool::kCopyCode);
+    ASSERT_EQ(sent.size(), 1u);
+    EXPECT_DOUBLE_EQ(sent[0].data["from_x"].toDouble(), view->toBoard(pixel(2e6, 2e6)).x());
+    EXPECT_DOUBLE_EQ(sent[0].data["dx"].toDouble(),
+                     view->toBoard(pixel(5e6, 2e6)).x() - view->toBoard(pixel(2e6, 2e6)).x());
 }
 
 TEST_F(EditToolsTest, PointRequestAnswersEachClickAndAMarkerPlacedByRequestOutlivesTheTool) {
