@@ -23,13 +23,18 @@ constexpr qint32 kCopyRequest = 20000208;
 constexpr qint32 kLineEditRequest = 20000211;
 constexpr qint32 kPullRequest = 20000219;
 constexpr qint32 kAttributeForward = 20001807;
+// The view's own requests for the tools without a tool-bar button of their
+// own: "Tool" names the one to open; "Interactive" turns the selection on
+// the board instead of by typed values.
+constexpr qint32 kOpenToolRequest = 20000270;
+constexpr qint32 kTransformRequest = 20000271;
 
 // Feature kinds as bits, so that a menu row lists the kinds it applies to.
 constexpr int bit(int type) { return 1 << type; }
 constexpr int kAnyKind = bit(API::FT_LINE) | bit(API::FT_PAD) | bit(API::FT_ARC) | bit(API::FT_SURFACE) | bit(API::FT_TEXT);
 constexpr int kSymbolKinds = bit(API::FT_LINE) | bit(API::FT_PAD) | bit(API::FT_ARC);
 
-enum class Entry { Delete, Move, Copy, LineEdit, Pull, ChangeSymbol, ChangeText, Attributes, FilterAttributes };
+enum class Entry { Delete, Move, Copy, Rotate, LineEdit, Pull, Divide, ChangeSymbol, ChangeText, Attributes, FilterAttributes };
 struct MenuRow {
     const char* text;
     int kinds;
@@ -40,8 +45,10 @@ constexpr MenuRow kRows[] = {
     {"Delete", kAnyKind, Entry::Delete},
     {"Move...", kAnyKind, Entry::Move},
     {"Copy...", kAnyKind, Entry::Copy},
+    {"Rotate...", kAnyKind, Entry::Rotate},
     {"Line Edit", bit(API::FT_LINE) | bit(API::FT_ARC), Entry::LineEdit},
     {"Pull", bit(API::FT_LINE), Entry::Pull},
+    {"Divide", bit(API::FT_SURFACE), Entry::Divide},
     {"Change Symbol...", kSymbolKinds, Entry::ChangeSymbol},
     {"Change Text...", bit(API::FT_TEXT), Entry::ChangeText},
     {"Attributes...", kAnyKind, Entry::Attributes},
@@ -94,6 +101,12 @@ void EditTool::openMenuFor(const PickedFeature& feature, const QPoint& globalPos
             case Entry::Copy: if (selectPickedAlone()) askToolBar(kCopyRequest); break;
             case Entry::LineEdit: if (selectPickedAlone()) askToolBar(kLineEditRequest); break;
             case Entry::Pull: if (selectPickedAlone()) askToolBar(kPullRequest); break;
+            case Entry::Rotate:
+                if (selectPickedAlone()) askView(kTransformRequest, {{QStringLiteral("Interactive"), true}});
+                break;
+            case Entry::Divide:
+                if (selectPickedAlone()) askView(kOpenToolRequest, {{QStringLiteral("Tool"), int(REGION_DIVISION_TOOL)}});
+                break;
             case Entry::ChangeSymbol: m_view->forwardChangeSymbolPointInfo(PluginNames::MenuBarEdit, f.layer, f.info); break;
             case Entry::ChangeText: m_view->forwardChangeTextPointInfo(f.layer, f.info); break;
             case Entry::Attributes:
@@ -126,6 +139,12 @@ bool EditTool::selectPickedAlone() {
 // sends the view the request, so that the two stay in step.
 void EditTool::askToolBar(qint32 request) {
     PluginMetaData msg(PluginNames::GraphicView, PluginNames::ToolbarEdit, request);
+    QTpluginsManger4CAM::instance()->recMegToPlugin(m_view->host(), msg);
+}
+
+void EditTool::askView(qint32 request, const QVariantMap& data) {
+    PluginMetaData msg(PluginNames::GraphicView, PluginNames::GraphicView, request);
+    msg.data = data;
     QTpluginsManger4CAM::instance()->recMegToPlugin(m_view->host(), msg);
 }
 

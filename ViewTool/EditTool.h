@@ -35,6 +35,8 @@ private:
     // The picked feature alone selected on its layer, for the tool asked for next.
     bool selectPickedAlone();
     void askToolBar(qint32 request);
+    // A request to the view itself, through the manager as every request.
+    void askView(qint32 request, const QVariantMap& data);
 
     QPointer<QMenu> m_menu;
     std::optional<PickedFeature> m_picked;

@@ -397,6 +397,7 @@ TEST_F(EditToolsTest, EditToolMenuOffersTheKindsEditsAndForwardsTheFeature) {
     API::AddFeature(kJob, ScopedJob::kStep, {"top"},
                     {{"top", API::GreatePadString(5e6, 5e6, symbolOn("r300"), API::POL_POSITIVE, 0, 0, 1)}},
                     {{".net", "GND"}, {".comp", "U2"}}, false);
+    job.addPad("top", 9e6, 9e6, "r100");
     send(20000254);
     auto* tool = dynamic_cast<EditTool*>(view->currentTool());
     ASSERT_NE(tool, nullptr);
@@ -407,7 +408,9 @@ TEST_F(EditToolsTest, EditToolMenuOffersTheKindsEditsAndForwardsTheFeature) {
     QStringList texts;
     for (QAction* a : menu->actions()) texts << a->text();
     EXPECT_TRUE(texts.contains("Change Symbol..."));
+    EXPECT_TRUE(texts.contains("Rotate..."));
     EXPECT_FALSE(texts.contains("Pull"));  // lines only
+    EXPECT_FALSE(texts.contains("Divide"));  // surfaces only
     EXPECT_FALSE(texts.contains("Change Text..."));
     MessageRecorder messages;
     for (QAction* a : menu->actions())
@@ -427,15 +430,27 @@ TEST_F(EditToolsTest, EditToolMenuOffersTheKindsEditsAndForwardsTheFeature) {
     ASSERT_EQ(filter.size(), 1u);
     EXPECT_EQ(filter[0].receiver, PluginNames::MenuBarActions);
     EXPECT_EQ(filter[0].data["AttributeType"].toString(), ".comp,.net");
+    // Rotate: the pad alone selected, the view asked for the rotate tool.
+    API::select_feature_by_id(kJob, ScopedJob::kStep, "top", 1);
+    for (QAction* a : menu->actions())
+        if (a->text() == "Rotate...") a->trigger();
+    const auto rotate = messages.withCode(20000271);
+    ASSERT_EQ(rotate.size(), 1u);
+    EXPECT_EQ(rotate[0].receiver, PluginNames::GraphicView);
+    EXPECT_TRUE(rotate[0].data["Interactive"].toBool());
+    std::vector<API::featureInfo> selected;
+    API::get_selected_feature_info(kJob, ScopedJob::kStep, "top", selected);
+    ASSERT_EQ(selected.size(), 1u);
+    EXPECT_EQ(selected[0].index, 0);
     menu->close();
     // Delete from the menu: gone, and back with one undo.
     click(pixel(5e6, 5e6));
     ASSERT_NE(tool->menu(), nullptr);
     for (QAction* a : tool->menu()->actions())
         if (a->text() == "Delete") a->trigger();
-    EXPECT_TRUE(features("top").empty());
-    send(kUndo);
     EXPECT_EQ(features("top").size(), 1u);
+    send(kUndo);
+    EXPECT_EQ(features("top").size(), 2u);
     if (tool->menu()) tool->menu()->close();
 }
 
