@@ -401,7 +401,7 @@ private:
         return routAttrs_.index;
     }
 
-    void push(Feat f) {
+    void push(Feat&& f) {
         if (out_.features.size() >= kMaxImportFeatures) fault("too many features");
         budget_.take(f);
         out_.features.push_back(std::move(f));

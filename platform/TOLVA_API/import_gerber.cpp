@@ -1103,10 +1103,9 @@ private:
             const char letter = b[p++];
             const size_t from = p;
             if (letter == 'G' || letter == 'D' || letter == 'M') {
-                while (p < b.size() && isDigit(b[p])) ++p;
-                if (p == from) fault("malformed command '" + std::string(b) + "'");
                 long long sum = 0;  // saturated like smallNumber
-                for (size_t k = from; k < p; ++k) sum = std::min(1000000000LL, sum * 10 + (b[k] - '0'));
+                for (; p < b.size() && isDigit(b[p]); ++p) sum = std::min(1000000000LL, sum * 10 + (b[p] - '0'));
+                if (p == from) fault("malformed command '" + std::string(b) + "'");
                 const int n = static_cast<int>(sum);
                 if (letter == 'G') gCode(n);
                 else if (letter == 'D') d = n;
@@ -1248,7 +1247,7 @@ private:
         return a;
     }
 
-    void push(Feat f) {
+    void push(Feat&& f) {
         if (out_.features.size() >= kMaxImportFeatures) fault("too many features");
         budget_.take(f);
         out_.features.push_back(std::move(f));

@@ -4,6 +4,7 @@
 // A reader turns the text into a ParsedFile (features in nanometres, symbol
 // names, attributes) without touching any job; commitParsed then registers
 // the symbols and adds every feature in one AddFeatures call.
+#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <map>
@@ -72,17 +73,27 @@ class Budget {
 public:
     explicit Budget(const FileTables& tables);
     // Spends one feature's cost; faults past the budget.
-    void take(const Feat& f) { spend(1, bytesOf(f)); }
+    void take(const Feat& f) {
+        const size_t each = bytesOf(f);
+        if (each <= limit_ - std::min(spent_, limit_)) spent_ += each;
+        else spend(1, each);  // faults
+    }
     // Faults when `copies` more of something costing `each` would not fit.
     void expect(size_t copies, size_t each) const;
     void spend(size_t copies, size_t each) {
         expect(copies, each);
         spent_ += copies * each;
     }
-    size_t bytesOf(const Feat& f) const;
+    size_t bytesOf(const Feat& f) const {
+        return f.points.empty() && f.attrs == 0 ? kRecordBytes : bytesWithShape(f);
+    }
     size_t bytesOf(const std::vector<Feat>& features) const;
 
 private:
+    // A feature is held twice on its way into the job: as the reader's
+    // record and as the kernel's built feature.
+    static const size_t kRecordBytes;
+    size_t bytesWithShape(const Feat& f) const;
     const FileTables& tables_;
     size_t limit_;
     size_t spent_ = 0;

@@ -55,13 +55,13 @@ void Budget::expect(size_t copies, size_t each) const {
         fault("the file expands past the import budget of " + std::to_string(limit_ >> 20) + " MB");
 }
 
-size_t Budget::bytesOf(const Feat& f) const {
-    // A feature is held twice on its way into the job: as the reader's record
-    // and as the kernel's built feature. Its attributes are copied for the
-    // kernel, counted at a map node each, their strings held short.
-    constexpr size_t kRecords = sizeof(Feat) + sizeof(KERNEL::ParsedFeature);
+const size_t Budget::kRecordBytes = sizeof(Feat) + sizeof(KERNEL::ParsedFeature);
+
+size_t Budget::bytesWithShape(const Feat& f) const {
+    // Attributes are copied for the kernel, counted at a map node each,
+    // their strings held short.
     constexpr size_t kAttributeNode = 96;
-    return kRecords + f.points.size() * sizeof(API::lPoint) + tables_.attributeSet(f.attrs).size() * kAttributeNode;
+    return kRecordBytes + f.points.size() * sizeof(API::lPoint) + tables_.attributeSet(f.attrs).size() * kAttributeNode;
 }
 
 size_t Budget::bytesOf(const std::vector<Feat>& features) const {
