@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QImage>
 #include <QMenu>
 #include <QMouseEvent>
 #include <QTest>
@@ -182,6 +183,28 @@ TEST_F(EditToolsTest, APendingFeatureThatChangedMeanwhileIsNotDeleted) {
     const auto after = features("top");
     ASSERT_EQ(after.size(), 1u);
     EXPECT_EQ(after[0].xs, 2e6 + 1000);
+}
+
+// Whether a pixel of the 5 x 5 square around `at` has the colour.
+bool colourNear(const QImage& image, const QPoint& at, const QColor& colour) {
+    for (int dx = -2; dx <= 2; ++dx)
+        for (int dy = -2; dy <= 2; ++dy)
+            if (image.pixelColor(at + QPoint(dx, dy)).rgb() == colour.rgb()) return true;
+    return false;
+}
+
+TEST_F(EditToolsTest, PendingFeaturesAreOutlinedInTheWarningColourUntilTheToolGoes) {
+    job.addPad("top", 5e6, 5e6, "r2000");
+    send(DeleteTool::kRequestCode);
+    view->grab();  // the first paint lays the view out: pixels are known from here on
+    const QPoint leftEdge = pixel(4e6, 5e6);
+    EXPECT_FALSE(colourNear(view->grab().toImage(), leftEdge, DeleteTool::kDeleteColor));
+    click(pixel(5e6, 5e6), Qt::ShiftModifier);
+    mouse(QEvent::MouseMove, pixel(9e6, 9e6));  // away: only the pending set is outlined
+    EXPECT_TRUE(colourNear(view->grab().toImage(), leftEdge, DeleteTool::kDeleteColor));
+    send(20000202);
+    EXPECT_FALSE(colourNear(view->grab().toImage(), leftEdge, DeleteTool::kDeleteColor));
+    EXPECT_EQ(features("top").size(), 1u);
 }
 
 // ---- draw symbol ------------------------------------------------------------
