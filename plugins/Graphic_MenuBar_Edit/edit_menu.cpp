@@ -44,6 +44,7 @@ constexpr qint32 kUndo = 20001618;
 constexpr qint32 kRepeat = 20001605;
 constexpr qint32 kMoveByOffset = 20001402;
 constexpr qint32 kCopyByOffset = 20001403;
+constexpr qint32 kTransform = 20000271;
 // The buffer's edit types: a cut moves on paste, a copy copies.
 constexpr int kCutType = 0;
 constexpr int kCopyType = 2;
@@ -163,6 +164,10 @@ public:
         addMenuAction(this, "copyByOffset", tr("Copy by Offset..."), [this] { askOffset(true); });
         for (const featureedit::ToolEntry& entry : featureedit::kToolEntries)
             addMenuAction(this, entry.name, tr(entry.text), [this, &entry] { openTool(entry); });
+        addMenuAction(this, "transform", tr("Transform Selection..."), [this] { askTransform(); });
+        addMenuAction(this, "rotateOnBoard", tr("Rotate on Board"), [this] {
+            send(PluginNames::GraphicView, kTransform, {{QStringLiteral("Interactive"), true}});
+        });
     }
 
 protected:
@@ -202,6 +207,36 @@ private:
             params.stepY = form.boardLength(QStringLiteral("stepY"));
             // The view reads the payload during this synchronous delivery only.
             send(PluginNames::GraphicView, kRepeat, {}, &params);
+        });
+    }
+
+    // Rotation, mirror and scale about the selection's centre or a typed
+    // point, then a move; the view transforms the selection of its edit
+    // layers (keys in its transform_selection).
+    void askTransform() {
+        const std::string unit = TOLVA::UIAPI::getUnitString();
+        auto* dialog = new FormDialog(this, QStringLiteral("transformDialog"), tr("Transform Selection"));
+        dialog->addNumber(QStringLiteral("angle"), tr("Rotate (degrees, counter-clockwise)"), -360, 360, 3, 0);
+        dialog->addChoice(QStringLiteral("mirror"), tr("Mirror"), {tr("None"), tr("In X"), tr("In Y"), tr("Both")});
+        dialog->addNumber(QStringLiteral("scale"), tr("Scale"), 0.001, 1000, 4, 1);
+        dialog->addChoice(QStringLiteral("pivot"), tr("About"), {tr("Selection centre"), tr("Point")});
+        dialog->addLength(QStringLiteral("pivotX"), tr("Point X"), unit);
+        dialog->addLength(QStringLiteral("pivotY"), tr("Point Y"), unit);
+        dialog->addLength(QStringLiteral("dx"), tr("Then move X"), unit);
+        dialog->addLength(QStringLiteral("dy"), tr("Then move Y"), unit);
+        dialog->present([this](const FormDialog& form) {
+            const int mirror = form.choiceIndex(QStringLiteral("mirror"));
+            QVariantMap data{{QStringLiteral("Angle"), form.number(QStringLiteral("angle"))},
+                             {QStringLiteral("MirrorX"), mirror == 1 || mirror == 3},
+                             {QStringLiteral("MirrorY"), mirror == 2 || mirror == 3},
+                             {QStringLiteral("Scale"), form.number(QStringLiteral("scale"))},
+                             {QStringLiteral("Dx"), form.boardLength(QStringLiteral("dx"))},
+                             {QStringLiteral("Dy"), form.boardLength(QStringLiteral("dy"))}};
+            if (form.choiceIndex(QStringLiteral("pivot")) == 1) {
+                data.insert(QStringLiteral("PivotX"), form.boardLength(QStringLiteral("pivotX")));
+                data.insert(QStringLiteral("PivotY"), form.boardLength(QStringLiteral("pivotY")));
+            }
+            send(PluginNames::GraphicView, kTransform, data);
         });
     }
 
