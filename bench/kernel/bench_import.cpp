@@ -154,8 +154,8 @@ void BM_ImportAndRender(benchmark::State& state) {
 }
 
 // Seconds that `argv` took from its start to its exit, its output dropped;
-// negative when it could not be started or failed.
-double runProgram(const std::vector<std::string>& argv) {
+// negative when it could not be started or failed, with the reason in `why`.
+double runProgram(const std::vector<std::string>& argv, std::string& why) {
     std::vector<char*> args;
     for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
     args.push_back(nullptr);
@@ -167,9 +167,18 @@ double runProgram(const std::vector<std::string>& argv) {
     pid_t pid = 0;
     const int started = posix_spawnp(&pid, args[0], &actions, nullptr, args.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
-    if (started != 0) return -1;
+    if (started != 0) {
+        why = argv[0] + " could not be started";
+        return -1;
+    }
     int status = 0;
-    if (waitpid(pid, &status, 0) != pid || !WIFEXITED(status) || WEXITSTATUS(status) != 0) return -1;
+    if (waitpid(pid, &status, 0) != pid) {
+        why = argv[0] + " was lost";
+        return -1;
+    }
+    if (WIFSIGNALED(status)) why = argv[0] + " ended by signal " + std::to_string(WTERMSIG(status));
+    else if (WEXITSTATUS(status) != 0) why = argv[0] + " exited with " + std::to_string(WEXITSTATUS(status));
+    if (!why.empty()) return -1;
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
 }
 
@@ -207,10 +216,11 @@ void BM_SnapshotVsGerbv(benchmark::State& state) {
     gerbv.insert(gerbv.end(), files.begin(), files.end());
     double hostSeconds = 0, gerbvSeconds = 0;
     for (auto _ : state) {
-        const double h = runProgram(snapshot);
-        const double g = runProgram(gerbv);
+        std::string why;
+        const double h = runProgram(snapshot, why);
+        const double g = h < 0 ? -1 : runProgram(gerbv, why);
         if (h < 0 || g < 0) {
-            state.SkipWithError(h < 0 ? "the snapshot run failed" : "gerbv failed or is not installed");
+            state.SkipWithError(why.c_str());
             break;
         }
         hostSeconds += h;
