@@ -274,6 +274,31 @@ TEST_F(EditTools, AMalformedPlanIsRefusedWholeAndAGoodOneReportsItsIndices) {
     EXPECT_EQ(index, 2) << "r333 is gone: the next symbol takes its place";
 }
 
+TEST_F(EditTools, APlanMayAddATextOfItsOwn) {
+    EDIT::edit_plan p;
+    p.layer = "top";
+    p.serial = JOB::edit_serial(kJob);
+    API::featureInfo t;
+    t.type = API::FT_TEXT;
+    t.xs = 100;
+    t.ys = 200;
+    t.text = "R1";
+    t.font = "std";
+    t.xsize = 1000;
+    t.ysize = 1500;
+    t.angle = 370;
+    t.attributes = {{".comp", "R1"}};
+    p.add = {t};
+    p.contours = {{}};
+    p.moved_from = {-1};
+    EXPECT_EQ(EDIT::apply_plan(kJob, "pcb", p), (std::vector<int>{0}));
+    const API::featureInfo f = feature(0);
+    EXPECT_EQ(f.angle, 10);
+    EXPECT_EQ(f.text, "R1");
+    EXPECT_EQ(f.xsize, 1000);
+    EXPECT_EQ(f.attributes.at(".comp"), "R1");
+}
+
 TEST_F(EditTools, ANewArcRadiusMovesTheCentreAlongTheChordsBisector) {
     // Upper half circle, radius 1000: at 2000 the centre is sqrt(2000² -
     // 1000²) = 1732 nm below the chord, so the arc still bulges up (minor).
@@ -655,6 +680,7 @@ TEST_F(EditTools, ASurfaceDividedAlongALineGivesPiecesThatAddUp) {
         {"a bend", {{2000, -100}, {2000, 1000}, {5000, 1000}}, {2e6, 6e6 - 1e6}},
         {"through the hole", {{1000, -100}, {1000, 2100}}, {1.5e6, 5.5e6}},
         {"slanted, crossing between nanometres", {{100, -333}, {3700, 2333}}, {}},
+        {"leaving sideways", {{2000, -100}, {2000, 2100}, {1000, 2100}}, {3e6, 4e6}},
         {"in and out twice", {{-100, 250}, {4100, 250}, {4100, 1750}, {-100, 1750}}, {6e6 - 1e6, 1e6, 1e6}},
     };
     for (const Case& c : cases) {
@@ -693,7 +719,8 @@ TEST_F(EditTools, AnOutlineCutOutOfASurfaceLeavesAHoleOrANotch) {
     ASSERT_EQ(holed, (std::vector<int>{s}));
     EXPECT_EQ(EDIT::get_surface_contours(kJob, "pcb", "top", s).size(), 2u);
     EXPECT_EQ(surfaceArea(s), 8e6 - 1e6);
-    EDIT::divide_surface(kJob, "pcb", "top", s, {{3500, -500}, {4500, -500}, {4500, 2500}, {3500, 2500}}, 1);
+    // Given the other way round, ending level with its start.
+    EDIT::divide_surface(kJob, "pcb", "top", s, {{3500, -500}, {3500, 2500}, {4500, 2500}, {4500, -500}}, 1);
     EXPECT_EQ(surfaceArea(s), 7e6 - 1e6);
     // A band across leaves two pieces.
     const std::vector<int> two = EDIT::divide_surface(kJob, "pcb", "top", s, {{2500, -10}, {3000, -10}, {3000, 2010}, {2500, 2010}}, 1);
@@ -786,9 +813,14 @@ TEST_F(EditTools, AnOpenOrBranchingChainSaysWhere) {
         return std::string("set");
     };
     EXPECT_EQ(reason({0, 1, 2, 3}), "the outline is open at (0, 2000)");
+    line(5000000, 0, 6000000, 0);
+    line(6000000, 0, 5000000, 1000000);
+    line(5000000, 1000000, 5000000, 0);
+    line(0, 1000000, 0, 0);
+    EXPECT_EQ(reason({0, 1, 2, 8, 5, 6, 7}), "the features make more than one outline (one closes at (0, 0))");
     EXPECT_EQ(reason({0, 1, 2, 4}), "the outline branches at (1000000, 0)");
     kt::add(kJob, "top", API::GreatePadString(0, 0, r100, 1, 0, 0, 1));
-    EXPECT_NE(reason({0, 1, 2, 5}).find("not a line or arc"), std::string::npos);
+    EXPECT_NE(reason({0, 1, 2, 9}).find("not a line or arc"), std::string::npos);
     EXPECT_TRUE(EDIT::get_profile(kJob, "pcb").empty());
 }
 
