@@ -226,6 +226,10 @@ public:
     const QVector<QPointF>& polyline() const { return m_polyline; }
     void setEditShape(int slot, const EditShape& shape);
     void clearEditShapes();
+    // The shape shown in `slot`, or null when the slot is empty.
+    const EditShape* editShape(int slot) const {
+        return slot >= 0 && slot < kEditShapeSlots && m_editShapeSet[slot] ? &m_editShapes[slot] : nullptr;
+    }
     void setCheckPoints(const QList<check_points>& points) { m_checkPoints = points; }
     const QList<check_points>& checkPoints() const { return m_checkPoints; }
     void setCurrentCheckPoint(const check_points& point) { m_currentCheckPoint = point; }
@@ -285,6 +289,8 @@ public:
     void change_step_repeat_tool(PluginMetaData msg);
     void change_SRselect_tool(PluginMetaData msg);
     void doDeletePopView(PluginMetaData msg);
+    // 20000270: opens the tool named by "Tool" (graphic_view_input.cpp).
+    void doOpenEditTool(PluginMetaData msg);
     // Opens a pop-view inset on a board area.
     void openPopView(const QRectF& boardArea);
 

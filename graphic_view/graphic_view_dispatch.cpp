@@ -111,6 +111,10 @@ RouteTable<MessageHandler> ViewWidget::messageRoutes() {
         {20000266, 20000266, Yes, "do_mark", [](V& v, const M& m) { v.do_mark(m); }},
         {20000267, 20000267, No, "change_SR_Edit_tool", [](V& v, const M& m) { v.change_SR_Edit_tool(m); }},
         {20000268, 20000268, No, "show_marksetting", [](V& v, const M&) { v.show_marksetting(); }},
+        // Open tool: "Tool" 16 profile, 17 align holes, 25 edit, 26 divide a
+        // surface, 27 cut out of a surface; other values are refused in the log.
+        // Tools without a request code of their own are opened by this one.
+        {20000270, 20000270, Yes, "doOpenEditTool", [](V& v, const M& m) { v.doOpenEditTool(m); }},
         {20000405, 20000405, No, "display flag on", [](V& v, const M&) { v.m_displayFlag = true; }},
         {20000406, 20000406, No, "display flag off", [](V& v, const M&) { v.m_displayFlag = false; }},
         {20000410, 20000410, No, "showNetAnalyzeResult", [](V& v, const M& m) { v.showNetAnalyzeResult(m); }},
@@ -179,6 +183,8 @@ RouteTable<MessageHandler> ViewWidget::messageRoutes() {
         {20003950, 20003950, No, "doDeletePopView", [](V& v, const M& m) { v.doDeletePopView(m); }},
         {20004202, 20004202, No, "get_archor_signal", [](V& v, const M& m) { v.get_archor_signal(m); }},
         {20004203, 20004204, Yes, "doPullFeatureSelect", [](V& v, const M& m) { v.doPullFeatureSelect(m); }},
+        // Opens the hole tool (keys in ViewTool/AllignholeTool.cpp); not remembered,
+        // since replaying a resize request would resize the holes again.
         {20004205, 20004205, No, "setResizeHoleTmpData", [](V& v, const M& m) { v.setResizeHoleTmpData(m); }},
         {20004401, 20004401, No, "TVDI mode and tool", [](V& v, const M& m) { R::toggleTvdi(v, m, true); }},
         {20004402, 20004402, No, "TVDI mode", [](V& v, const M& m) { R::toggleTvdi(v, m, false); }},

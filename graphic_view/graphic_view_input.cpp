@@ -17,6 +17,7 @@
 #include "QTpluginsManger4CAM.h"
 #include "TOLVA_API.h"
 #include "TOLVA_Measure.h"
+#include "ViewTool/RegionDivisionTool.h"
 #include "ViewTool/RulerTool.h"
 #include "ViewTool/SelectTool.h"
 #include "UIAPICommon.h"
@@ -187,6 +188,44 @@ void ViewWidget::change_SR_Edit_tool(PluginMetaData msg) { openToolFromRequest(m
 void ViewWidget::change_Notes_tool(PluginMetaData msg) { openToolFromRequest(msg, T::NOTES_TOOL, nullptr, 0); }
 void ViewWidget::change_step_repeat_tool(PluginMetaData msg) { openToolFromRequest(msg, T::STEP_REPEAT_TOOL, nullptr, 0); }
 void ViewWidget::change_SRselect_tool(PluginMetaData msg) { openToolFromRequest(msg, T::SR_SELECT_TOOL, nullptr, 0); }
+
+// ---- hole, region and profile tools (keys in ViewTool/AllignholeTool.cpp,
+//      ViewTool/ProfileBoundTool.cpp) ---------------------------------------
+
+// 20004205 opens the hole tool with its parameters; while it is open the
+// request only re-configures it (a resize request resizes again).
+void ViewWidget::setResizeHoleTmpData(PluginMetaData msg) {
+    static constexpr qint32 kHoleCodes[] = {20004205};
+    openToolFromRequest(msg, T::ALLIGN_HOLE_TOOL, kHoleCodes, int(std::size(kHoleCodes)));
+}
+
+// 20000270, "Tool": 16 (profile), 17 (holes), 25 (edit), 26 (divide a
+// surface by a cut line) or 27 (cut out of a surface). A bare request for
+// the active tool switches it off, as every tool request does; one that
+// carries parameters (any other key) re-configures it instead. Both region
+// modes report type 26, so switching between them closes the one open first.
+void ViewWidget::doOpenEditTool(PluginMetaData msg) {
+    static constexpr int kOpenable[] = {T::PROFILE_BOUND_TOOL, T::ALLIGN_HOLE_TOOL, T::EDIT_TOOL,
+                                        T::REGION_DIVISION_TOOL, T::REGION_DIVISION_TOOL_2};
+    bool ok = false;
+    const int asked = msg.data.value(QStringLiteral("Tool")).toInt(&ok);
+    if (!ok || std::find(std::begin(kOpenable), std::end(kOpenable), asked) == std::end(kOpenable)) {
+        LOG(ERROR) << "GRAPHIC_VIEW: open-tool request refused: \"Tool\" "
+                   << msg.data.value(QStringLiteral("Tool")).toString().toStdString() << " names no tool it opens";
+        return;
+    }
+    const auto type = GRAPHIC_TOOL_TYPE(asked);
+    const auto* region = qobject_cast<const RegionDivisionTool*>(m_tool);
+    const bool regionAsked = type == T::REGION_DIVISION_TOOL || type == T::REGION_DIVISION_TOOL_2;
+    if (region && regionAsked && region->mode() != (type == T::REGION_DIVISION_TOOL_2 ? 1 : 0))
+        changeTool(T::NORMAL_TOOL);
+    if (m_tool && m_tool->getType() == type && msg.data.size() > 1) {
+        m_tool->setWorkParam(&msg);
+        add_tool_param(type, msg);
+        return;
+    }
+    openToolFromRequest(msg, type, nullptr, 0);
+}
 
 // ---- snapping and boxes ------------------------------------------------------
 

@@ -5,8 +5,6 @@
 namespace TOLVA {
 namespace GRAPHIC {
 
-void ViewWidget::setResizeHoleTmpData(PluginMetaData) { notYetAvailable("setResizeHoleTmpData"); }
-
 // Ends a clip: the polygon being entered is dropped.
 void ViewWidget::unselect_clip_area(PluginMetaData) {
     m_polygonPoints.clear();

@@ -19,6 +19,7 @@
 #include "TOLVA_API.h"
 #include "UIAPICommon.h"
 #include "Widget_Common.h"
+#include "ViewTool/AllignholeTool.h"
 #include "ViewTool/DeleteTool.h"
 #include "ViewTool/DrawSymbolTool.h"
 #include "ViewTool/EditTool.h"
@@ -29,6 +30,7 @@
 #include "ViewTool/NotesTool.h"
 #include "ViewTool/PointTool.h"
 #include "ViewTool/PopViewTool.h"
+#include "ViewTool/ProfileBoundTool.h"
 #include "ViewTool/PullTool.h"
 #include "ViewTool/RulerTool.h"
 #include "ViewTool/SRSelectTool.h"
@@ -91,6 +93,7 @@ const std::vector<Expected>& expectedRoutes() {
         {"change_layer_draw_note", {{20000265, 20000265}}},
         {"do_mark", {{20000266, 20000266}}},
         {"show_marksetting", {{20000268, 20000268}}},
+        {"doOpenEditTool", {{20000270, 20000270}}},
         {"display flag on", {{20000405, 20000405}}},
         {"display flag off", {{20000406, 20000406}}},
         {"showNetAnalyzeResult", {{20000410, 20000410}}},
@@ -305,7 +308,7 @@ TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
     g_prompts = &prompts;
     const std::set<std::string> notYet = {
         "show_contour_fill_parameters", "get_rout_selectorder", "do_drawchain",
-        "get_addchain_vector", "setResizeHoleTmpData"};
+        "get_addchain_vector"};
     static std::vector<TOLVA::API::point> crossList{{1200, -3400}};
     std::map<std::string, Probe> probes = {
         {"draw_use_symbol", opensTool<DrawSymbolTool>()},
@@ -503,6 +506,9 @@ TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
          {[](ViewWidget& v, PluginMetaData&) { v.setCheckPoints({check_points()}); },
           [](ViewWidget& v, qint32) { EXPECT_TRUE(v.checkPoints().isEmpty()); }}},
         {"change_to_last_tool", opensTool<ZoomInTool>()},  // nothing remembered
+        {"setResizeHoleTmpData", opensTool<AllignholeTool>()},
+        {"doOpenEditTool",
+         {[](ViewWidget&, PluginMetaData& m) { m.data = {{"Tool", 16}}; }, opensTool<ProfileBoundTool>().check}},
         {"doDeletePopView",
          {[](ViewWidget& v, PluginMetaData&) { v.openPopView(QRectF(0, 0, 1e6, 1e6)); },
           [](ViewWidget& v, qint32) { EXPECT_TRUE(v.get_popviews().isEmpty()); }}},
@@ -567,7 +573,7 @@ TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
     for (const std::string& name : notYet) probes[name] = {nullptr, [](ViewWidget&, qint32) {}};
     const std::set<std::string> opensATool = {"draw_use_symbol",  "doSignalBoxSelect", "diSignalBoxDelete", "zoom area", "doPointSelect",
                                               "doMoveAndCopySelect", "doLineEditSelect", "doPullFeatureSelect",
-                                              "doOpenPopView", "doMeasureSelect", "do_mark"};
+                                              "doOpenPopView", "doMeasureSelect", "do_mark", "doOpenEditTool"};
 
     for (const auto& e : expectedByCode()) {
         const qint32 code = e.first;
