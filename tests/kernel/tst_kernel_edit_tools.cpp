@@ -609,6 +609,11 @@ TEST_F(EditTools, HolesMoveOntoTheirPadsWithinTheTolerance) {
     EXPECT_DOUBLE_EQ(results[0].value, 50);
     EXPECT_EQ(results[0].location.a.x, 10 * mm + 30);
     EXPECT_EQ(results[0].location.b.x, 10 * mm);
+    ASSERT_EQ(results[0].features.size(), 2u);
+    EXPECT_EQ(results[0].features[0].layer, "drl");
+    EXPECT_EQ(results[0].features[1].layer, "l2");
+    EXPECT_EQ(results[0].features[1].index, 0);
+    EXPECT_EQ(results[0].layers, (API::str_list{"drl", "l2"}));
     EXPECT_EQ(results[1].check, "hole_not_aligned");
     EXPECT_DOUBLE_EQ(results[1].value, 400);
     EXPECT_DOUBLE_EQ(results[1].limit, 100);
