@@ -39,6 +39,8 @@ struct ToolButton {
     const char* drawMode = nullptr;
     const char* shortcut = nullptr;
     void (*icon)(QPainter&, const QRectF&) = nullptr;
+    // Tools opened by the view's open-tool request (20000270): its "Tool".
+    int openTool = 0;
 };
 
 // Icons of the feature-edit buttons, drawn on a small transparent square.
@@ -83,6 +85,32 @@ void copySquares(QPainter& p, const QRectF& r) {
 }
 }  // namespace icons
 
+// ---- hole, region and profile tools: icons --------------------------------
+namespace regionIcons {
+void holes(QPainter& p, const QRectF& r) {
+    p.setPen(QPen(QColor(0, 170, 230), 2));
+    p.setBrush(Qt::NoBrush);
+    p.drawEllipse(r.adjusted(2, 2, -2, -2));
+    p.setBrush(Qt::darkGray);
+    p.setPen(Qt::NoPen);
+    p.drawEllipse(QRectF(r.center() - QPointF(3, 3), QSizeF(6, 6)));
+}
+void divide(QPainter& p, const QRectF& r) {
+    p.fillRect(r, QColor(0, 170, 230));
+    p.setPen(QPen(Qt::white, 2, Qt::DashLine));
+    p.drawLine(r.topLeft() + QPointF(r.width() * 0.6, 0), r.bottomLeft() + QPointF(r.width() * 0.4, 0));
+}
+void cutOut(QPainter& p, const QRectF& r) {
+    p.fillRect(r, QColor(0, 170, 230));
+    p.fillRect(r.adjusted(r.width() * 0.3, r.height() * 0.3, -r.width() * 0.3, -r.height() * 0.3), Qt::white);
+}
+void profile(QPainter& p, const QRectF& r) {
+    p.setPen(QPen(Qt::darkGray, 2));
+    p.setBrush(Qt::NoBrush);
+    p.drawRoundedRect(r.adjusted(1, 1, -1, -1), 4, 4);
+}
+}  // namespace regionIcons
+
 // The view's context menu sends 20000247 for "Measure"; the view itself
 // reads that code as a contour answer, so the tool bar asks for the ruler
 // with the first measure code instead.
@@ -109,6 +137,11 @@ const std::vector<ToolButton>& toolButtons() {
         {"Draw Pads", "drawPad", 50, {}, false, "pad", "P", icons::pad},
         {"Draw Lines", "drawLine", 50, {}, false, "line", "L", icons::line},
         {"Draw Surface", "drawSurface", 50, {}, false, "surface", "S", icons::surface},
+        // ---- hole, region and profile tools, opened by "Tool" of 20000270 ----
+        {"Align Holes", "alignHoles", 20000270, {}, true, nullptr, nullptr, regionIcons::holes, 17},
+        {"Divide Surface", "divideSurface", 20000270, {}, true, nullptr, nullptr, regionIcons::divide, 26},
+        {"Cut Out of Surface", "cutOutSurface", 20000270, {}, true, nullptr, nullptr, regionIcons::cutOut, 27},
+        {"Profile", "profileBound", 20000270, {}, true, nullptr, nullptr, regionIcons::profile, 16},
     };
     return buttons;
 }
@@ -230,6 +263,7 @@ private:
         QVariantMap data;
         if (button.drawMode)
             data = {{QStringLiteral("mode"), button.drawMode}, {QStringLiteral("symbol"), m_symbol->text().trimmed()}};
+        if (button.openTool) data.insert(QStringLiteral("Tool"), button.openTool);
         send(PluginNames::GraphicView, button.request, data);
     }
 
