@@ -19,6 +19,7 @@
 #include "PluginNames.h"
 #include "TOLVA_Job.h"
 #include "graphic_view/graphic_view.h"
+#include "view_bench_main.h"
 
 namespace {
 
@@ -199,15 +200,5 @@ BENCHMARK(BM_MultiCopy)->Unit(benchmark::kMillisecond)->Iterations(5);
 }  // namespace
 
 int main(int argc, char** argv) {
-    google::InitGoogleLogging(argv[0]);
-    FLAGS_minloglevel = 2;
-    FLAGS_logtostderr = true;
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    g_board.reset();
-    benchmark::Shutdown();
-    return 0;
+    return runViewBenchmarks(argc, argv, [] { g_board.reset(); });
 }

@@ -23,6 +23,7 @@
 #include "TOLVA_Job.h"
 #include "ViewTool/PullTool.h"
 #include "graphic_view/graphic_view.h"
+#include "view_bench_main.h"
 
 namespace {
 
@@ -154,15 +155,5 @@ BENCHMARK(BM_PullPreviewInView)->Unit(benchmark::kMillisecond);
 }  // namespace
 
 int main(int argc, char** argv) {
-    google::InitGoogleLogging(argv[0]);
-    FLAGS_minloglevel = 2;
-    FLAGS_logtostderr = true;
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    board().host.reset();
-    benchmark::Shutdown();
-    return 0;
+    return runViewBenchmarks(argc, argv, [] { board().host.reset(); });
 }

@@ -21,6 +21,7 @@
 #include "PluginNames.h"
 #include "TOLVA_Job.h"
 #include "graphic_view/graphic_view.h"
+#include "view_bench_main.h"
 
 namespace {
 
@@ -283,15 +284,5 @@ BENCHMARK(BM_WheelZoom)->Unit(benchmark::kMillisecond);
 }  // namespace
 
 int main(int argc, char** argv) {
-    google::InitGoogleLogging(argv[0]);
-    FLAGS_minloglevel = 2;  // the view's INFO and WARNING lines would drown the table
-    FLAGS_logtostderr = true;
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    g_bench.reset();  // the view goes before the application
-    benchmark::Shutdown();
-    return 0;
+    return runViewBenchmarks(argc, argv, [] { g_bench.reset(); });
 }
