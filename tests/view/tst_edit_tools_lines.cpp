@@ -48,6 +48,13 @@ double directionDegrees(const API::featureInfo& f) { return std::atan2(f.ye - f.
 class LineToolsTest : public viewtools::ViewToolTest {
 protected:
     LineToolsTest() : ViewToolTest("line_tools_job") {}
+    // Up, across and down: the middle line (index 1) runs to +x between two
+    // vertical neighbours.
+    void addUTrace() {
+        job.addLine("top", 2e6, 1e6, 2e6, 3e6, "r100");
+        job.addLine("top", 2e6, 3e6, 6e6, 3e6, "r100");
+        job.addLine("top", 6e6, 3e6, 6e6, 1e6, "r100");
+    }
 };
 
 // ---- line edit ------------------------------------------------------------
@@ -141,9 +148,7 @@ TEST_F(LineToolsTest, JoiningLinesThatDoNotMeetIsRefusedAndChangesNothing) {
 // ---- pull -----------------------------------------------------------------
 
 TEST_F(LineToolsTest, ADraggedPullStretchesBothNeighboursOnEnter) {
-    job.addLine("top", 2e6, 1e6, 2e6, 3e6, "r100");
-    job.addLine("top", 2e6, 3e6, 6e6, 3e6, "r100");
-    job.addLine("top", 6e6, 3e6, 6e6, 1e6, "r100");
+    addUTrace();
     const auto before = records("top");
     send(kPullPlain);
     ASSERT_NE(dynamic_cast<PullTool*>(view->currentTool()), nullptr);
@@ -164,9 +169,7 @@ TEST_F(LineToolsTest, ADraggedPullStretchesBothNeighboursOnEnter) {
 }
 
 TEST_F(LineToolsTest, ATypedPullOfTheSelectedLineIsExactAndPositiveToItsLeft) {
-    job.addLine("top", 2e6, 1e6, 2e6, 3e6, "r100");
-    job.addLine("top", 2e6, 3e6, 6e6, 3e6, "r100");
-    job.addLine("top", 6e6, 3e6, 6e6, 1e6, "r100");
+    addUTrace();
     select("top", 1);
     send(kPullPlain);
     send(kTypedPullPlain, {{QStringLiteral("Offset"), 1e6}});
