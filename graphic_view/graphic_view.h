@@ -12,6 +12,7 @@
 #include <QString>
 #include <QStringList>
 #include <QVector>
+#include <optional>
 #include <QMessageBox>
 #include <QWidget>
 #include <functional>
@@ -255,6 +256,12 @@ public:
 
     // ---- tools -----------------------------------------------------------
     void changeTool(GRAPHIC_TOOL_TYPE type);
+    // Transforms the selection of the edit layers as the request's data says.
+    void transform_selection(PluginMetaData msg);
+    // Installs the rotate tool, which the factory does not make.
+    void startRotateTool();
+    // The union of the extents of the selected features of `layers`.
+    std::optional<QRectF> selectionExtent(const std::vector<std::string>& layers);
     void change_to_select_tool();
     void change_to_last_tool();
     void reset_tool_status();

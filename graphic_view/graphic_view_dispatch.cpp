@@ -115,6 +115,9 @@ RouteTable<MessageHandler> ViewWidget::messageRoutes() {
         // surface, 27 cut out of a surface; other values are refused in the log.
         // Tools without a request code of their own are opened by this one.
         {20000270, 20000270, Yes, "doOpenEditTool", [](V& v, const M& m) { v.doOpenEditTool(m); }},
+        // Ours: transforms the selection (the edit menu's Transform dialog,
+        // keys in Graphic_view_Transform.cpp), or opens the rotate tool.
+        {20000271, 20000271, No, "transform_selection", [](V& v, const M& m) { v.transform_selection(m); }},
         {20000405, 20000405, No, "display flag on", [](V& v, const M&) { v.m_displayFlag = true; }},
         {20000406, 20000406, No, "display flag off", [](V& v, const M&) { v.m_displayFlag = false; }},
         {20000410, 20000410, No, "showNetAnalyzeResult", [](V& v, const M& m) { v.showNetAnalyzeResult(m); }},

@@ -17,6 +17,8 @@
 #include "QTpluginsManger4CAM.h"
 #include "TOLVA_API.h"
 #include "TOLVA_Measure.h"
+#include "ViewTool/LineEditTool.h"
+#include "ViewTool/PullTool.h"
 #include "ViewTool/RegionDivisionTool.h"
 #include "ViewTool/RulerTool.h"
 #include "ViewTool/SelectTool.h"
@@ -158,8 +160,29 @@ void ViewWidget::doMoveAndCopySelect(PluginMetaData msg) {
 }
 
 void ViewWidget::diSignalBoxDelete(PluginMetaData msg) { openToolFromRequest(msg, T::DELETE_TOOL, nullptr, 0); }
-void ViewWidget::doLineEditSelect(PluginMetaData msg) { openToolFromRequest(msg, T::LINE_EDIT_TOOL, nullptr, 0); }
-void ViewWidget::doPullFeatureSelect(PluginMetaData msg) { openToolFromRequest(msg, T::PULL_TOOL, nullptr, 0); }
+// Another line edit mode while editing re-configures the tool; asking again
+// for the mode it has switches it off, as with every tool.
+void ViewWidget::doLineEditSelect(PluginMetaData msg) {
+    auto* edit = qobject_cast<LineEditTool*>(m_tool);
+    const std::optional<LineEditTool::Mode> mode = LineEditTool::modeOf(msg.msgType);
+    if (edit && mode && *mode != edit->mode()) {
+        edit->setWorkParam(&msg);
+        add_tool_param(T::LINE_EDIT_TOOL, msg);
+        return;
+    }
+    openToolFromRequest(msg, T::LINE_EDIT_TOOL, nullptr, 0);
+}
+// The pull tool's typed pulls and its commit act on the active tool; its
+// corner modes re-configure it, the mode it has switches it off.
+void ViewWidget::doPullFeatureSelect(PluginMetaData msg) {
+    auto* pull = qobject_cast<PullTool*>(m_tool);
+    if (pull && PullTool::actsOnActiveTool(msg.msgType, pull->corners())) {
+        pull->setWorkParam(&msg);
+        add_tool_param(T::PULL_TOOL, msg);
+        return;
+    }
+    openToolFromRequest(msg, T::PULL_TOOL, nullptr, 0);
+}
 void ViewWidget::doOpenPopView(PluginMetaData msg) { openToolFromRequest(msg, T::POPVIEW_TOOL, nullptr, 0); }
 // Another measure mode while measuring re-configures the tool; asking again
 // for the mode it has switches it off, as with every tool.

@@ -111,6 +111,44 @@ void profile(QPainter& p, const QRectF& r) {
 }
 }  // namespace regionIcons
 
+// ---- line edit and pull tools: icons --------------------------------------
+namespace lineIcons {
+void handleAt(QPainter& p, const QPointF& at) {
+    p.setPen(QPen(Qt::white, 1));
+    p.setBrush(Qt::darkGray);
+    p.drawRect(QRectF(at - QPointF(3, 3), QSizeF(6, 6)));
+}
+void moveEnd(QPainter& p, const QRectF& r) {
+    p.setPen(QPen(QColor(0, 170, 230), 3, Qt::SolidLine, Qt::RoundCap));
+    p.drawLine(r.bottomLeft(), r.center());
+    p.drawLine(r.center(), r.topRight());
+    handleAt(p, r.center());
+}
+void pull(QPainter& p, const QRectF& r) {
+    p.setPen(QPen(QColor(0, 170, 230), 3, Qt::SolidLine, Qt::RoundCap));
+    const double y = r.top() + r.height() * 0.3;
+    p.drawPolyline(QPolygonF({r.bottomLeft(), QPointF(r.left() + r.width() * 0.25, y),
+                              QPointF(r.right() - r.width() * 0.25, y), r.bottomRight()}));
+    p.setPen(QPen(Qt::darkGray, 2));
+    p.drawLine(QPointF(r.center().x(), r.bottom()), QPointF(r.center().x(), y + 3));
+}
+void pull45(QPainter& p, const QRectF& r) {
+    pull(p, r);
+    handleAt(p, QPointF(r.left() + r.width() * 0.25, r.top() + r.height() * 0.3));
+}
+// A segment with the mode's letter over it, for the modes without a picture.
+void lettered(QPainter& p, const QRectF& r, const char* letter) {
+    p.setPen(QPen(QColor(0, 170, 230), 3, Qt::SolidLine, Qt::RoundCap));
+    p.drawLine(r.bottomLeft() + QPointF(0, -2), r.bottomRight() + QPointF(0, -2));
+    p.setPen(Qt::darkGray);
+    QFont font = p.font();
+    font.setBold(true);
+    font.setPixelSize(int(r.height() * 0.7));
+    p.setFont(font);
+    p.drawText(r.adjusted(0, -2, 0, -4), Qt::AlignCenter, QLatin1String(letter));
+}
+}  // namespace lineIcons
+
 // The view's context menu sends 20000247 for "Measure"; the view itself
 // reads that code as a contour answer, so the tool bar asks for the ruler
 // with the first measure code instead.
@@ -142,6 +180,19 @@ const std::vector<ToolButton>& toolButtons() {
         {"Divide Surface", "divideSurface", 20000270, {}, true, nullptr, nullptr, regionIcons::divide, 26},
         {"Cut Out of Surface", "cutOutSurface", 20000270, {}, true, nullptr, nullptr, regionIcons::cutOut, 27},
         {"Profile", "profileBound", 20000270, {}, true, nullptr, nullptr, regionIcons::profile, 16},
+        // ---- line edit modes and pulls: a second click on the mode the tool
+        // has switches it off; another mode re-configures it ----
+        {"Move Line End", "lineEditEnd", 20000211, {}, true, nullptr, nullptr, lineIcons::moveEnd},
+        {"Move Line End Alone", "lineEditEndAlone", 20001404, {}, true, nullptr, nullptr, [](QPainter& p, const QRectF& r) { lineIcons::lettered(p, r, "A"); }},
+        {"Move Segment", "lineEditSegment", 20000212, {}, true, nullptr, nullptr, [](QPainter& p, const QRectF& r) { lineIcons::lettered(p, r, "M"); }},
+        {"Split Line", "lineEditSplit", 20000213, {}, true, nullptr, nullptr, [](QPainter& p, const QRectF& r) { lineIcons::lettered(p, r, "/"); }},
+        {"Join Lines", "lineEditJoin", 20000216, {}, true, nullptr, nullptr, [](QPainter& p, const QRectF& r) { lineIcons::lettered(p, r, "+"); }},
+        {"Move Surface Vertex", "lineEditVertex", 20000237, {}, true, nullptr, nullptr, [](QPainter& p, const QRectF& r) { lineIcons::lettered(p, r, "V"); }},
+        {"Add Surface Vertex", "lineEditAddVertex", 20000238, {}, true, nullptr, nullptr, [](QPainter& p, const QRectF& r) { lineIcons::lettered(p, r, "V+"); }},
+        {"Arc Radius", "lineEditArcRadius", 20000239, {}, true, nullptr, nullptr, [](QPainter& p, const QRectF& r) { lineIcons::lettered(p, r, "R"); }},
+        {"Arc to Line", "lineEditArcToLine", 20000240, {}, true, nullptr, nullptr, [](QPainter& p, const QRectF& r) { lineIcons::lettered(p, r, "L"); }},
+        {"Pull", "pull", 20000219, {}, true, nullptr, nullptr, lineIcons::pull},
+        {"Pull with 45-Degree Corners", "pull45", 20000220, {}, true, nullptr, nullptr, lineIcons::pull45},
     };
     return buttons;
 }
