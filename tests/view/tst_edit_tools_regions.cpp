@@ -327,10 +327,14 @@ TEST_P(ProfileRect, ADraggedRectangleBecomesTheProfileAndTheFitShowsIt) {
 
 INSTANTIATE_TEST_SUITE_P(Radii, ProfileRect, ::testing::Values(0.0, 0.5 * kMm));
 
-TEST_F(RegionToolsTest, APolygonOfClicksBecomesTheProfile) {
-    send(kOpenTool, {{"Tool", 16}, {"Mode", "polygon"}});
+// A polygon by the mode key, or started by a Shift click in rectangle mode.
+class ProfilePolygon : public RegionToolsTest, public ::testing::WithParamInterface<bool> {};
+
+TEST_P(ProfilePolygon, ClicksClosedByADoubleClickBecomeTheProfile) {
+    const bool byShift = GetParam();
+    send(kOpenTool, byShift ? QVariantMap{{"Tool", 16}} : QVariantMap{{"Tool", 16}, {"Mode", "polygon"}});
     const QPointF a = landed(2 * kMm, 1 * kMm), b = landed(6 * kMm, 3 * kMm), c = landed(3 * kMm, 7 * kMm);
-    click(pixel(2 * kMm, 1 * kMm));
+    click(pixel(2 * kMm, 1 * kMm), byShift ? Qt::ShiftModifier : Qt::NoModifier);
     click(pixel(6 * kMm, 3 * kMm));
     doubleClick(pixel(3 * kMm, 7 * kMm));
     const API::reply_box box = API::profile_box(kJob, kStep);
@@ -338,6 +342,23 @@ TEST_F(RegionToolsTest, APolygonOfClicksBecomesTheProfile) {
     EXPECT_EQ(box.ymin, int(a.y()));
     EXPECT_EQ(box.xmax, int(b.x()));
     EXPECT_EQ(box.ymax, int(c.y()));
+}
+
+INSTANTIATE_TEST_SUITE_P(Start, ProfilePolygon, ::testing::Values(false, true),
+                         [](const auto& info) { return info.param ? "shiftClick" : "modeKey"; });
+
+TEST_F(RegionToolsTest, EnterMakesTheProfileFromTheSelectedLinesOfTheWorkLayer) {
+    const double c[][4] = {{1, 1, 4, 1}, {4, 1, 4, 3}, {4, 3, 1, 3}, {1, 3, 1, 1}};
+    for (const auto& l : c) job.addLine("top", l[0] * kMm, l[1] * kMm, l[2] * kMm, l[3] * kMm, "r100");
+    job.addLine("top", 6 * kMm, 6 * kMm, 9 * kMm, 9 * kMm, "r100");  // not selected: not part of it
+    for (int i = 0; i < 4; ++i) select("top", i);
+    send(kOpenTool, {{"Tool", 16}, {"Mode", "features"}});
+    key(Qt::Key_Return);
+    const API::reply_box box = API::profile_box(kJob, kStep);
+    EXPECT_EQ(std::vector<int>({box.xmin, box.ymin, box.xmax, box.ymax}),
+              std::vector<int>({int(1 * kMm), int(1 * kMm), int(4 * kMm), int(3 * kMm)}));
+    send(kUndo);
+    EXPECT_EQ(API::profile_box(kJob, kStep).xmax, int(10 * kMm));
 }
 
 // ---- switching -------------------------------------------------------------
