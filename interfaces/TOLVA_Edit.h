@@ -289,6 +289,13 @@ TOLVA_API_EXPORT void set_profile_from_features(const str& job, const str& step,
 TOLVA_API_EXPORT void set_profile_rect(const str& job, const str& step, double x0, double y0,
                                        double x1, double y1, double corner_radius);
 
+// Makes the closed outline `outline` (three or more points, the first not
+// repeated at the end; a repeated one is dropped) the step's profile, as one
+// undo step (JOB::set_profile sets it without one). Refused: fewer than three
+// points, a point out of range.
+TOLVA_API_EXPORT void set_profile_polygon(const str& job, const str& step,
+                                          const std::vector<API::lPoint>& outline);
+
 // The step's profile as it is stored (no repeated closing point); empty when
 // the step has none.
 TOLVA_API_EXPORT std::vector<API::lPoint> get_profile(const str& job, const str& step);
@@ -318,6 +325,8 @@ TOLVA_API_EXPORT void set_profile_from_features_db_save(const API::str& job,
                                                         const API::str& step,
                                                         const API::str& layer,
                                                         const std::vector<int>& indices);
+TOLVA_API_EXPORT void set_profile_polygon_db_save(const API::str& job, const API::str& step,
+                                                  const std::vector<API::lPoint>& outline);
 TOLVA_API_EXPORT void set_profile_rect_db_save(const API::str& job, const API::str& step,
                                                double x0, double y0, double x1, double y1,
                                                double corner_radius);

@@ -150,6 +150,16 @@ void set_profile_rect(const str& job, const str& step, double x0, double y0, dou
     setProfile(j, s, std::move(outline));
 }
 
+void set_profile_polygon(const str& job, const str& step, const std::vector<API::lPoint>& outline) {
+    KERNEL_LOCK;
+    Job& j = findJob(job);
+    const size_t s = findStepIndex(j, step);
+    std::vector<API::lPoint> points = outline;
+    if (points.size() > 1 && points.back().x == points.front().x && points.back().y == points.front().y) points.pop_back();
+    if (points.size() < 3) fail("a profile needs at least three points");
+    setProfile(j, s, std::move(points));
+}
+
 std::vector<API::lPoint> get_profile(const str& job, const str& step) {
     KERNEL_LOCK;
     Job& j = findJob(job);

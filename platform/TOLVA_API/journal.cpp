@@ -309,6 +309,7 @@ const std::map<std::string, Parser>& parsers() {
                                })},
         {"set_profile_from_features", parser<S, S, S, std::vector<int>>(EDIT::set_profile_from_features)},
         {"set_profile_rect", parser<S, S, double, double, double, double, double>(EDIT::set_profile_rect)},
+        {"set_profile_polygon", parser<S, S, std::vector<lPoint>>(EDIT::set_profile_polygon)},
         // Lines the kernel adds itself (see FORMATS.md).
         {"select_added_features", parser<S, S, std::map<S, int>>(
                                       [](const S& j, const S& s, const std::map<S, int>& counts) {
@@ -521,6 +522,10 @@ void set_profile_from_features_db_save(const str& job, const str& step, const st
                                        const std::vector<int>& indices) {
     KERNEL_LOCK;
     appendLine(job, "set_profile_from_features", job, step, layer, indices);
+}
+void set_profile_polygon_db_save(const str& job, const str& step, const std::vector<lPoint>& outline) {
+    KERNEL_LOCK;
+    appendLine(job, "set_profile_polygon", job, step, outline);
 }
 void set_profile_rect_db_save(const str& job, const str& step, double x0, double y0, double x1, double y1,
                               double corner_radius) {

@@ -850,6 +850,7 @@ TEST_F(EditTools, ARectangleProfileHasItsCornersRounded) {
     EXPECT_THROW(EDIT::set_profile_rect(kJob, "pcb", 5e6, 0, 5e6, 5e6, 0), API::KernelText);
     ASSERT_TRUE(API::undo_last_edit(kJob));
     EXPECT_EQ(EDIT::get_profile(kJob, "pcb").size(), 4u);
+    EXPECT_THROW(EDIT::set_profile_polygon(kJob, "pcb", {{0, 0}, {1, 1}, {0, 0}}), API::KernelText);
 }
 
 // ---- undo and journal ----------------------------------------------------------------
@@ -931,6 +932,12 @@ TEST_F(EditUndoJournal, EveryEditIsOneUndoStepAndReplays) {
              EXPECT_THROW(EDIT::set_profile_from_features(kJob, "pcb", "top", {0, 1, 2}), API::KernelText);  // a straight run is no outline
              DB::set_profile_rect_db_save(kJob, "pcb", 0, 0, 5e5, 3e5, 5e4);
              EDIT::set_profile_rect(kJob, "pcb", 0, 0, 5e5, 3e5, 5e4);
+         }},
+        {"profile polygon", [] {
+             const std::vector<API::lPoint> outline{{0, 0}, {4e5, 0}, {4e5, 2e5}, {0, 0}};
+             DB::set_profile_polygon_db_save(kJob, "pcb", outline);
+             EDIT::set_profile_polygon(kJob, "pcb", outline);
+             EXPECT_EQ(EDIT::get_profile(kJob, "pcb").size(), 3u) << "the closing point dropped";
          }},
         {"transform", [] {
              EDIT::transform t;
