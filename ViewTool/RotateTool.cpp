@@ -42,6 +42,7 @@ RotateTool::~RotateTool() {
 
 void RotateTool::readSelection() {
     m_selection.clear();
+    if (m_view->jobName().isEmpty()) return;
     try {
         for (const std::string& layer : featureEditLayers(*m_view)) {
             std::vector<API::featureInfo> selected;

@@ -88,7 +88,6 @@ void ViewWidget::transform_selection(PluginMetaData msg) {
 // The rotate tool has no entry in the tool factory: it is installed here,
 // for the edit tool's menu and the edit menu's "Rotate on Board".
 void ViewWidget::startRotateTool() {
-    if (job().empty()) return;
     installTool(new (std::nothrow) RotateTool(this));
 }
 

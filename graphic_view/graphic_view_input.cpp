@@ -309,7 +309,12 @@ bool ViewWidget::takesPoints() const {
     case T::MOVE_COPY_SAME_LAYER_TOOL:
     case T::EDIT_BUFFER_TOOL:
     case T::DRAW_SYMBOL_TOOL:
-    case T::POINT_TOOL: return true;
+    case T::POINT_TOOL:
+    case T::LINE_EDIT_TOOL:
+    case T::PULL_TOOL:
+    case T::ROTATE_TOOL:
+    case T::PROFILE_BOUND_TOOL:
+    case T::REGION_DIVISION_TOOL: return true;
     case T::SELECT_TOOL: {
         const auto* select = qobject_cast<const SelectTool*>(m_tool);
         return select && select->clipMode() != SelectTool::NoClip;

@@ -32,6 +32,7 @@
 #include "ViewTool/PopViewTool.h"
 #include "ViewTool/ProfileBoundTool.h"
 #include "ViewTool/PullTool.h"
+#include "ViewTool/RotateTool.h"
 #include "ViewTool/RulerTool.h"
 #include "ViewTool/SRSelectTool.h"
 #include "ViewTool/SelectTool.h"
@@ -94,6 +95,7 @@ const std::vector<Expected>& expectedRoutes() {
         {"do_mark", {{20000266, 20000266}}},
         {"show_marksetting", {{20000268, 20000268}}},
         {"doOpenEditTool", {{20000270, 20000270}}},
+        {"transform_selection", {{20000271, 20000271}}},
         {"display flag on", {{20000405, 20000405}}},
         {"display flag off", {{20000406, 20000406}}},
         {"showNetAnalyzeResult", {{20000410, 20000410}}},
@@ -509,6 +511,9 @@ TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
         {"setResizeHoleTmpData", opensTool<AllignholeTool>()},
         {"doOpenEditTool",
          {[](ViewWidget&, PluginMetaData& m) { m.data = {{"Tool", 16}}; }, opensTool<ProfileBoundTool>().check}},
+        {"transform_selection",
+         {[](ViewWidget&, PluginMetaData& m) { m.data = {{"Interactive", true}}; },
+          [](ViewWidget& v, qint32) { EXPECT_TRUE(toolIs<RotateTool>(v)); }}},
         {"doDeletePopView",
          {[](ViewWidget& v, PluginMetaData&) { v.openPopView(QRectF(0, 0, 1e6, 1e6)); },
           [](ViewWidget& v, qint32) { EXPECT_TRUE(v.get_popviews().isEmpty()); }}},
