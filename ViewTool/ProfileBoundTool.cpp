@@ -144,11 +144,12 @@ void ProfileBoundTool::setPolygon() {
     }
     std::vector<API::lPoint> outline;
     for (const QPointF& p : m_polygon.points()) outline.push_back(roundedPoint(p));
-    outline.push_back(outline.front());
-    const bool done = editSafely([&] { JOB::set_profile(jobName(), stepName(), outline); });
+    const bool done = editSafely([&] {
+        if (DB::get_SaveFlag()) DB::set_profile_polygon_db_save(jobName(), stepName(), outline);
+        EDIT::set_profile_polygon(jobName(), stepName(), outline);
+    });
     if (!done) return;
-    LOG(WARNING) << kPrefix << ": profile set to a polygon of " << m_polygon.size()
-                 << " corners; this change cannot be undone and is not journalled";
+    LOG(INFO) << kPrefix << ": profile set to a polygon of " << m_polygon.size() << " corners";
     reset();
     redrawBoard();
 }

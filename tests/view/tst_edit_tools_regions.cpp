@@ -332,6 +332,7 @@ class ProfilePolygon : public RegionToolsTest, public ::testing::WithParamInterf
 
 TEST_P(ProfilePolygon, ClicksClosedByADoubleClickBecomeTheProfile) {
     const bool byShift = GetParam();
+    const API::reply_box before = API::profile_box(kJob, kStep);
     send(kOpenTool, byShift ? QVariantMap{{"Tool", 16}} : QVariantMap{{"Tool", 16}, {"Mode", "polygon"}});
     const QPointF a = landed(2 * kMm, 1 * kMm), b = landed(6 * kMm, 3 * kMm), c = landed(3 * kMm, 7 * kMm);
     click(pixel(2 * kMm, 1 * kMm), byShift ? Qt::ShiftModifier : Qt::NoModifier);
@@ -342,6 +343,8 @@ TEST_P(ProfilePolygon, ClicksClosedByADoubleClickBecomeTheProfile) {
     EXPECT_EQ(box.ymin, int(a.y()));
     EXPECT_EQ(box.xmax, int(b.x()));
     EXPECT_EQ(box.ymax, int(c.y()));
+    ASSERT_TRUE(API::undo_last_edit(kJob)) << "the polygon is one undo step";
+    EXPECT_EQ(API::profile_box(kJob, kStep), before);
 }
 
 INSTANTIATE_TEST_SUITE_P(Start, ProfilePolygon, ::testing::Values(false, true),
