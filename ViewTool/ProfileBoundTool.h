@@ -3,8 +3,7 @@
 //   rectangle: a drag spans it, its corners rounded with the tool's
 //     radius; one edit of the kernel (one undo step);
 //   polygon: clicks put down its corners (a Shift click in rectangle mode
-//     starts one), a double click or Enter closes it. The kernel has no
-//     edit for a free outline: it is set directly and cannot be undone;
+//     starts one), a double click or Enter closes it (one undo step);
 //   features: Enter chains the selected lines and arcs of the work layer
 //     into the profile (one undo step).
 // Escape takes back a polygon's last corner; a second Escape in a row
