@@ -243,6 +243,28 @@ TEST_F(EditToolsTest, PadLandsOnTheSnappedPointWithTheSymbolAndTheNewFeatureAttr
     send(20001653 - 6);  // snap off again for the next tests
 }
 
+TEST_F(EditToolsTest, PadPreviewFollowsTheCursorAndGoesWithTheTool) {
+    send(DrawSymbolTool::kOpenCode, {{"symbol", "r2000"}});
+    view->grab();  // lays the view out
+    auto bluish = [](const QImage& image, const QPoint& at) {
+        for (int dx = -2; dx <= 2; ++dx)
+            for (int dy = -2; dy <= 2; ++dy) {
+                const QColor c = image.pixelColor(at + QPoint(dx, dy));
+                if (c.blue() > 100 && c.red() < 60) return true;
+            }
+        return false;
+    };
+    mouse(QEvent::MouseMove, pixel(5e6, 5e6));
+    const QPoint rim = pixel(4e6, 5e6);  // the r2000 outline, 1 mm left of the cursor
+    EXPECT_TRUE(bluish(view->grab().toImage(), rim));
+    mouse(QEvent::MouseMove, pixel(8e6, 8e6));
+    EXPECT_FALSE(bluish(view->grab().toImage(), rim));
+    EXPECT_TRUE(bluish(view->grab().toImage(), pixel(7e6, 8e6)));
+    send(20000202);
+    EXPECT_FALSE(bluish(view->grab().toImage(), pixel(7e6, 8e6)));
+    EXPECT_TRUE(features("top").empty());
+}
+
 TEST_F(EditToolsTest, ThreeClicksAndEnterGiveTwoJoinedLinesInOneUndoStep) {
     send(DrawSymbolTool::kOpenCode, {{"symbol", "r200"}});
     send(DrawSymbolTool::kLineModeCode);
@@ -370,6 +392,10 @@ TEST_F(EditToolsTest, PointToolAnswersMoveWithBothPointsAndTheDisplacement) {
 TEST_F(EditToolsTest, CopyPointStartsOverAfterEscape) {
     MessageRecorder messages;
     send(PointTool::kCopyCode);
+    // A message the tool does not know leaves its request as it was.
+    PluginMetaData stranger(PluginNames::JobList, PluginNames::GraphicView, 20000202);
+    view->currentTool()->setWorkParam(&stranger);
+    EXPECT_EQ(dynamic_cast<PointTool*>(view->currentTool())->request(), PointTool::kCopyCode);
     click(pixel(1e6, 1e6));
     key(Qt::Key_Escape);  // forgets the reference
     click(pixel(2e6, 2e6));
