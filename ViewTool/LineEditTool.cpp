@@ -12,7 +12,7 @@ namespace GRAPHIC {
 
 namespace {
 constexpr char kPrefix[] = "LINE_EDIT_TOOL";
-constexpr char kInitLine[] = "LINE_EDIT_TOOL:\tInit";
+constexpr char kInitLine[] = "LINE_EDIT_TOOL : INIT";
 
 struct ModeCode {
     qint32 code;

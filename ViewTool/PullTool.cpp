@@ -14,7 +14,7 @@ namespace GRAPHIC {
 
 namespace {
 constexpr char kPrefix[] = "PULL_TOOL";
-constexpr char kInitLine[] = "PULL_TOOL:\tInit";
+constexpr char kInitLine[] = "PULL_TOOL : INIT";
 const QString kOffsetKey = QStringLiteral("Offset");
 
 constexpr qint32 kPlainCodes[] = {20000219, 20000249, 20004203};

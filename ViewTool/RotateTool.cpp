@@ -19,7 +19,7 @@ namespace GRAPHIC {
 
 namespace {
 constexpr char kPrefix[] = "ROTATE_TOOL";
-constexpr char kInitLine[] = "ROTATE_TOOL:\tInit";
+constexpr char kInitLine[] = "ROTATE_TOOL : INIT";
 constexpr double kPi = 3.14159265358979323846;
 constexpr int kPivotPixels = 6;
 constexpr int kLabelOffsetPixels = 14;

@@ -168,7 +168,7 @@ const std::vector<ToolButton>& toolButtons() {
         {"Measure Along", "measureAlong", 20000233, {20000233}, true},
         {"Measure Angle", "measureAngle", 20000234, {20000234}, true},
         // ---- feature-edit tools: text, name, request, pressed by, releases, mode, shortcut, icon ----
-        {"Delete Features", "deleteFeatures", 20000206, {20000206}, true, nullptr, "Del", icons::deleteCross},
+        {"Delete Features", "deleteFeatures", 20000206, {20000206}, true, nullptr, "Shift+Del", icons::deleteCross},
         {"Edit Feature", "editFeature", 20000254, {20000254}, false, nullptr, "E", icons::editArrow},
         {"Move", "moveFeatures", 20000207, {20000207}, true, nullptr, "M", icons::moveArrows},
         {"Copy", "copyFeatures", 20000208, {20000208}, true, nullptr, "C", icons::copySquares},
