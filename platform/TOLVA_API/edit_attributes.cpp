@@ -49,24 +49,6 @@ void replaceInPlace(const FeatureSlot& slot, Change&& change) {
     commitEdit(*slot.job, std::move(u));
 }
 
-// A comment line in the job's journal (a replay reads past it).
-void journalComment(const std::string& job, const std::string& text) {
-    if (!DB::get_SaveFlag()) return;
-    std::ofstream out(JOB::journal_path(job), std::ios::app | std::ios::binary);
-    if (!out) fail("cannot open the journal of job '" + job + "'");
-    out << "# " << text << '\n';
-}
-
-// A value on one line: quotes, backslashes and line breaks escaped.
-std::string quoted(const std::string& s) {
-    std::string out = "\"";
-    for (char c : s) {
-        if (c == '"' || c == '\\') out += '\\';
-        out += c == '\n' ? std::string("\\n") : std::string(1, c);
-    }
-    return out + '"';
-}
-
 }  // namespace
 
 namespace ATTRIBUTES {
@@ -94,23 +76,4 @@ void change_feature_symbol(const str& job, const str& step, const str& layer, in
 
 }  // namespace ATTRIBUTES
 
-namespace DB {
-
-void set_feature_attributes_db_save(const API::str& job, const API::str& step, const API::str& layer, int index,
-                                    const API::attr_map& attributes) {
-    KERNEL_LOCK;
-    std::string text = "set_feature_attributes " + quoted(job) + ' ' + quoted(step) + ' ' + quoted(layer) + ' ' +
-                       std::to_string(index) + ' ' + std::to_string(attributes.size());
-    for (const auto& a : attributes) text += ' ' + quoted(a.first) + ' ' + quoted(a.second);
-    journalComment(job, text);
-}
-
-void change_feature_symbol_db_save(const API::str& job, const API::str& step, const API::str& layer, int index,
-                                   const API::str& symbol) {
-    KERNEL_LOCK;
-    journalComment(job, "change_feature_symbol " + quoted(job) + ' ' + quoted(step) + ' ' + quoted(layer) + ' ' +
-                            std::to_string(index) + ' ' + quoted(symbol));
-}
-
-}  // namespace DB
 }  // namespace TOLVA

@@ -5,6 +5,7 @@
 #include <memory>
 #include <tuple>
 
+#include "TOLVA_Attributes.h"
 #include "TOLVA_Edit.h"
 #include "TOLVA_Job.h"
 #include "TOLVA_Repair.h"
@@ -289,6 +290,8 @@ const std::map<std::string, Parser>& parsers() {
          parser<S, S, S, SL, double, double>([](const S& j, const S& s, const S& d, const SL& l, double ring, double gap) {
              REPAIR::enlarge_pads_for_ring(j, s, d, l, ring, gap);
          })},
+        {"set_feature_attributes", parser<S, S, S, int, attr_map>(ATTRIBUTES::set_feature_attributes)},
+        {"change_feature_symbol", parser<S, S, S, int, S>(ATTRIBUTES::change_feature_symbol)},
         {"apply_plan", parser<S, S, EDIT::edit_plan>([](const S& j, const S& s, const EDIT::edit_plan& p) {
              EDIT::apply_plan(j, s, p);
          })},
@@ -495,6 +498,15 @@ void enlarge_pads_for_ring_db_save(const str& job, const str& step, const str& d
     appendLine(job, "enlarge_pads_for_ring", job, step, drill_layer, copper_layers, min_ring_nm, min_clearance_nm);
 }
 
+void set_feature_attributes_db_save(const str& job, const str& step, const str& layer, int index,
+                                    const API::attr_map& attributes) {
+    KERNEL_LOCK;
+    appendLine(job, "set_feature_attributes", job, step, layer, index, attributes);
+}
+void change_feature_symbol_db_save(const str& job, const str& step, const str& layer, int index, const str& symbol) {
+    KERNEL_LOCK;
+    appendLine(job, "change_feature_symbol", job, step, layer, index, symbol);
+}
 void apply_plan_db_save(const str& job, const str& step, const EDIT::edit_plan& plan) {
     KERNEL_LOCK;
     appendLine(job, "apply_plan", job, step, plan);
