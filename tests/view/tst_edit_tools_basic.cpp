@@ -20,6 +20,7 @@
 #include "ViewTool/PointTool.h"
 #include "graphic_view/graphic_view.h"
 #include "test_support.h"
+#include "view_tool_fixture.h"
 
 using namespace TOLVA::GRAPHIC;
 namespace API = TOLVA::API;
@@ -32,54 +33,9 @@ namespace {
 constexpr char kJob[] = "edit_tools_job";
 constexpr qint32 kUndo = 20001618;
 
-class EditToolsTest : public ::testing::Test {
+class EditToolsTest : public viewtools::ViewToolTest {
 protected:
-    void SetUp() override {
-        view = static_cast<ViewWidget*>(GetViewInstance(&host));
-        view->resize(200, 200);
-        testsupport::openJobInView(view, kJob, ScopedJob::kStep, {"top", "bot"});
-        view->work_layer = "top";
-        TOLVA::UIAPI::getCoordinate(&host).snap_on = false;
-    }
-    void TearDown() override { delete view; }
-
-    void send(qint32 code, const QVariantMap& data = {}) {
-        PluginMetaData msg(PluginNames::MenuBarEdit, PluginNames::GraphicView, code);
-        msg.data = data;
-        recMsgFromManager(view, &msg);
-    }
-    QPoint pixel(double x, double y) {
-        int px = 0, py = 0;
-        view->db2view(x, y, px, py);
-        return {px, py};
-    }
-    void mouse(QEvent::Type type, const QPoint& at, Qt::KeyboardModifiers mods = Qt::NoModifier) {
-        const Qt::MouseButton button = type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton;
-        const Qt::MouseButtons held = type == QEvent::MouseButtonRelease ? Qt::NoButton : Qt::LeftButton;
-        QMouseEvent event(type, at, view->mapToGlobal(at), button, held, mods);
-        QApplication::sendEvent(view, &event);
-    }
-    void click(const QPoint& at, Qt::KeyboardModifiers mods = Qt::NoModifier) {
-        mouse(QEvent::MouseButtonPress, at, mods);
-        mouse(QEvent::MouseButtonRelease, at, mods);
-    }
-    void drag(const QPoint& from, const QPoint& to, Qt::KeyboardModifiers mods = Qt::NoModifier) {
-        mouse(QEvent::MouseButtonPress, from, mods);
-        mouse(QEvent::MouseMove, (from + to) / 2, mods);
-        mouse(QEvent::MouseMove, to, mods);
-        mouse(QEvent::MouseButtonRelease, to, mods);
-    }
-    void key(Qt::Key k) { QTest::keyClick(view, k); }
-    std::vector<API::featureInfo> features(const std::string& layer) {
-        std::vector<API::featureInfo> all;
-        const int n = TOLVA::JOB::feature_count(kJob, ScopedJob::kStep, layer);
-        for (int i = 0; i < n; ++i) {
-            API::featureInfo f;
-            API::get_featureinfo_by_index(kJob, ScopedJob::kStep, layer, i, f);
-            all.push_back(f);
-        }
-        return all;
-    }
+    EditToolsTest() : ViewToolTest(kJob) {}
     // Undo compares records: selection flags are not part of them.
     void expectUndoRestores(const std::vector<API::featureInfo>& before) {
         send(kUndo);
@@ -92,12 +48,6 @@ protected:
         API::create_new_symbol(kJob, ScopedJob::kStep, "top", symbol, index);
         return index;
     }
-    void flushDeletes() { QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete); }
-
-    ScopedJob job{kJob, 1e7, 1e7, {"top", "bot"}};
-    QWidget host;
-    ViewWidget* view = nullptr;
-    PromptRecorder prompts;
 };
 
 // ---- delete ---------------------------------------------------------------
