@@ -1,10 +1,12 @@
 // The line edit, pull and rotate tools and the typed transform, driven by
 // requests, mouse and keys on a small job in the real kernel: what a gesture
 // leaves pending, what Enter makes of it, and that joined traces stay joined.
+#include <algorithm>
 #include <cmath>
 #include <map>
 #include <utility>
 
+#include "TOLVA_Edit.h"
 #include "ViewTool/LineEditTool.h"
 #include "ViewTool/PullTool.h"
 #include "ViewTool/RotateTool.h"
@@ -274,6 +276,69 @@ TEST_F(LineToolsTest, TheRotateToolTurnsTheSelectionByTheSweptWholeDegrees) {
     EXPECT_EQ(end(after[0]), QPointF(5e6, 6e6));
     send(kUndo);
     EXPECT_EQ(start(features("top")[0]), QPointF(4e6, 5e6));
+}
+
+}  // namespace
+
+namespace {
+
+class SurfaceEditTest : public viewtools::ViewToolTest {
+protected:
+    SurfaceEditTest() : ViewToolTest("surface_edit_job") {}
+    void SetUp() override {
+        ViewToolTest::SetUp();
+        const std::vector<API::lPoint> square{{2e6, 2e6}, {8e6, 2e6}, {8e6, 8e6}, {2e6, 8e6}, {2e6, 2e6}};
+        API::AddFeature(m_jobName, testsupport::ScopedJob::kStep, {"top"},
+                        {{"top", API::GreateSurfaceString(square, API::POL_POSITIVE, 0, true)}}, {}, false);
+    }
+    std::vector<API::lPoint> outline() {
+        return TOLVA::EDIT::get_surface_contours(m_jobName, testsupport::ScopedJob::kStep, "top", 0).at(0);
+    }
+    static bool near(const API::lPoint& p, double x, double y) {
+        return std::abs(p.x - x) <= kPixelSlack && std::abs(p.y - y) <= kPixelSlack;
+    }
+};
+
+TEST_F(SurfaceEditTest, AVertexDraggedMovesAndAnEdgeDraggedGainsOne) {
+    send(20000237);  // move a vertex
+    drag(pixel(8e6, 8e6), pixel(9e6, 9e6));
+    key(Qt::Key_Enter);
+    std::vector<API::lPoint> moved = outline();
+    ASSERT_EQ(moved.size(), 4u);
+    EXPECT_EQ(std::count_if(moved.begin(), moved.end(), [](const API::lPoint& p) { return near(p, 9e6, 9e6); }), 1);
+
+    send(20000238);  // add a vertex on the bottom edge
+    drag(pixel(5e6, 2e6), pixel(5e6, 1e6));
+    key(Qt::Key_Enter);
+    const std::vector<API::lPoint> grown = outline();
+    ASSERT_EQ(grown.size(), 5u);
+    EXPECT_EQ(std::count_if(grown.begin(), grown.end(), [](const API::lPoint& p) { return near(p, 5e6, 1e6); }), 1);
+}
+
+// What the pending edit looks like on the painted view: the picked line's
+// handles, and a refused edit's reason by the cursor instead of an outline.
+TEST_F(LineToolsTest, ThePaintedViewShowsHandlesAndARefusalsReason) {
+    job.addLine("top", 2e6, 5e6, 4e6, 5e6, "r100");
+    job.addLine("top", 6e6, 5e6, 8e6, 5e6, "r100");
+    send(kJoin);
+    view->grab();  // the first paint lays the view out
+    click(pixel(3e6, 5e6));
+    const QImage picked = view->grab().toImage();
+    const QColor handle = picked.pixelColor(pixel(2e6, 5e6));
+    // The handle's grey lies over the line's colour: green and blue equal and well above nothing.
+    EXPECT_TRUE(handle.green() > 80 && handle.green() == handle.blue())
+        << "a grey handle on the line's end, not the layer's colour: " << handle.name().toStdString();
+
+    click(pixel(7e6, 5e6));  // does not meet the first: refused
+    const QImage refused = view->grab().toImage();
+    const QPoint cursor = pixel(7e6, 5e6);
+    int reddish = 0;
+    for (int x = cursor.x() + 16; x < std::min(refused.width(), cursor.x() + 200); ++x)
+        for (int y = std::max(0, cursor.y() - 32); y < cursor.y() - 8; ++y) {
+            const QColor c = refused.pixelColor(x, y);
+            reddish += c.red() > 200 && c.green() > 50 && c.green() < 150 && c.blue() > 50 && c.blue() < 150;
+        }
+    EXPECT_GT(reddish, 0) << "the refusal's text is drawn by the cursor";
 }
 
 }  // namespace

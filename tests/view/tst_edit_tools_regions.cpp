@@ -428,3 +428,25 @@ TEST_F(RegionToolsTest, TheOpenToolRequestRefusesOtherToolsAndSwitchesBetweenReg
 }
 
 }  // namespace
+
+namespace {
+
+// A hand's shake while clicking draws no box; Escape in the middle of a box
+// takes the box away, and the release that follows aligns nothing.
+TEST_F(RegionToolsTest, AShakeDrawsNoAlignBoxAndEscapeDropsAStartedOne) {
+    job.addPad("top", 5 * kMm, 5 * kMm, "r1000");
+    job.addPad("drl", 5.05 * kMm, 5 * kMm, "r300");
+    const auto before = records("drl");
+    send(AllignholeTool::kRequestCode, {{"Mode", "align"}});
+    mouse(QEvent::MouseButtonPress, pixel(4 * kMm, 4 * kMm));
+    mouse(QEvent::MouseMove, pixel(4 * kMm, 4 * kMm) + QPoint(1, 0));
+    EXPECT_FALSE(anyEditShape());
+    mouse(QEvent::MouseMove, pixel(6 * kMm, 6 * kMm));
+    ASSERT_TRUE(anyEditShape());
+    key(Qt::Key_Escape);
+    EXPECT_FALSE(anyEditShape());
+    mouse(QEvent::MouseButtonRelease, pixel(6 * kMm, 6 * kMm));
+    EXPECT_EQ(records("drl"), before);
+}
+
+}  // namespace
