@@ -978,3 +978,48 @@ TEST_F(EditUndoJournal, EveryEditIsOneUndoStepAndReplays) {
 }
 
 }  // namespace
+
+namespace {
+
+// Survivors of a mutation run, each a behaviour of its own.
+TEST_F(EditTools, EdgeCasesOfResizingScalingChainingAndPlanning) {
+    // An oblong hole is resized by its narrow side, the long side in proportion.
+    const int slot = kt::symbol(kJob, "drl", "oval600x300");
+    kt::add(kJob, "drl", API::GreatePadString(0, 0, slot, 1, 0, 0, 1));
+    EXPECT_EQ(EDIT::resize_holes(kJob, "pcb", "drl", {{300000, 450000}}, false), 1);
+    EXPECT_EQ(feature(0, "drl").symbol, "oval900x450");
+
+    // A text scaled past 100 mm is refused, and nothing changes.
+    kt::add(kJob, "l2", API::GreateTextString(0, 0, "A", 1, 0, 60e6, 60e6, 1, "std", 0, 1));
+    API::select_feature_by_id(kJob, "pcb", "l2", 0);
+    EDIT::transform big;
+    big.scale = 2;
+    EXPECT_THROW(EDIT::transform_selected(kJob, "pcb", {"l2"}, big), API::KernelText);
+    EXPECT_EQ(feature(0, "l2").xsize, 60e6);
+
+    // A closed outline away from the origin is chained into the profile.
+    const double mm = 1e6;
+    const int a = line(2 * mm, 2 * mm, 6 * mm, 2 * mm), b = line(6 * mm, 2 * mm, 6 * mm, 5 * mm),
+              c = line(6 * mm, 5 * mm, 2 * mm, 5 * mm), d = line(2 * mm, 5 * mm, 2 * mm, 2 * mm);
+    EDIT::set_profile_from_features(kJob, "pcb", "top", {a, b, c, d});
+    EXPECT_EQ(EDIT::get_profile(kJob, "pcb").size(), 4u);
+
+    // A symbol a plan registers is found by its name afterwards, not registered twice.
+    EDIT::edit_plan plan = EDIT::plan_line_end(kJob, "pcb", "top", a, 1, {7 * mm, 2 * mm}, false);
+    ASSERT_EQ(plan.error, "");
+    plan.add[0].symbol = "r777";
+    const std::vector<int> made = EDIT::apply_plan(kJob, "pcb", plan);
+    int again = -1;
+    API::create_new_symbol(kJob, "pcb", "top", "r777", again);
+    EXPECT_EQ(feature(made.at(0)).symbol_index, again);
+}
+
+TEST_F(EditTools, AHoleMayNotLeaveItsIsland) {
+    // A 10 x 10 island with a 2 x 2 hole in its middle.
+    surface({{0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 0}, {4, 4}, {6, 4}, {6, 6}, {4, 6}, {4, 4}});
+    EXPECT_EQ(EDIT::plan_surface_vertex(kJob, "pcb", "top", 0, 1, 2, {8, 8}, false).error, "") << "still inside";
+    EXPECT_NE(EDIT::plan_surface_vertex(kJob, "pcb", "top", 0, 1, 0, {-5, -5}, false).error, "")
+        << "a corner of the hole outside the island";
+}
+
+}  // namespace
