@@ -342,3 +342,17 @@ TEST_F(LineToolsTest, ThePaintedViewShowsHandlesAndARefusalsReason) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(LineToolsTest, TheOtherCornerModeReconfiguresAnActivePull) {
+    send(kPullPlain);
+    send(20000220);
+    const auto* pull = dynamic_cast<PullTool*>(view->currentTool());
+    ASSERT_NE(pull, nullptr) << "not switched off";
+    EXPECT_EQ(pull->corners(), PullTool::Diagonal45);
+    send(20000220);
+    EXPECT_EQ(dynamic_cast<PullTool*>(view->currentTool()), nullptr) << "the mode it has switches it off";
+}
+
+}  // namespace
