@@ -356,3 +356,19 @@ TEST_F(LineToolsTest, TheOtherCornerModeReconfiguresAnActivePull) {
 }
 
 }  // namespace
+namespace {
+
+TEST_F(LineToolsTest, AnArcDraggedThroughThePointerGetsTheRadiusOfThatCircle) {
+    // A minor arc under its chord: ends (4, 5) and (6, 5) mm, centre (5, 6).
+    job.addArc("top", 4e6, 5e6, 6e6, 5e6, 5e6, 6e6, "r100", false);
+    send(20000239);
+    drag(pixel(5e6, 6e6 - std::sqrt(2.0) * 1e6), pixel(5e6, 4.2e6));
+    key(Qt::Key_Enter);
+    const API::featureInfo arc = features("top").at(0);
+    // Through (5, 4.2): a sagitta of 0.8 on a half chord of 1 gives 1.025 mm.
+    EXPECT_NEAR(std::hypot(arc.xs - arc.xc, arc.ys - arc.yc), 1.025e6, 6e4);
+    EXPECT_EQ(start(arc), QPointF(4e6, 5e6));
+    EXPECT_EQ(end(arc), QPointF(6e6, 5e6));
+}
+
+}  // namespace
