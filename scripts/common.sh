@@ -2,7 +2,7 @@
 set -euo pipefail
 ROOT="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 PACKAGES=(build-essential cmake ninja-build pkg-config qtbase5-dev libgoogle-glog-dev
-          libboost-dev libgtest-dev libgmock-dev libbenchmark-dev libzip-dev libpng-dev xvfb xauth)
+          libboost-dev libgtest-dev libgmock-dev libbenchmark-dev libzip-dev libpng-dev libtiff-dev xvfb xauth)
 
 # ensure_packages [extra packages...]: the common list plus the caller's own.
 ensure_packages() {
