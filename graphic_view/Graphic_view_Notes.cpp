@@ -1,4 +1,4 @@
-// Layer notes and pop-view insets.
+// Layer notes.
 #include "TOLVA_API.h"
 #include "Widget_Common.h"
 #include "graphic_view.h"
@@ -19,25 +19,6 @@ void ViewWidget::change_layer_draw_note(PluginMetaData msg) {
     m_notesLayer = msg.data.value(QStringLiteral("LayerName")).toString();
     draw();
     refresh();
-}
-
-void ViewWidget::openPopView(const QRectF& boardArea) {
-    auto* pop = new Widget_PopView(this);
-    pop->setBoardArea(boardArea);
-    m_popViews.append(pop);
-    connect(pop, &Widget_PopView::closed, this, [this](Widget_PopView* closed) {
-        m_popViews.removeAll(closed);
-        closed->deleteLater();
-    });
-    pop->show();
-    refresh();
-}
-
-// Closes every pop-view inset.
-void ViewWidget::doDeletePopView(PluginMetaData) {
-    qDeleteAll(m_popViews);
-    m_popViews.clear();
-    update();
 }
 
 }  // namespace GRAPHIC
