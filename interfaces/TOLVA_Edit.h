@@ -153,6 +153,39 @@ TOLVA_API_EXPORT edit_plan plan_arc_to_line(const str& job, const str& step, con
 TOLVA_API_EXPORT edit_plan plan_pull(const str& job, const str& step, const str& layer,
                                      int index, double offset, int mode);
 
+// Bus edit: re-spaces a set of roughly parallel traces running between two
+// rows of pads. `indices` are the lines of the bus (each trace a chain of
+// lines joined end to end, in any order); every trace keeps its two ends
+// (on their pads) and gets a straight run at its new offset across the bus,
+// reached from each end by a 45° jog. The runs are ordered as the traces
+// were (by their offset across the bus: the perpendicular to the left of
+// the bus direction, which points from the traces' left ends to their right
+// ends, or upwards for vertical buses) and are spaced evenly:
+//   mode 0 (pitch): at `pitch` centre to centre, about the mean of the
+//     traces' present offsets;
+//   mode 1 (limits): from the first trace's present offset moved by `lower`
+//     to the last trace's moved by `upper` (0, 0: the outer traces stay and
+//     the others spread evenly between them).
+// A trace's run is the longest of its lines; its symbol, polarity and
+// attributes go to every line of the new trace. The new traces keep
+// `clearance` (edge to edge, exact) from each other and from every other
+// feature of the layer that neither touches the trace as it was (its pads)
+// nor carries its net.
+// Refused, with the reason (error set): fewer than two traces; a feature
+// that is not a line; lines that do not make simple chains; a trace more
+// than 10° off the bus direction; a pitch or clearance below zero (pitch 0
+// in mode 0); a trace too short for its two jogs; traces that would come
+// closer than the clearance (the reason names them by their place in the
+// bus, from 1).
+struct bus_params {
+    int mode = 0;
+    double pitch = 0;
+    double lower = 0, upper = 0;
+    double clearance = 0;
+};
+TOLVA_API_EXPORT edit_plan plan_bus(const str& job, const str& step, const str& layer,
+                                    const std::vector<int>& indices, const bus_params& params);
+
 // Makes a plan: one undo step. Returns the indices the features of `add`
 // have afterwards, in the order of `add`. The features of `remove` not
 // replaced by an entry of `add` are taken out (the others close up their
