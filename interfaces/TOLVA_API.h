@@ -46,7 +46,9 @@ TOLVA_API_EXPORT void zoom_to_box(double xmin, double ymin, double xmax, double 
 // (0, 0, 0, 255).
 // draw_highlighted_selected_features paints the selected features in opaque
 // white (255, 255, 255, 255); draw_profile draws the outline one pixel wide;
-// draw_layer_notes marks each note with a small yellow square.
+// draw_layer_notes draws the layer's review notes (TOLVA_Notes.h): a pin
+// (a small square with a dot) or a box with a pin at its top-left corner,
+// and the label "#<id>"; open notes yellow, resolved ones grey.
 TOLVA_API_EXPORT void draw_layer(const str& job, const str& step, const str& layer, int r, int g,
                                  int b, int a);
 TOLVA_API_EXPORT void draw_gds(const str& job, const str& step, const str& layer, int r, int g,

@@ -153,7 +153,12 @@ void add_layer_note(const str& job, const str& step, const str& layer, double x,
     size_t l = findLayerIndex(j, layer);
     toCoordinate(x, "note x");
     toCoordinate(y, "note y");
-    s.layers[l].notes.push_back({x, y, text});
+    Note n;
+    n.x = x;
+    n.y = y;
+    n.text = text;
+    n.id = nextNoteId(s);
+    s.layers[l].notes.push_back(n);
 }
 
 int feature_count(const str& job, const str& step, const str& layer) {

@@ -536,6 +536,9 @@ bool undo_last_edit(const str& job) {
     case UndoRecord::Composite:
         undoComposite(j, u);
         break;
+    case UndoRecord::NotesChanged:
+        undoNotes(j, u);
+        break;
     case UndoRecord::Replaced:
         restoreRecords(j, u.replaced);
         break;

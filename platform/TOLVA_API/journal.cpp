@@ -8,6 +8,7 @@
 #include "TOLVA_Attributes.h"
 #include "TOLVA_Edit.h"
 #include "TOLVA_Job.h"
+#include "TOLVA_Notes.h"
 #include "TOLVA_Repair.h"
 #include "codec.h"
 #include "kernel.h"
@@ -313,6 +314,12 @@ const std::map<std::string, Parser>& parsers() {
         {"set_profile_from_features", parser<S, S, S, std::vector<int>>(EDIT::set_profile_from_features)},
         {"set_profile_rect", parser<S, S, double, double, double, double, double>(EDIT::set_profile_rect)},
         {"set_profile_polygon", parser<S, S, std::vector<lPoint>>(EDIT::set_profile_polygon)},
+        {"add_note", parser<S, S, S, bool, double, double, double, double, S, S, S>(
+                         [](const S& j, const S& s, const S& l, bool b, double x1, double y1, double x2, double y2,
+                            const S& t, const S& a, const S& at) { NOTES::add_note(j, s, l, b, x1, y1, x2, y2, t, a, at); })},
+        {"edit_note", parser<S, S, int, S>(NOTES::edit_note)},
+        {"set_note_resolved", parser<S, S, int, bool>(NOTES::set_note_resolved)},
+        {"delete_note", parser<S, S, int>(NOTES::delete_note)},
         // Lines the kernel adds itself (see FORMATS.md).
         {"select_added_features", parser<S, S, std::map<S, int>>(
                                       [](const S& j, const S& s, const std::map<S, int>& counts) {
@@ -353,6 +360,23 @@ void set_SaveFlag(bool on) {
     state().saveFlag = on;
 }
 
+void add_note_db_save(const str& job, const str& step, const str& layer, bool box, double x1, double y1,
+                      double x2, double y2, const str& text, const str& author, const str& time) {
+    KERNEL_LOCK;
+    appendLine(job, "add_note", job, step, layer, box, x1, y1, x2, y2, text, author, time);
+}
+void edit_note_db_save(const str& job, const str& step, int id, const str& text) {
+    KERNEL_LOCK;
+    appendLine(job, "edit_note", job, step, id, text);
+}
+void set_note_resolved_db_save(const str& job, const str& step, int id, bool resolved) {
+    KERNEL_LOCK;
+    appendLine(job, "set_note_resolved", job, step, id, resolved);
+}
+void delete_note_db_save(const str& job, const str& step, int id) {
+    KERNEL_LOCK;
+    appendLine(job, "delete_note", job, step, id);
+}
 void get_Canvas_Size_db_save(int& width, int& height) {
     KERNEL_LOCK;
     appendToLast("get_Canvas_Size", width, height);

@@ -101,9 +101,18 @@ struct TextGeom {
     double xsize = 0, ysize = 0, widthFactor = 1, scale = 1;
 };
 
+// A review note on a layer (notes.cpp). A point note is pinned at (x, y); a
+// box note covers (x, y)-(x2, y2), the corners ordered. Ids are unique within
+// the step, from 1.
 struct Note {
     double x = 0, y = 0;
     std::string text;
+    int id = 0;
+    bool box = false;
+    double x2 = 0, y2 = 0;
+    std::string author;
+    std::string time;  // UTC, ISO 8601
+    bool resolved = false;
 };
 
 // The features of one layer in one step.
@@ -116,6 +125,10 @@ struct LayerData {
     std::vector<Note> notes;
     SpatialIndex index;
 };
+
+// The next free note id of a step (notes.cpp).
+struct Step;
+int nextNoteId(const Step& step);
 
 struct LayerDef {
     API::matrix_info row;
@@ -188,7 +201,7 @@ struct RemovedFeatures {
 // count), and the profile of step `profileStep` when profileChanged. Undone
 // in the reverse order.
 struct UndoRecord {
-    enum Kind { Appended, Moved, LayerCreated, MatrixChanged, Removed, Replaced, Composite } kind = Appended;
+    enum Kind { Appended, Moved, LayerCreated, MatrixChanged, Removed, Replaced, Composite, NotesChanged } kind = Appended;
     std::vector<LayerSizes> appended;      // Appended: sizes before the edit
     std::vector<MovedFeatures> moved;      // Moved: by (dx, dy)
     std::vector<RemovedFeatures> removed;  // Removed
@@ -203,6 +216,7 @@ struct UndoRecord {
     bool profileChanged = false;           // Composite
     size_t profileStep = 0;
     std::vector<API::lPoint> oldProfile;
+    std::vector<Note> oldNotes;            // NotesChanged: layer `layer`'s notes in step profileStep before the edit
 };
 constexpr size_t kUndoDepth = 64;
 
@@ -309,6 +323,8 @@ void commitEdit(Job& job, UndoRecord&& record);
 RemovedFeatures removeLayerFeatures(Job& job, size_t step, size_t layer, const std::vector<uint32_t>& ids);
 // Takes back a Composite record's change (edits.cpp).
 void undoComposite(Job& job, const UndoRecord& record);
+// Takes back a NotesChanged record (notes.cpp).
+void undoNotes(Job& job, const UndoRecord& record);
 
 // Rebuilds or refreshes the layer's spatial index before a query.
 void ensureIndex(const LayerDef& def, LayerData& data);

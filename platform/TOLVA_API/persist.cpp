@@ -29,6 +29,28 @@ constexpr size_t kShortestFeatureLine = sizeof("F 0 P 0 0 0 P 0 0 1");
 // The same for a result line of a results section.
 constexpr size_t kShortestResultLine = sizeof("R \"\" 0 0 0 0 0 0 0 0 0 0");
 
+// What a note line carries after its text: id, box, far corner, author, time
+// and status. Lines saved before notes had them end at the text: such a note
+// is an open point note with the next free id.
+void readNoteReview(TokenReader& r, const Step& step, Note& n) {
+    if (r.atEnd()) {
+        n.id = nextNoteId(step);
+        return;
+    }
+    const long long id = r.integer();
+    if (id < 1 || id > std::numeric_limits<int>::max()) fail("note id " + std::to_string(id) + " is out of range");
+    for (const LayerData& d : step.layers)
+        for (const Note& other : d.notes)
+            if (other.id == id) fail("note id " + std::to_string(id) + " twice in step '" + step.name + "'");
+    n.id = static_cast<int>(id);
+    n.box = r.boolean();
+    n.x2 = r.number();
+    n.y2 = r.number();
+    n.author = r.quoted();
+    n.time = r.quoted();
+    n.resolved = r.boolean();
+}
+
 void writeJob(const Job& j, std::ostream& out) {
     out << kMagic << ' ' << kVersion << '\n';
     out << TokenWriter().word("job").quoted(j.name).text() << '\n';
@@ -60,7 +82,8 @@ void writeJob(const Job& j, std::ostream& out) {
             for (const Feature& f : d.features) out << "F " << f.attrs << ' ' << featureRecord(d, f) << '\n';
             for (const Note& n : d.notes)
                 out << TokenWriter().word("note").quoted(j.layers[l].row.name).number(n.x).number(n.y)
-                           .quoted(n.text).text()
+                           .quoted(n.text).integer(n.id).integer(n.box).number(n.x2).number(n.y2)
+                           .quoted(n.author).quoted(n.time).integer(n.resolved).text()
                     << '\n';
         }
         for (const auto& set : s.results) {
@@ -210,6 +233,7 @@ public:
                     n.x = r.number();
                     n.y = r.number();
                     n.text = r.quoted();
+                    readNoteReview(r, *step, n);
                     step->layers[l].notes.push_back(n);
                 } else if (key == "end") {
                     ended = true;

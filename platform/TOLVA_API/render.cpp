@@ -10,14 +10,14 @@
 
 namespace TOLVA {
 namespace KERNEL {
+
+// Pins, boxes and labels of a layer's notes (notes.cpp).
+void drawNoteMarks(Raster& raster, const std::vector<Note>& notes);
+
 namespace {
 
 // Colour of highlighted (selected) features: opaque white.
 constexpr uint8_t kHighlight[4] = {255, 255, 255, 255};
-// Colour of layer note markers: opaque yellow.
-constexpr uint8_t kNoteColour[4] = {255, 255, 0, 255};
-// Half size of a note marker in pixels.
-constexpr double kNoteMarkerHalf = 3;
 // Below this share of the layer's box in view, the spatial index is queried
 // instead of walking every feature.
 constexpr double kQueryShare = 0.3;
@@ -447,16 +447,7 @@ void draw_layer_notes(const str& job, const str& step, const str& layer) {
     KernelState& st = state();
     if (!canDraw()) return;
     Raster raster(st.canvas.data(), st.width, st.height, currentBox());
-    raster.setColour(packColour(kNoteColour[0], kNoteColour[1], kNoteColour[2], kNoteColour[3]));
-    // A small square outline around each note, a fixed number of pixels.
-    const double hx = kNoteMarkerHalf * raster.pixelWidth(), hy = kNoteMarkerHalf * raster.pixelHeight();
-    for (const Note& n : data.notes) {
-        raster.hairline(n.x - hx, n.y - hy, n.x + hx, n.y - hy);
-        raster.hairline(n.x + hx, n.y - hy, n.x + hx, n.y + hy);
-        raster.hairline(n.x + hx, n.y + hy, n.x - hx, n.y + hy);
-        raster.hairline(n.x - hx, n.y + hy, n.x - hx, n.y - hy);
-        raster.dot(n.x, n.y);
-    }
+    drawNoteMarks(raster, data.notes);
 }
 
 }  // namespace API
