@@ -163,18 +163,19 @@ std::vector<API::lPoint> arcPoints(double xs, double ys, double xe, double ye, d
 
 namespace {
 
-KERNEL::ParsedFeature built(const Feat& f, int symbol) {
+// Built in its place at the end of `out`: a kernel feature carries vectors
+// and a text, and moving a temporary in costs more than the lines and pads
+// themselves. Nothing is left behind when the kernel refuses it.
+void appendBuilt(const Feat& f, int symbol, std::vector<KERNEL::ParsedFeature>& out) {
     const int pol = f.positive ? API::POL_POSITIVE : API::POL_NEGATIVE;
-    KERNEL::ParsedFeature p;
+    if (f.kind == Feat::Surface) return out.push_back(KERNEL::surfaceFeature(f.points, pol, f.dcode, true));
+    KERNEL::Feature made;
     switch (f.kind) {
-    case Feat::Line: p.f = KERNEL::lineFeature(f.x1, f.y1, f.x2, f.y2, symbol, pol, f.dcode); break;
-    case Feat::Pad: p.f = KERNEL::padFeature(f.x1, f.y1, symbol, pol, f.angle, f.mirror ? 1 : 0, 1); break;
-    case Feat::Arc:
-        p.f = KERNEL::arcFeature(f.x1, f.y1, f.x2, f.y2, f.xc, f.yc, symbol, pol, f.dcode, f.cw);
-        break;
-    case Feat::Surface: return KERNEL::surfaceFeature(f.points, pol, f.dcode, true);
+    case Feat::Line: made = KERNEL::lineFeature(f.x1, f.y1, f.x2, f.y2, symbol, pol, f.dcode); break;
+    case Feat::Pad: made = KERNEL::padFeature(f.x1, f.y1, symbol, pol, f.angle, f.mirror ? 1 : 0, 1); break;
+    default: made = KERNEL::arcFeature(f.x1, f.y1, f.x2, f.y2, f.xc, f.yc, symbol, pol, f.dcode, f.cw); break;
     }
-    return p;
+    out.emplace_back().f = made;
 }
 
 bool hasLayer(const std::string& job, const std::string& layer) {
@@ -221,7 +222,7 @@ std::vector<KERNEL::ParsedFeature> buildFeatures(ParsedFile& parsed) {
         Feat& f = parsed.features[i];
         if (f.kind == Feat::Surface) {
             try {
-                out.push_back(built(f, -1));
+                appendBuilt(f, -1, out);
             } catch (const API::KernelText&) {
                 ++dropped;
                 continue;
@@ -233,7 +234,7 @@ std::vector<KERNEL::ParsedFeature> buildFeatures(ParsedFile& parsed) {
                     KERNEL::parseSymbol(parsed.tables.symbolName(f.symbol));
                     checked[static_cast<size_t>(f.symbol)] = true;
                 }
-                out.push_back(built(f, f.symbol));
+                appendBuilt(f, f.symbol, out);
             } catch (const API::KernelText& e) {
                 throw API::KernelText(file + ": " + e);
             }
