@@ -373,6 +373,7 @@ void undoComposite(Job& job, const UndoRecord& u) {
     for (auto it = u.removed.rbegin(); it != u.removed.rend(); ++it) restoreFeatures(job, *it);
     restoreRecords(job, u.replaced);
     if (u.profileChanged && u.profileStep < job.steps.size()) job.steps[u.profileStep].profile = u.oldProfile;
+    if (u.tableChanged && u.tableStep < job.steps.size()) job.steps[u.tableStep].srTable = u.oldTable;
 }
 
 void settlePendingSymbols(Job& job) {

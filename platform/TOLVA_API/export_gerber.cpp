@@ -17,6 +17,7 @@
 #include <tuple>
 
 #include "export_internal.h"
+#include "steps_internal.h"
 #include "geometry.h"
 
 namespace TOLVA {
@@ -28,10 +29,11 @@ using KERNEL::Symbol;
 using KERNEL::SymbolShape;
 
 LayerRef findLayer(const std::string& job, const std::string& step, const std::string& layer) {
-    const KERNEL::Job& j = KERNEL::findJob(job);
+    KERNEL::Job& j = KERNEL::findJob(job);
     const size_t s = KERNEL::findStepIndex(j, step);
     const size_t l = KERNEL::findLayerIndex(j, layer);
-    return LayerRef{j, j.layers[l], j.steps[s].layers[l], l};
+    // A panel goes to the fabricator flattened: every instance's features.
+    return LayerRef{j, j.layers[l], KERNEL::SR::flattenedLayer(j, s, l), l};
 }
 
 std::string millimetres(long long nm) {

@@ -10,6 +10,7 @@
 #include "TOLVA_Job.h"
 #include "TOLVA_Notes.h"
 #include "TOLVA_Repair.h"
+#include "TOLVA_Step.h"
 #include "codec.h"
 #include "kernel.h"
 
@@ -68,6 +69,29 @@ void putAll(TokenWriter& w, const std::tuple<M&...>& members) {
     std::apply([&](const auto&... m) { (put(w, m), ...); }, members);
 }
 void put(TokenWriter& w, const EDIT::edit_plan& p) { putAll(w, planMembers(p)); }
+// Step-and-repeat records, member by member.
+template <class R>
+auto srRowMembers(R& r) {
+    return std::tie(r.child, r.x, r.y, r.dx, r.dy, r.nx, r.ny, r.angle, r.mirror);
+}
+template <class R>
+auto srRefMembers(R& r) {
+    return std::tie(r.row, r.ix, r.iy);
+}
+template <class P>
+auto panelMembers(P& p) {
+    return std::tie(p.width, p.height, p.margin_left, p.margin_right, p.margin_top, p.margin_bottom, p.spacing_x,
+                    p.spacing_y, p.columns, p.rows, p.rotation);
+}
+template <class P>
+auto railMembers(P& p) {
+    return std::tie(p.fiducial_symbol, p.fiducial_mask_symbol, p.tooling_symbol, p.fiducial_x_inset, p.fiducial_y_inset,
+                    p.tooling_inset);
+}
+void put(TokenWriter& w, const STEP::sr_row& r) { putAll(w, srRowMembers(r)); }
+void put(TokenWriter& w, const STEP::sr_ref& r) { putAll(w, srRefMembers(r)); }
+void put(TokenWriter& w, const STEP::panel_params& p) { putAll(w, panelMembers(p)); }
+void put(TokenWriter& w, const STEP::rail_params& p) { putAll(w, railMembers(p)); }
 void put(TokenWriter& w, const EDIT::transform& t) { putAll(w, transformMembers(t)); }
 template <class T>
 void put(TokenWriter& w, const std::vector<T>& v) {
@@ -138,6 +162,10 @@ void getAll(TokenReader& r, const std::tuple<M&...>& members) {
     std::apply([&](auto&... m) { (get(r, m), ...); }, members);
 }
 void get(TokenReader& r, EDIT::edit_plan& p) { getAll(r, planMembers(p)); }
+void get(TokenReader& r, STEP::sr_row& x) { getAll(r, srRowMembers(x)); }
+void get(TokenReader& r, STEP::sr_ref& x) { getAll(r, srRefMembers(x)); }
+void get(TokenReader& r, STEP::panel_params& x) { getAll(r, panelMembers(x)); }
+void get(TokenReader& r, STEP::rail_params& x) { getAll(r, railMembers(x)); }
 void get(TokenReader& r, EDIT::transform& t) { getAll(r, transformMembers(t)); }
 template <class T>
 void get(TokenReader& r, std::vector<T>& v) {
@@ -314,6 +342,23 @@ const std::map<std::string, Parser>& parsers() {
         {"set_profile_from_features", parser<S, S, S, std::vector<int>>(EDIT::set_profile_from_features)},
         {"set_profile_rect", parser<S, S, double, double, double, double, double>(EDIT::set_profile_rect)},
         {"set_profile_polygon", parser<S, S, std::vector<lPoint>>(EDIT::set_profile_polygon)},
+        {"set_sr_table", parser<S, S, std::vector<STEP::sr_row>>(STEP::set_sr_table)},
+        {"add_sr_row", parser<S, S, STEP::sr_row>([](const S& j, const S& s, const STEP::sr_row& r) {
+             STEP::add_sr_row(j, s, r);
+         })},
+        {"remove_sr_row", parser<S, S, int>(STEP::remove_sr_row)},
+        {"move_instances", parser<S, S, std::vector<STEP::sr_ref>, double, double>(STEP::move_instances)},
+        {"copy_instances", parser<S, S, std::vector<STEP::sr_ref>, double, double>(STEP::copy_instances)},
+        {"rotate_instances", parser<S, S, std::vector<STEP::sr_ref>, double>(STEP::rotate_instances)},
+        {"delete_instances", parser<S, S, std::vector<STEP::sr_ref>>(STEP::delete_instances)},
+        {"flatten_step", parser<S, S, S, SL>(STEP::flatten_step)},
+        {"create_panel", parser<S, S, S, STEP::panel_params>(
+                             [](const S& j, const S& p, const S& b, const STEP::panel_params& params) {
+                                 STEP::create_panel(j, p, b, params);
+                             })},
+        {"add_panel_rails", parser<S, S, STEP::rail_params>([](const S& j, const S& s, const STEP::rail_params& p) {
+             STEP::add_panel_rails(j, s, p);
+         })},
         {"add_note", parser<S, S, S, bool, double, double, double, double, S, S, S>(
                          [](const S& j, const S& s, const S& l, bool b, double x1, double y1, double x2, double y2,
                             const S& t, const S& a, const S& at) { NOTES::add_note(j, s, l, b, x1, y1, x2, y2, t, a, at); })},
@@ -567,6 +612,51 @@ void set_profile_rect_db_save(const str& job, const str& step, double x0, double
                               double corner_radius) {
     KERNEL_LOCK;
     appendLine(job, "set_profile_rect", job, step, x0, y0, x1, y1, corner_radius);
+}
+
+void set_sr_table_db_save(const str& job, const str& step, const std::vector<STEP::sr_row>& rows) {
+    KERNEL_LOCK;
+    appendLine(job, "set_sr_table", job, step, rows);
+}
+void add_sr_row_db_save(const str& job, const str& step, const STEP::sr_row& row) {
+    KERNEL_LOCK;
+    appendLine(job, "add_sr_row", job, step, row);
+}
+void remove_sr_row_db_save(const str& job, const str& step, int row) {
+    KERNEL_LOCK;
+    appendLine(job, "remove_sr_row", job, step, row);
+}
+void move_instances_db_save(const str& job, const str& step, const std::vector<STEP::sr_ref>& refs, double dx,
+                            double dy) {
+    KERNEL_LOCK;
+    appendLine(job, "move_instances", job, step, refs, dx, dy);
+}
+void copy_instances_db_save(const str& job, const str& step, const std::vector<STEP::sr_ref>& refs, double dx,
+                            double dy) {
+    KERNEL_LOCK;
+    appendLine(job, "copy_instances", job, step, refs, dx, dy);
+}
+void rotate_instances_db_save(const str& job, const str& step, const std::vector<STEP::sr_ref>& refs,
+                              double angle) {
+    KERNEL_LOCK;
+    appendLine(job, "rotate_instances", job, step, refs, angle);
+}
+void delete_instances_db_save(const str& job, const str& step, const std::vector<STEP::sr_ref>& refs) {
+    KERNEL_LOCK;
+    appendLine(job, "delete_instances", job, step, refs);
+}
+void flatten_step_db_save(const str& job, const str& step, const str& target, const str_list& layers) {
+    KERNEL_LOCK;
+    appendLine(job, "flatten_step", job, step, target, layers);
+}
+void create_panel_db_save(const str& job, const str& panelStep, const str& boardStep,
+                          const STEP::panel_params& params) {
+    KERNEL_LOCK;
+    appendLine(job, "create_panel", job, panelStep, boardStep, params);
+}
+void add_panel_rails_db_save(const str& job, const str& step, const STEP::rail_params& params) {
+    KERNEL_LOCK;
+    appendLine(job, "add_panel_rails", job, step, params);
 }
 
 }  // namespace DB

@@ -20,6 +20,7 @@
 
 #include "TOLVA_API.h"
 #include "TOLVA_Checks.h"
+#include "TOLVA_Step.h"
 #include "spatial_index.h"
 
 namespace TOLVA {
@@ -143,6 +144,8 @@ struct Step {
     std::vector<LayerData> layers;  // parallel to Job::layers
     // Stored check results by set name (TOLVA_Results.h); not board data.
     std::map<std::string, std::vector<CHECKS::check_result>> results;
+    // Step and repeat: the steps this one places (TOLVA_Step.h).
+    std::vector<STEP::sr_row> srTable;
 };
 
 // Attribute sets are interned per job: features hold an index, 0 = none.
@@ -217,6 +220,9 @@ struct UndoRecord {
     size_t profileStep = 0;
     std::vector<API::lPoint> oldProfile;
     std::vector<Note> oldNotes;            // NotesChanged: layer `layer`'s notes in step profileStep before the edit
+    bool tableChanged = false;             // Composite: the step-and-repeat table of tableStep
+    size_t tableStep = 0;
+    std::vector<STEP::sr_row> oldTable;
 };
 constexpr size_t kUndoDepth = 64;
 

@@ -7,6 +7,7 @@
 #include "codec.h"
 #include "kernel.h"
 #include "records.h"
+#include "steps_internal.h"
 
 namespace TOLVA {
 namespace KERNEL {
@@ -92,8 +93,25 @@ void writeJob(const Job& j, std::ostream& out) {
                 << '\n';
             for (const CHECKS::check_result& r : set.second) out << resultLine(r) << '\n';
         }
+        for (const STEP::sr_row& r : s.srTable)
+            out << TokenWriter().word("sr").quoted(r.child).number(r.x).number(r.y).number(r.dx).number(r.dy)
+                       .integer(r.nx).integer(r.ny).number(r.angle).integer(r.mirror ? 1 : 0).text()
+                << '\n';
     }
     out << "end\n";
+}
+
+// Children are named before or after the steps that place them: the tables
+// are checked once every step is read.
+void checkStepRepeat(const Job& job, const std::string& file) {
+    for (size_t i = 0; i < job.steps.size(); ++i)
+        for (const STEP::sr_row& r : job.steps[i].srTable) {
+            bool found = false;
+            for (const Step& s : job.steps) found |= s.name == r.child;
+            if (!found || r.nx < 1 || r.ny < 1)
+                fail(file + ": step '" + job.steps[i].name + "' places step '" + r.child + "' which it cannot");
+            if (SR::places(job, i, i)) fail(file + ": step '" + job.steps[i].name + "' places itself");
+        }
 }
 
 class JobReader {
@@ -235,6 +253,19 @@ public:
                     n.text = r.quoted();
                     readNoteReview(r, *step, n);
                     step->layers[l].notes.push_back(n);
+                } else if (key == "sr") {
+                    if (!step) fail("step-and-repeat row outside a step");
+                    STEP::sr_row row;
+                    row.child = r.quoted();
+                    row.x = r.number();
+                    row.y = r.number();
+                    row.dx = r.number();
+                    row.dy = r.number();
+                    row.nx = r.int32();
+                    row.ny = r.int32();
+                    row.angle = r.number();
+                    row.mirror = r.boolean();
+                    step->srTable.push_back(row);
                 } else if (key == "end") {
                     ended = true;
                 } else {
@@ -250,6 +281,7 @@ public:
         if (m_line == 0) fail(m_file + ":1: empty file");
         if (!ended || remaining > 0 || resultsLeft > 0)
             fail(m_file + ":" + std::to_string(m_line + 1) + ": the file is truncated (no 'end')");
+        checkStepRepeat(*job, m_file);
         return job;
     }
 

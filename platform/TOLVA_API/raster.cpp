@@ -88,8 +88,17 @@ DiscTable::DiscTable(const DiscPen& pen, int stride) {
     }
 }
 
+// The box's left and top edges on a grid of 2^-20 nanometre: a board
+// coordinate (a whole number below 2^32) less the edge is then exact, so a
+// feature moved by whole nanometres lands exactly that far away in pixels
+// too, whatever the view.
+static double onGrid(double edge) {
+    constexpr double kGrid = 1048576.0;
+    return std::fabs(edge) < 4.0e9 ? std::round(edge * kGrid) / kGrid : edge;
+}
+
 Raster::Raster(uint32_t* pixels, int width, int height, const ViewBox& box)
-    : m_pixels(pixels), m_w(width), m_h(height), m_x0(box.xmin), m_y1(box.ymax) {
+    : m_pixels(pixels), m_w(width), m_h(height), m_x0(onGrid(box.xmin)), m_y1(onGrid(box.ymax)) {
     m_sx = (box.xmax - box.xmin) / std::max(width, 1);
     m_sy = (box.ymax - box.ymin) / std::max(height, 1);
     m_ix = 1.0 / m_sx;

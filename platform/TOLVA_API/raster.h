@@ -133,6 +133,8 @@ public:
     double u(double x) const { return (x - m_x0) * m_ix; }
     double v(double y) const { return (m_y1 - y) * m_iy; }
     double pixelWidth() const { return m_sx; }
+    double pixelsPerUnitX() const { return m_ix; }
+    double pixelsPerUnitY() const { return m_iy; }
     double pixelHeight() const { return m_sy; }
 
     // The pixel that contains the point, if it is on the canvas.

@@ -7,6 +7,7 @@
 #include "TOLVA_API.h"
 #include "kernel.h"
 #include "raster.h"
+#include "steps_internal.h"
 
 namespace TOLVA {
 namespace KERNEL {
@@ -340,25 +341,26 @@ enum class Pass { Layer, Highlight };
 // than the reach of a disc's span table.
 constexpr double kInsideMargin = 2;
 
-void drawLayerPass(const std::string& job, const std::string& step, const std::string& layer,
-                   uint32_t colour, Pass pass) {
-    Job& j = findJob(job);
-    Step& s = findStep(j, step);
-    size_t li = findLayerIndex(j, layer);
-    KernelState& st = state();
-    if (!canDraw()) return;
-    LayerDef& def = j.layers[li];
-    LayerData& data = s.layers[li];
+// A whole-nanometre move of every feature drawn: an instance drawn from its
+// child's (turned) layer. Moving the records, not the raster, keeps every
+// coordinate the rasteriser sees what the flattened step would give it.
+struct Offset {
+    int32_t dx = 0, dy = 0;
+    bool none() const { return dx == 0 && dy == 0; }
+};
+
+// The features of one layer's data in view, moved by `off`, over what the
+// canvas of the raster holds.
+void paintData(Raster& raster, const LayerDef& def, LayerData& data, const ViewBox& vb, uint32_t colour, Pass pass,
+               Offset off = {}, bool skipTexts = false) {
     if (data.features.empty()) return;
-    const ViewBox vb = currentBox();
-    Raster raster(st.canvas.data(), st.width, st.height, vb);
     LayerPainter painter(raster, def, data);
 
     ensureIndex(def, data);
     SpatialIndex::Box bounds;
     if (!data.index.bounds(bounds)) return;
-    const double bx0 = bounds.min_corner().get<0>(), by0 = bounds.min_corner().get<1>();
-    const double bx1 = bounds.max_corner().get<0>(), by1 = bounds.max_corner().get<1>();
+    const double bx0 = bounds.min_corner().get<0>() + double(off.dx), by0 = bounds.min_corner().get<1>() + double(off.dy);
+    const double bx1 = bounds.max_corner().get<0>() + double(off.dx), by1 = bounds.max_corner().get<1>() + double(off.dy);
     const double ix0 = std::max(bx0, vb.xmin), iy0 = std::max(by0, vb.ymin);
     const double ix1 = std::min(bx1, vb.xmax), iy1 = std::min(by1, vb.ymax);
     if (ix0 > ix1 || iy0 > iy1) return;
@@ -368,9 +370,9 @@ void drawLayerPass(const std::string& job, const std::string& step, const std::s
     const uint32_t background = backgroundPixel();
     raster.setColour(colour);
     // Whole-board views usually show every feature well inside the canvas.
-    const bool inside = raster.u(bx0) >= kInsideMargin && raster.u(bx1) <= st.width - kInsideMargin &&
-                        raster.v(by1) >= kInsideMargin && raster.v(by0) <= st.height - kInsideMargin;
-    auto paint = [&](const Feature& f) ALWAYS_INLINE {
+    const bool inside = raster.u(bx0) >= kInsideMargin && raster.u(bx1) <= raster.width() - kInsideMargin &&
+                        raster.v(by1) >= kInsideMargin && raster.v(by0) <= raster.height() - kInsideMargin;
+    auto paintOne = [&](const Feature& f) ALWAYS_INLINE {
         if (pass == Pass::Highlight) {
             if (!f.selected()) return;
         } else {
@@ -382,6 +384,16 @@ void drawLayerPass(const std::string& job, const std::string& step, const std::s
         else
             painter.draw<false>(f);
     };
+    auto paint = [&](const Feature& f) ALWAYS_INLINE {
+        if (skipTexts && f.type == API::FT_TEXT) return;
+        if (off.none()) {
+            paintOne(f);
+            return;
+        }
+        Feature moved = f;
+        translate(data, moved, off.dx, off.dy);
+        paintOne(moved);
+    };
     if (share >= kQueryShare) {
         // Most of the layer is in view: every feature, in memory order (the
         // records stream in, and consecutive ones tend to be near each other).
@@ -392,14 +404,192 @@ void drawLayerPass(const std::string& job, const std::string& step, const std::s
     auto clampInt = [](double v) {
         return static_cast<int32_t>(std::max(-2147483647.0, std::min(2147483647.0, v)));
     };
-    SpatialIndex::Box view({clampInt(std::floor(vb.xmin)), clampInt(std::floor(vb.ymin))},
-                           {clampInt(std::ceil(vb.xmax)), clampInt(std::ceil(vb.ymax))});
+    SpatialIndex::Box view({clampInt(std::floor(vb.xmin - off.dx)), clampInt(std::floor(vb.ymin - off.dy))},
+                           {clampInt(std::ceil(vb.xmax - off.dx)), clampInt(std::ceil(vb.ymax - off.dy))});
     data.index.query(data.features, view, ids);
     std::sort(ids.begin(), ids.end());  // layer order
     for (uint32_t id : ids) paint(data.features[id]);
 }
 
+// Instances that show the same child the same way round, a whole number of
+// pixels apart on both axes, look the same: the first of them that lies
+// wholly on the canvas (the leader) is drawn once more into a canvas of its
+// own, the step-and-repeat canvas, and the others are copied from it.
+// Instances at other sub-pixel phases, and all of them when none lies wholly
+// on the canvas, are drawn feature by feature.
+constexpr size_t kMaxStampGroups = 4;
+// Pixels around the box of an instance's features that a stroke's rounding
+// or a fallback pixel may reach.
+constexpr int kStampMargin = 3;
+// Step-and-repeat canvas pixels nothing has been drawn on: painted pixels
+// have a colour byte set, the background an opaque alpha.
+constexpr uint32_t kUnpainted = 0;
+
+// Text strokes lie on fractions of a nanometre, so a text moved by whole
+// pixels may round to other pixels: texts are drawn by each instance itself,
+// the rest copied. That keeps the picture only while nothing clears what a
+// text painted, i.e. without negative features; a layer with both is drawn
+// instance by instance.
+struct StampTraits {
+    bool stampable = true;
+    std::vector<uint32_t> texts;  // ids of the text features
+};
+
+const StampTraits& stampTraits(const LayerData& data, uint64_t serial) {
+    static std::map<const LayerData*, std::pair<uint64_t, StampTraits>> kept;  // under the kernel lock
+    auto it = kept.find(&data);
+    if (it != kept.end() && it->second.first == serial) return it->second.second;
+    if (kept.size() >= kMaxStampGroups * 16) kept.clear();
+    StampTraits t;
+    bool negative = false;
+    for (uint32_t id = 0; id < data.features.size(); ++id) {
+        const Feature& f = data.features[id];
+        negative |= !f.positive();
+        if (f.type == API::FT_TEXT) t.texts.push_back(id);
+    }
+    t.stampable = t.texts.empty() || !negative;
+    return (kept[&data] = {serial, std::move(t)}).second;
+}
+
+// The texts of an instance, drawn by itself after its copy.
+void paintTexts(Raster& raster, const LayerDef& def, LayerData& data, const std::vector<uint32_t>& texts,
+                uint32_t colour, Offset off) {
+    LayerPainter painter(raster, def, data);
+    raster.setColour(colour);
+    for (uint32_t id : texts) {
+        Feature moved = data.features[id];
+        translate(data, moved, off.dx, off.dy);
+        painter.draw<false>(moved);
+    }
+}
+
+struct PixelBox {
+    int u0, v0, u1, v1;
+};
+
+struct StampGroup {
+    size_t child;
+    SR::Placement leader;
+    PixelBox box;
+    std::vector<uint32_t>* pixels = nullptr;  // null until a copy is needed
+};
+
+std::vector<std::vector<uint32_t>>& stepRepeatCanvases() {
+    static std::vector<std::vector<uint32_t>> canvases(kMaxStampGroups);  // under the kernel lock
+    return canvases;
+}
+
+// Draws the leader into step-and-repeat canvas `n`.
+std::vector<uint32_t>* drawLeader(const StampGroup& g, size_t n, const LayerDef& def, LayerData& data,
+                                  const Raster& view, const ViewBox& vb, uint32_t colour) {
+    std::vector<uint32_t>& pixels = stepRepeatCanvases()[n];
+    const int w = view.width(), h = view.height();
+    pixels.resize(static_cast<size_t>(w) * h);
+    for (int v = g.box.v0; v <= g.box.v1; ++v)
+        std::fill_n(pixels.data() + static_cast<size_t>(v) * w + g.box.u0, g.box.u1 - g.box.u0 + 1, kUnpainted);
+    Raster raster(pixels.data(), w, h, vb);
+    paintData(raster, def, data, vb, colour, Pass::Layer,
+              Offset{static_cast<int32_t>(g.leader.ox), static_cast<int32_t>(g.leader.oy)}, true);
+    return &pixels;
+}
+
+// Copies the leader's picture moved by (ku, kv) pixels onto the canvas.
+void stamp(const StampGroup& g, uint32_t* canvas, int w, int h, int ku, int kv) {
+    const int a = std::max(g.box.u0, -ku), b = std::min(g.box.u1, w - 1 - ku);
+    if (a > b) return;
+    for (int v = std::max(g.box.v0, -kv); v <= std::min(g.box.v1, h - 1 - kv); ++v) {
+        const uint32_t* src = g.pixels->data() + static_cast<size_t>(v) * w;
+        uint32_t* dst = canvas + static_cast<size_t>(v + kv) * w + ku;
+        for (int u = a; u <= b; ++u)
+            if (src[u] != kUnpainted) dst[u] = src[u];
+    }
+}
+
+// Whole pixels between two placements of the same child, when the move is
+// exactly whole on both axes.
+bool wholePixels(const Raster& r, const SR::Placement& from, const SR::Placement& to, int& ku, int& kv) {
+    const double du = (to.ox - from.ox) * r.pixelsPerUnitX(), dv = (from.oy - to.oy) * r.pixelsPerUnitY();
+    if (du != std::nearbyint(du) || dv != std::nearbyint(dv) || std::fabs(du) > 1e6 || std::fabs(dv) > 1e6)
+        return false;
+    ku = static_cast<int>(du);
+    kv = static_cast<int>(dv);
+    return true;
+}
+
+void drawInstances(Job& j, size_t step, size_t layer, Raster& raster, const ViewBox& vb, uint32_t colour) {
+    const LayerDef& def = j.layers[layer];
+    const int w = raster.width(), h = raster.height();
+    std::vector<StampGroup> groups;
+    for (const STEP::sr_row& r : j.steps[step].srTable) {
+        const size_t child = SR::childIndex(j, r);
+        for (int iy = 0; iy < r.ny; ++iy)
+            for (int ix = 0; ix < r.nx; ++ix) {
+                const SR::Placement p = SR::placementOf(r, ix, iy);
+                LayerData& data = SR::orientedLayer(j, child, layer, p);
+                if (data.features.empty()) continue;
+                ensureIndex(def, data);
+                SpatialIndex::Box bounds;
+                if (!data.index.bounds(bounds)) continue;
+                const PixelBox box{
+                    floorInt(raster.u(bounds.min_corner().get<0>() + p.ox)) - kStampMargin,
+                    floorInt(raster.v(bounds.max_corner().get<1>() + p.oy)) - kStampMargin,
+                    ceilInt(raster.u(bounds.max_corner().get<0>() + p.ox)) + kStampMargin,
+                    ceilInt(raster.v(bounds.min_corner().get<1>() + p.oy)) + kStampMargin};
+                if (box.u1 < 0 || box.v1 < 0 || box.u0 >= w || box.v0 >= h) continue;  // out of view: untouched
+                const Offset off{static_cast<int32_t>(p.ox), static_cast<int32_t>(p.oy)};
+                const StampTraits& traits = stampTraits(data, j.editSerial);
+                bool stamped = false;
+                for (size_t n = 0; n < groups.size() && !stamped; ++n) {
+                    StampGroup& g = groups[n];
+                    int ku = 0, kv = 0;
+                    if (g.child != child || !g.leader.sameOrientation(p) || g.leader.angle != p.angle ||
+                        !wholePixels(raster, g.leader, p, ku, kv))
+                        continue;
+                    if (!g.pixels) g.pixels = drawLeader(g, n, def, data, raster, vb, colour);
+                    stamp(g, state().canvas.data(), w, h, ku, kv);
+                    paintTexts(raster, def, data, traits.texts, colour, off);
+                    stamped = true;
+                }
+                if (stamped) continue;
+                const bool whole = box.u0 >= 0 && box.v0 >= 0 && box.u1 < w && box.v1 < h;
+                if (whole && traits.stampable && groups.size() < kMaxStampGroups) groups.push_back(StampGroup{child, p, box, nullptr});
+                paintData(raster, def, data, vb, colour, Pass::Layer, off);
+            }
+    }
+}
+
+void drawLayerPass(const std::string& job, const std::string& step, const std::string& layer,
+                   uint32_t colour, Pass pass) {
+    Job& j = findJob(job);
+    const size_t si = findStepIndex(j, step);
+    Step& s = j.steps[si];
+    size_t li = findLayerIndex(j, layer);
+    KernelState& st = state();
+    if (!canDraw()) return;
+    const ViewBox vb = currentBox();
+    Raster raster(st.canvas.data(), st.width, st.height, vb);
+    paintData(raster, j.layers[li], s.layers[li], vb, colour, pass);
+    // Instances are drawn over the step's own features; they hold no selection.
+    if (pass == Pass::Layer && !s.srTable.empty()) drawInstances(j, si, li, raster, vb, colour);
+}
+
 }  // namespace
+
+// The given features of a layer (ids in layer order) into a raster of the
+// caller's own: the imaging export paints a layer strip by strip.
+void paintFeatures(Raster& raster, const LayerDef& def, LayerData& data, const std::vector<uint32_t>& ids,
+                   uint32_t colour) {
+    LayerPainter painter(raster, def, data);
+    const uint32_t background = backgroundPixel();
+    raster.setColour(colour);
+    for (uint32_t id : ids) {
+        const Feature& f = data.features[id];
+        const uint32_t c = f.positive() ? colour : background;
+        if (c != raster.colour()) raster.setColour(c);
+        painter.draw<false>(f);
+    }
+}
+
 }  // namespace KERNEL
 
 namespace API {
