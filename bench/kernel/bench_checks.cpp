@@ -138,7 +138,24 @@ void BM_AllChecks(benchmark::State& st) {
     st.counters["close_pairs"] = double(report.stats.pairs);
     st.counters["results"] = double(report.results.size());
 }
-BENCHMARK(BM_AllChecks)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
+BENCHMARK(BM_AllChecks)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond)->UseRealTime()->MeasureProcessCPUTime()->Iterations(3);
+
+// One task of the whole-board plan at a time on one worker, to see where the
+// time of BM_AllChecks goes; the label names the check.
+void BM_EachCheck(benchmark::State& st) {
+    spacingLayer();
+    long board = 0;
+    const std::vector<CHECKS::check_task> plan = {wholeBoardPlan(board)[size_t(st.range(0))]};
+    CHECKS::run_report report;
+    for (auto _ : st) {
+        report = CHECKS::run_checks(kJob, kStep, plan, nullptr, nullptr, 1);
+        benchmark::DoNotOptimize(report.results.data());
+    }
+    st.SetLabel(plan[0].check + (plan[0].layers.size() == 1 ? " " + plan[0].layers[0] : std::string()));
+    st.counters["close_pairs"] = double(report.stats.pairs);
+    st.counters["results"] = double(report.results.size());
+}
+BENCHMARK(BM_EachCheck)->DenseRange(0, 13)->Unit(benchmark::kMillisecond)->UseRealTime()->MeasureProcessCPUTime()->Iterations(1);
 
 }  // namespace
 

@@ -81,10 +81,15 @@ void setBox(check_result& r, const LayerRef& l, const Feature& f) {
 
 check_result newResult(const char* check, const std::string& layer, uint32_t index) {
     check_result r;
+    nameResult(r, check, layer, index);
+    return r;
+}
+void nameResult(check_result& r, const char* check, const std::string& layer, uint32_t index) {
     r.check = check;
+    r.layers.reserve(2);  // most results name two features
+    r.features.reserve(2);
     r.layers.push_back(layer);
     r.features.push_back({layer, static_cast<int>(index)});
-    return r;
 }
 void addFeature(check_result& r, const std::string& layer, uint32_t index) {
     if (std::find(r.layers.begin(), r.layers.end(), layer) == r.layers.end()) r.layers.push_back(layer);
@@ -190,7 +195,7 @@ Closest widen(const Closest& c, double ra, double rb);
 
 }  // namespace
 
-NearCores::NearCores(const LayerRef& l) : m_cores(l), m_trees(l.data.features.size()) {}
+NearCores::NearCores(const LayerRef& l) : m_cores(l) {}
 NearCores::~NearCores() = default;
 
 Closest NearCores::distance(uint32_t i, uint32_t j, double margin) {
@@ -226,12 +231,13 @@ Closest NearCores::between(const Core& a, const CurveTree* ta, const Core& b, co
 
 const CurveTree* NearCores::tree(uint32_t id, const Core& c) {
     if (c.curves.size() <= kLargeCore) return nullptr;
-    if (!m_trees[id]) {
+    std::unique_ptr<CurveTree>& t = m_trees[id];
+    if (!t) {
         std::vector<std::pair<CurveBox, uint32_t>> boxes;
         for (uint32_t k = 0; k < c.curves.size(); ++k) boxes.emplace_back(curveBox(c.curves[k].box, 0), k);
-        m_trees[id] = std::make_unique<CurveTree>(boxes.begin(), boxes.end());
+        t = std::make_unique<CurveTree>(boxes.begin(), boxes.end());
     }
-    return m_trees[id].get();
+    return t.get();
 }
 
 namespace {
@@ -290,8 +296,9 @@ void spacingBody(const Scope&, const NetIds& nets, const LayerRef& l, const chec
                    if (net != 0 && net == nets(fs[j])) return;
                    const Closest c = cores.distance(i, j, p.warning_limit);
                    if (c.distance == 0) return;  // touching features are connected
-                   check_result r = newResult("spacing", l.name, i);
+                   check_result r;
                    if (!classify(c.distance, p, r)) return;
+                   nameResult(r, "spacing", l.name, i);
                    addFeature(r, l.name, j);
                    setPoints(r, c);
                    out.push_back(std::move(r));
@@ -311,8 +318,9 @@ void perFeature(const LayerRef& l, const check_params& p, const char* check, boo
     const std::vector<Feature>& fs = l.data.features;
     for (uint32_t i = 0; i < fs.size(); ++i) {
         if (!accept(fs[i])) continue;
-        check_result r = newResult(check, l.name, i);
+        check_result r;
         if (!classify(value(l.def, fs[i]), p, r)) continue;
+        nameResult(r, check, l.name, i);
         if (boxLocation)
             setBox(r, l, fs[i]);
         else
@@ -339,14 +347,15 @@ void holeSpacingBody(const LayerRef& l, const check_params& p, Range range, std:
     const std::vector<Feature>& fs = l.data.features;
     check_stats stats;
     closePairs(l, p.warning_limit, positivePad, range.begin, range.end, stats, cancel, [&](uint32_t i, uint32_t j) {
-        check_result r = newResult("hole_spacing", l.name, i);
+        check_result r;
         if (fs[i].x1 == fs[j].x1 && fs[i].y1 == fs[j].y1 && padSize(l.def, fs[i]) == padSize(l.def, fs[j])) {
-            r.check = "duplicate_hole";
+            nameResult(r, "duplicate_hole", l.name, i);
             setBroken(r, p);
             setPoint(r, {double(fs[i].x1), double(fs[i].y1)});
         } else {
             const Closest c = shapeDistance(cores[i], cores[j]);
             if (!classify(c.distance, p, r)) return;
+            nameResult(r, "hole_spacing", l.name, i);
             setPoints(r, c);
         }
         addFeature(r, l.name, j);
@@ -410,8 +419,9 @@ void annularRingBody(const LayerRef& drill, const LayerRef& copper, const check_
         if ((h & 1023) == 0 && stopped(cancel)) return;
         const Vec centre{double(holes[h].x1), double(holes[h].y1)};
         const Ring ring = bestRing(copper, centre, padSize(drill.def, holes[h]) / 2, ids, curves);
-        check_result r = newResult("annular_ring", drill.name, h);
+        check_result r;
         if (!classify(ring.value, p, r)) continue;
+        nameResult(r, "annular_ring", drill.name, h);
         if (ring.pad >= 0)
             addFeature(r, copper.name, static_cast<uint32_t>(ring.pad));
         else if (copper.name != drill.name)
@@ -426,7 +436,7 @@ void annularRingBody(const LayerRef& drill, const LayerRef& copper, const check_
 void drillToCopperBody(const LayerRef& drill, const LayerRef& copper, const check_params& p,
                        std::vector<check_result>& out, const std::atomic<bool>* cancel) {
     CoreCache holes(drill);
-    CoreCache cores(copper);
+    NearCores cores(copper);  // holes fall inside planes and pours
     std::vector<uint32_t> ids;
     const std::vector<Feature>& hs = drill.data.features;
     for (uint32_t h = 0; h < hs.size(); ++h) {
@@ -437,10 +447,11 @@ void drillToCopperBody(const LayerRef& drill, const LayerRef& copper, const chec
         std::sort(ids.begin(), ids.end());
         for (uint32_t id : ids) {
             if (!copper.data.features[id].positive()) continue;
-            const Closest c = shapeDistance(holes[h], cores[id]);
+            const Closest c = cores.distanceTo(holes[h], id, p.warning_limit);
             if (c.distance == 0) continue;  // the hole's own copper
-            check_result r = newResult("drill_to_copper", drill.name, h);
+            check_result r;
             if (!classify(c.distance, p, r)) continue;
+            nameResult(r, "drill_to_copper", drill.name, h);
             addFeature(r, copper.name, id);
             setPoints(r, c);
             out.push_back(std::move(r));
@@ -462,13 +473,15 @@ void profileBody(const Scope& s, const LayerRef& l, const check_params& p, std::
         Core core;
         featureCore(l.ctx(), fs[i], core);
         const Closest c = shapeDistance(core, profile);
-        check_result r = newResult("profile_clearance", l.name, i);
+        check_result r;
         // Clear of the outline, the feature lies wholly on one side of it:
         // its closest point tells which.
         if (c.distance == 0 || !pointInPolygon(c.a, outline)) {
-            r.check = "outside_profile";
+            nameResult(r, "outside_profile", l.name, i);
             setBroken(r, p);
-        } else if (!classify(c.distance, p, r)) {
+        } else if (classify(c.distance, p, r)) {
+            nameResult(r, "profile_clearance", l.name, i);
+        } else {
             continue;
         }
         setPoints(r, c);

@@ -9,8 +9,10 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <deque>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "TOLVA_Checks.h"
@@ -61,6 +63,9 @@ void setPoints(check_result& r, const Closest& c);
 void setPoint(check_result& r, const Vec& p);
 void setBox(check_result& r, const LayerRef& l, const Feature& f);
 check_result newResult(const char* check, const std::string& layer, uint32_t index);
+// The same naming on a result already classified: most pairs and features
+// break no limit, and they should cost no strings.
+void nameResult(check_result& r, const char* check, const std::string& layer, uint32_t index);
 void addFeature(check_result& r, const std::string& layer, uint32_t index);
 // A value-free result (value 0, an error at the error limit).
 void setBroken(check_result& r, const check_params& p);
@@ -78,23 +83,28 @@ private:
     std::vector<std::string> m_names;
 };
 
-// Cores built on first use: a pairwise check meets most features several times.
+// Cores built on first use: a pairwise check meets most features several
+// times. Only the features met get a core (a slot of 4 bytes each for the
+// rest), so that a run over a part of a large layer stays cheap; the cores
+// stay where they are as more are built.
 class CoreCache {
 public:
-    explicit CoreCache(const LayerRef& l) : m_layer(l), m_cores(l.data.features.size()),
-                                            m_built(l.data.features.size(), 0) {}
+    explicit CoreCache(const LayerRef& l) : m_layer(l), m_slot(l.data.features.size(), kNone) {}
     const Core& operator[](uint32_t id) {
-        if (!m_built[id]) {
-            featureCore(m_layer.ctx(), m_layer.data.features[id], m_cores[id]);
-            m_built[id] = 1;
+        uint32_t& slot = m_slot[id];
+        if (slot == kNone) {
+            slot = static_cast<uint32_t>(m_cores.size());
+            m_cores.emplace_back();
+            featureCore(m_layer.ctx(), m_layer.data.features[id], m_cores.back());
         }
-        return m_cores[id];
+        return m_cores[slot];
     }
 
 private:
+    static constexpr uint32_t kNone = UINT32_MAX;
     LayerRef m_layer;
-    std::vector<Core> m_cores;
-    std::vector<char> m_built;
+    std::vector<uint32_t> m_slot;
+    std::deque<Core> m_cores;
 };
 
 // Cores with an index over the curves of the large ones (pours, planes).
@@ -120,7 +130,7 @@ private:
     Closest between(const Core& a, const CurveTree* ta, const Core& b, const CurveTree* tb, double margin);
 
     CoreCache m_cores;
-    std::vector<std::unique_ptr<CurveTree>> m_trees;
+    std::unordered_map<uint32_t, std::unique_ptr<CurveTree>> m_trees;  // the large outlines only
     std::vector<uint32_t> m_nearA, m_nearB;
 };
 
@@ -220,6 +230,7 @@ class NetRun {
 public:
     NetRun(const Scope& s, API::str_list copper, API::str_list drills);
     size_t layers() const { return m_edges.size(); }  // the layers, each once
+    size_t features(size_t layer) const;
     void contacts(size_t layer, const std::atomic<bool>* cancel);
     CHECKS::net_analysis finish(const std::atomic<bool>* cancel);
 

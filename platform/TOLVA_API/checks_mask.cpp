@@ -87,10 +87,10 @@ void maskBody(const LayerRef& copper, const LayerRef& mask, const ViaPads& vias,
                 bestOpening = m;
             }
         }
-        check_result r = newResult("mask_clearance", copper.name, i);
+        check_result r;
         if (bestOpening < 0) {
             if (vias(fs[i])) continue;
-            r.check = "missing_mask_opening";
+            nameResult(r, "missing_mask_opening", copper.name, i);
             r.layers.push_back(mask.name);
             setBroken(r, p);
             setBox(r, copper, fs[i]);
@@ -98,6 +98,7 @@ void maskBody(const LayerRef& copper, const LayerRef& mask, const ViaPads& vias,
             continue;
         }
         if (!classify(best.value, p, r)) continue;
+        nameResult(r, "mask_clearance", copper.name, i);
         addFeature(r, mask.name, static_cast<uint32_t>(bestOpening));
         r.location.kind = location_kind::POINTS;
         r.location.a = mp(best.a);
@@ -138,8 +139,9 @@ void silkBody(const LayerRef& silk, const LayerRef& mask, const LayerRef& copper
         for (uint32_t m : ids) {
             if (!ms[m].positive() || !exposed(m)) continue;
             const Closest c = shapeDistance(marks[i], openings[m]);
-            check_result r = newResult("silk_over_copper", silk.name, i);
+            check_result r;
             if (!classify(c.distance, p, r)) continue;
+            nameResult(r, "silk_over_copper", silk.name, i);
             addFeature(r, mask.name, m);
             setPoints(r, c);
             out.push_back(std::move(r));

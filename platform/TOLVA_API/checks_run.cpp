@@ -24,11 +24,22 @@ using CHECKS::check_task;
 // features, so that one crowded layer keeps every core busy.
 constexpr size_t kChunk = 8192;
 
+// Rough cost of a piece per feature it goes over, relative to one spacing
+// test. The workers take the costliest pieces first, so that no long piece
+// starts when the others are nearly done.
+constexpr double kPairCost = 1.0;     // spacing, hole spacing, nets contacts, mask and silk
+constexpr double kHoleCost = 1.0;     // a hole against one copper layer
+constexpr double kSingleCost = 0.1;   // one value per feature
+
 struct Piece {
     std::function<void(std::vector<check_result>&, check_stats&)> run;
     std::vector<check_result> out;
     check_stats stats;
-    bool last = false;  // puts together what other pieces found: run once they are all done
+    double cost = 0;
+    // The piece that puts together what this one found (-1: none); it runs
+    // once all the pieces that feed it are done, on the worker that ends last.
+    long feeds = -1;
+    int fedBy = 0;
 };
 
 void need(const std::string& name, const char* what, const std::string& check) {
@@ -49,8 +60,10 @@ public:
             const bool holes = c == "hole_spacing";
             for (const std::string& name : t.layers) {
                 const LayerRef l = m_s.layer(name);
-                for (size_t b = 0; b == 0 || b < l.data.features.size(); b += kChunk)
-                    piece([this, l, p, b, holes](std::vector<check_result>& out, check_stats& st) {
+                const size_t n = l.data.features.size();
+                for (size_t b = 0; b == 0 || b < n; b += kChunk)
+                    piece(kPairCost * double(std::min(kChunk, n - std::min(n, b))),
+                          [this, l, p, b, holes](std::vector<check_result>& out, check_stats& st) {
                         if (holes)
                             holeSpacingBody(l, p, Range{b, b + kChunk}, out, m_stop);
                         else
@@ -63,7 +76,8 @@ public:
                 fail("step '" + m_s.step.name + "' has no profile");
             for (const std::string& name : t.layers) {
                 const LayerRef l = m_s.layer(name);
-                piece([this, l, p, c](std::vector<check_result>& out, check_stats&) {
+                const double perFeature = c == "slivers" || c == "profile_clearance" ? kPairCost : kSingleCost;
+                piece(perFeature * double(l.data.features.size()), [this, l, p, c](std::vector<check_result>& out, check_stats&) {
                     if (c == "line_width") lineWidthBody(l, p, out);
                     else if (c == "pad_size") padSizeBody(l, p, out);
                     else if (c == "min_drill") minDrillBody(l, p, out);
@@ -76,7 +90,8 @@ public:
             const LayerRef drill = m_s.layer(t.drill_layer);
             for (const std::string& name : t.layers) {
                 const LayerRef l = m_s.layer(name);
-                piece([this, drill, l, p, c](std::vector<check_result>& out, check_stats&) {
+                piece(kHoleCost * double(drill.data.features.size()),
+                      [this, drill, l, p, c](std::vector<check_result>& out, check_stats&) {
                     if (c == "annular_ring")
                         annularRingBody(drill, l, p, out, m_stop);
                     else
@@ -93,7 +108,8 @@ public:
             const auto vias = std::make_shared<const ViaPads>(m_s);
             for (const std::string& name : t.layers) {
                 const LayerRef l = m_s.layer(name);
-                piece([this, mask, marks, l, p, silk, vias](std::vector<check_result>& out, check_stats&) {
+                piece(kPairCost * double(l.data.features.size() + marks.data.features.size()),
+                      [this, mask, marks, l, p, silk, vias](std::vector<check_result>& out, check_stats&) {
                     if (silk)
                         silkBody(marks, mask, l, p, out, m_stop);
                     else
@@ -105,10 +121,14 @@ public:
             for (const std::string& n : t.layers) m_s.layer(n);
             for (const std::string& n : t.drill_layers) m_s.layer(n);
             const auto run = std::make_shared<NetRun>(m_s, t.layers, t.drill_layers);
-            for (size_t l = 0; l < run->layers(); ++l)
-                piece([this, run, l](std::vector<check_result>&, check_stats&) { run->contacts(l, m_stop); });
-            piece([this, run](std::vector<check_result>& out, check_stats&) { out = run->finish(m_stop).results; });
-            m_pieces.back().last = true;
+            const long finish = static_cast<long>(m_pieces.size() + run->layers());
+            for (size_t l = 0; l < run->layers(); ++l) {
+                piece(kPairCost * double(run->features(l)),
+                      [this, run, l](std::vector<check_result>&, check_stats&) { run->contacts(l, m_stop); });
+                m_pieces.back().feeds = finish;
+            }
+            piece(0, [this, run](std::vector<check_result>& out, check_stats&) { out = run->finish(m_stop).results; });
+            m_pieces.back().fedBy = static_cast<int>(run->layers());
         } else {
             fail("unknown check '" + c + "'");
         }
@@ -117,8 +137,11 @@ public:
     std::vector<Piece>& pieces() { return m_pieces; }
 
 private:
-    void piece(std::function<void(std::vector<check_result>&, check_stats&)> run) {
-        m_pieces.push_back({std::move(run), {}, {}, false});
+    void piece(double cost, std::function<void(std::vector<check_result>&, check_stats&)> run) {
+        Piece p;
+        p.run = std::move(run);
+        p.cost = cost;
+        m_pieces.push_back(std::move(p));
     }
 
     const Scope& m_s;
@@ -126,6 +149,17 @@ private:
     NetIds m_nets;
     std::vector<Piece> m_pieces;
 };
+
+// The pieces a worker may start, costliest first (plan order among equals);
+// the pieces that put others' work together are started by the last feeder.
+std::vector<size_t> costliestFirst(const std::vector<Piece>& pieces) {
+    std::vector<size_t> order;
+    for (size_t k = 0; k < pieces.size(); ++k)
+        if (pieces[k].fedBy == 0) order.push_back(k);
+    std::stable_sort(order.begin(), order.end(),
+                     [&](size_t a, size_t b) { return pieces[a].cost > pieces[b].cost; });
+    return order;
+}
 
 }  // namespace
 }  // namespace CHECKS_IMPL
@@ -154,26 +188,35 @@ run_report run_checks(const str& job, const str& step, const std::vector<check_t
 
     if (threads <= 0) threads = static_cast<int>(std::thread::hardware_concurrency());
     threads = std::max(1, std::min(threads, std::max(1, total)));
+    const std::vector<size_t> order = costliestFirst(pieces);
     std::atomic<size_t> next{0};
     std::mutex m;
     std::condition_variable cv;
     int done = 0, finished = 0;
     std::exception_ptr error;
-    auto worker = [&] {
-        for (;;) {
-            const size_t k = next++;
-            if (k >= pieces.size() || stop.load()) break;
-            if (pieces[k].last) continue;
+    // Runs piece k, then the piece it feeds when k was the last to feed it.
+    auto runPiece = [&](size_t k) {
+        for (long at = static_cast<long>(k); at >= 0 && !stop.load();) {
+            Piece& p = pieces[static_cast<size_t>(at)];
             try {
-                pieces[k].run(pieces[k].out, pieces[k].stats);
+                p.run(p.out, p.stats);
             } catch (...) {
                 std::lock_guard<std::mutex> g(m);
                 if (!error) error = std::current_exception();
                 stop = true;
+                return;
             }
             std::lock_guard<std::mutex> g(m);
             ++done;
             cv.notify_all();
+            at = p.feeds >= 0 && --pieces[static_cast<size_t>(p.feeds)].fedBy == 0 ? p.feeds : -1;
+        }
+    };
+    auto worker = [&] {
+        for (;;) {
+            const size_t k = next++;
+            if (k >= order.size() || stop.load()) break;
+            runPiece(order[k]);
         }
         std::lock_guard<std::mutex> g(m);
         ++finished;
@@ -209,16 +252,14 @@ run_report run_checks(const str& job, const str& step, const std::vector<check_t
     }
     for (std::thread& t : pool) t.join();
     if (error) std::rethrow_exception(error);
-    for (Piece& p : pieces) {
-        if (!p.last || stopped(cancel)) continue;
-        p.run(p.out, p.stats);
-        if (progress && ++done < total) progress(done, total);
-    }
     if (cancelled || stopped(cancel)) {
         report.cancelled = true;
         return report;
     }
     if (progress && total > 0) progress(total, total);
+    size_t found = 0;
+    for (const Piece& p : pieces) found += p.out.size();
+    report.results.reserve(found);
     for (Piece& p : pieces) {
         report.stats.features += p.stats.features;
         report.stats.pairs += p.stats.pairs;

@@ -42,11 +42,12 @@ public:
             offset += ref.data.features.size();
             m_layers.push_back(l);
             m_near.emplace_back();
-            m_cover.emplace_back();
         };
         for (const std::string& n : copper) add(n, false);
         for (const std::string& n : drills) add(n, true);
         m_total = offset;
+        m_held.resize(m_layers.size() * m_layers.size());
+        m_negatives.assign(m_layers.size(), -1);
     }
 
     size_t total() const { return m_total; }
@@ -83,6 +84,7 @@ public:
     // The largest index of a negative feature of copper layer c that holds
     // the feature (layer l, index i) whole; -1 for none.
     int64_t holding(size_t c, size_t l, uint32_t i) {
+        if (!hasNegatives(c)) return -1;
         const LayerRef& copper = m_layers[c].ref;
         const LayerRef& held = m_layers[l].ref;
         const Feature& f = held.data.features[i];
@@ -118,20 +120,20 @@ public:
                 if (j != i && later(l, j) && member(l, j) && copperContact(l, i, j)) visit(l, j);
             if (!me.crossed) return;
             for (size_t d = 0; d < m_layers.size(); ++d) {
-                if (!m_layers[d].drill) continue;
+                if (!m_layers[d].drill || endsBefore(d, from)) continue;
                 query(d, me.ref, f, ids);
                 for (uint32_t h : ids)
-                    if (later(d, h) && member(d, h) && holeContact(d, h, l, i, holding(l, d, h))) visit(d, h);
+                    if (later(d, h) && member(d, h) && holeContact(d, h, l, i, heldBy(l, d, h))) visit(d, h);
             }
             return;
         }
         for (size_t c = 0; c < m_layers.size(); ++c) {
-            if (!m_layers[c].crossed) continue;
+            if (!m_layers[c].crossed || endsBefore(c, from)) continue;
             query(c, me.ref, f, ids);
             int64_t cover = -2;
             for (uint32_t j : ids) {
                 if (!later(c, j) || !member(c, j)) continue;
-                if (cover == -2) cover = holding(c, l, i);
+                if (cover == -2) cover = heldBy(c, l, i);
                 if (holeContact(l, i, c, j, cover)) visit(c, j);
             }
         }
@@ -151,11 +153,28 @@ private:
         r.data.index.query(r.data.features, grownBox(of, f, 0), ids);
         std::sort(ids.begin(), ids.end());
     }
-    int64_t cover(size_t l, uint32_t i) {
-        if (m_cover[l].empty()) m_cover[l].assign(m_layers[l].ref.data.features.size(), -2);
-        int32_t& c = m_cover[l][i];
-        if (c == -2) c = static_cast<int32_t>(holding(l, l, i));
-        return c;
+    // Most signal layers cut nothing out: no box query for what holds a feature there.
+    bool hasNegatives(size_t l) {
+        int8_t& has = m_negatives[l];
+        if (has < 0) {
+            const std::vector<Feature>& fs = m_layers[l].ref.data.features;
+            has = std::any_of(fs.begin(), fs.end(), [](const Feature& f) { return !f.positive(); });
+        }
+        return has == 1;
+    }
+    // Every feature of layer l has a global id below `from`.
+    bool endsBefore(size_t l, size_t from) const {
+        return m_layers[l].offset + m_layers[l].ref.data.features.size() <= from;
+    }
+    int64_t cover(size_t l, uint32_t i) { return heldBy(l, l, i); }
+    // holding(c, l, i), worked out once: a hole meets every copper feature
+    // around it, and a feature every neighbour.
+    int64_t heldBy(size_t c, size_t l, uint32_t i) {
+        std::vector<int32_t>& held = m_held[c * m_layers.size() + l];
+        if (held.empty()) held.assign(m_layers[l].ref.data.features.size(), -2);
+        int32_t& h = held[i];
+        if (h == -2) h = static_cast<int32_t>(holding(c, l, i));
+        return h;
     }
 
     const Job& m_job;
@@ -167,7 +186,8 @@ private:
     }
 
     std::vector<std::unique_ptr<NearCores>> m_near;
-    std::vector<std::vector<int32_t>> m_cover;  // -2: not worked out yet
+    std::vector<int8_t> m_negatives;  // by layer; -1: not looked at yet
+    std::vector<std::vector<int32_t>> m_held;  // by (copper, held layer); -2: not worked out yet
     size_t m_total = 0;
 };
 
@@ -214,6 +234,10 @@ check_result netResult(const char* check, const Graph& g, const std::vector<size
 NetRun::NetRun(const Scope& s, API::str_list copper, API::str_list drills)
     : m_s(s), m_copper(std::move(copper)), m_drills(std::move(drills)) {
     m_edges.resize(Graph(m_s, m_copper, m_drills).layers().size());
+}
+
+size_t NetRun::features(size_t layer) const {
+    return Graph(m_s, m_copper, m_drills).layers()[layer].ref.data.features.size();
 }
 
 void NetRun::contacts(size_t l, const std::atomic<bool>* cancel) {
