@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "PluginMetaData.h"
+#include "TOLVA_Imaging.h"
 #include "TOLVA_API_types.h"
 #include "ViewTool/Graphic_ViewTool.h"
 #include "core/message_routes.h"
@@ -35,6 +36,7 @@ class QTimer;
 class QPainter;
 class QLineF;
 class Widget_PopView;
+class Widget_TVDI_Export;
 class Widget_MarkSetting;
 
 #if defined(_WIN32)
@@ -312,6 +314,15 @@ public:
     static const QString kPositioningHolesKey;
     static const QString kHoleLayerKey;
     static const QString kExportLayersKey;
+    // ---- imaging export session (Graphic_view_TVDI.cpp) ------------------
+    // The holes picked from the context menu, in board units.
+    const std::vector<IMAGING::reg_hole>& tvdiGlobalHoles() const;
+    const std::vector<IMAGING::reg_hole>& tvdiAreaHoles() const;
+    // What an export would be made with now (the frame the overlay shows).
+    IMAGING::export_param tvdiExportParam() const;
+    // Request 20004410: opens the export dialog.
+    void show_tvdi_export(PluginMetaData msg);
+    Widget_TVDI_Export* tvdiExportDialog() const;
     int currentSnapMode() const { return m_snapMode; }
     const std::string& snapLayer() const { return m_snapLayer; }
 
@@ -651,6 +662,15 @@ private:
     std::vector<API::point> m_realBoxPoints;
     bool m_displayFlag = false;
     bool m_holeFlags[3] = {false, false, false};
+    // Imaging export session (Graphic_view_TVDI.cpp).
+    IMAGING::reg_hole holeAt(const QPoint& pixel);
+    QString m_tvdiHoleLayer;
+    QStringList m_tvdiExportLayers;
+    std::vector<IMAGING::reg_hole> m_tvdiGlobalHoles;
+    std::vector<IMAGING::reg_hole> m_tvdiAreaHoles;
+    IMAGING::export_param m_tvdiParam;
+    bool m_tvdiParamSet = false;
+    QPointer<Widget_TVDI_Export> m_tvdiExport;
 
     PluginMetaData m_lastToolMsg;
     QList<ToolParam> m_toolParams;

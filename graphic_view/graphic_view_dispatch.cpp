@@ -18,10 +18,6 @@ namespace GRAPHIC {
 using V = ViewWidget;
 using M = PluginMetaData;
 
-const QString ViewWidget::kPositioningHolesKey = QStringLiteral("PositioningHoles");
-const QString ViewWidget::kHoleLayerKey = QStringLiteral("HoleLayer");
-const QString ViewWidget::kExportLayersKey = QStringLiteral("ExportLayers");
-
 // Handlers that the table needs but that are not view operations of their own.
 struct ViewRoutes {
     static void optionFlag(V& v, const M& m, int which) { v.setBoolFromPayload(v.m_optionFlags[which - 1], m); }
@@ -191,6 +187,7 @@ RouteTable<MessageHandler> ViewWidget::messageRoutes() {
         {20004205, 20004205, No, "setResizeHoleTmpData", [](V& v, const M& m) { v.setResizeHoleTmpData(m); }},
         {20004401, 20004401, No, "TVDI mode and tool", [](V& v, const M& m) { R::toggleTvdi(v, m, true); }},
         {20004402, 20004402, No, "TVDI mode", [](V& v, const M& m) { R::toggleTvdi(v, m, false); }},
+        {20004410, 20004410, No, "show_tvdi_export", [](V& v, const M& m) { v.show_tvdi_export(m); }},
         {20004801, 20004801, Yes, "doSignalBoxSelect", [](V& v, const M& m) { v.doSignalBoxSelect(m); }},
     };
     return {routes, sizeof(routes) / sizeof(routes[0])};
@@ -227,22 +224,6 @@ void ViewWidget::setHoleFlags(bool first, bool second, bool third) {
     m_holeFlags[0] = first;
     m_holeFlags[1] = second;
     m_holeFlags[2] = third;
-}
-
-// The hole entries of the imaging-export menu follow the export session that
-// the TVDI messages report: holes can be picked once a drill layer is named
-// ("HoleLayer") and the export has layers ("ExportLayers"); area holes are
-// placed relative to the global positioning holes ("PositioningHoles", their
-// count). A key that is absent leaves its flag alone; leaving TVDI mode ends
-// the session and clears all three.
-void ViewWidget::takeHoleState(const PluginMetaData& msg) {
-    if (!m_tvdiMode) {
-        setHoleFlags(false, false, false);
-        return;
-    }
-    if (msg.data.contains(kPositioningHolesKey)) m_holeFlags[0] = msg.data.value(kPositioningHolesKey).toInt() > 0;
-    if (msg.data.contains(kHoleLayerKey)) m_holeFlags[1] = !msg.data.value(kHoleLayerKey).toString().isEmpty();
-    if (msg.data.contains(kExportLayersKey)) m_holeFlags[2] = !msg.data.value(kExportLayersKey).toStringList().isEmpty();
 }
 
 // ---- requests handled here -------------------------------------------------

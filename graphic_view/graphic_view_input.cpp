@@ -557,13 +557,6 @@ void ViewWidget::on_select_polyline() { sendTo(PluginNames::ToolbarEdit, 2000024
 void ViewWidget::on_select_layer_net() { sendTo(PluginNames::ToolbarEdit, 20000244); }
 void ViewWidget::on_select_board_net() { sendTo(PluginNames::ToolbarEdit, 20000245); }
 void ViewWidget::on_counterelection() { sendTo(PluginNames::JobList, 20001639); }
-// Once a global positioning hole is asked for, area holes can be placed
-// relative to it.
-void ViewWidget::on_add_global() {
-    sendTo(PluginNames::JobList, 10000507);
-    m_holeFlags[0] = true;
-}
-void ViewWidget::on_add_area() { sendTo(PluginNames::JobList, 10000508); }
 
 // One code for the three hole kinds; "HoleKind" tells them apart.
 void ViewWidget::on_add_posi_hole() { sendTo(PluginNames::JobList, 10000605, {{QStringLiteral("HoleKind"), QStringLiteral("positioning")}}); }

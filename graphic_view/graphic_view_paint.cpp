@@ -180,8 +180,6 @@ QPoint ViewWidget::toPixel(const QPointF& board) {
 
 // ---- overlay helpers ---------------------------------------------------------
 
-void ViewWidget::draw_TVDI_items(QPainter*) {}  // the export overlay keeps no items yet
-
 void ViewWidget::Draw_rout_info(QPainter*, const QStringList&, const QString&) {}  // chains are not drawn yet
 
 void ViewWidget::setRelativeOrigin(const QPointF& origin) {

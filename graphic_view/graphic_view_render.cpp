@@ -273,30 +273,5 @@ void ViewWidget::resizeLater(int w, int h) {
     zoom2fit(box);
 }
 
-// The inset shows its board area rendered at the inset's size; the kernel's
-// canvas and box are put back afterwards.
-void ViewWidget::draw_popview_image(Widget_PopView* pop) {
-    const int pw = pop->width(), ph = pop->height();
-    const QRectF area = pop->boardArea();
-    if (pw <= 0 || ph <= 0 || area.isEmpty() || m_job.isEmpty()) return;
-    guarded(__FILE__, __LINE__, [&] {
-        std::vector<unsigned char> composed(bufferBytes(pw, ph), 0);
-        API::init_canvas(pw, ph);
-        API::zoom_to_box(area.left() * 0.001, area.top() * 0.001, area.right() * 0.001, area.bottom() * 0.001);
-        int cw = 0, ch = 0;
-        unsigned char* pixels = API::canvas(cw, ch);
-        for (const ShownLayer& shown : m_shownLayers) {
-            if (!pixels || cw != pw || ch != ph) break;
-            const QColor c = paletteColor(shown.color);
-            API::clear_canvas();
-            API::draw_layer(job(), step(), shown.name.toStdString(), c.red(), c.green(), c.blue(), c.alpha());
-            blend(composed.data(), pixels, composed.size());
-        }
-        pop->setImage(QImage(composed.data(), pw, ph, pw * 4, QImage::Format_RGBA8888).copy());
-        API::init_canvas(width(), height());
-        zoom_to_cur_box();
-    });
-}
-
 }  // namespace GRAPHIC
 }  // namespace TOLVA

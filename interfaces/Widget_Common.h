@@ -8,6 +8,8 @@
 #include <QVector>
 #include <QWidget>
 
+#include "TOLVA_Imaging.h"
+
 #if defined(_WIN32)
 #  define WIDGET_COMMON_EXPORT
 #else
@@ -16,14 +18,23 @@
 
 class QLabel;
 
-// A small inset window showing a magnified board area.
+// A pop-view inset: a small window showing one board area at its own zoom
+// while the main view looks elsewhere. The wheel zooms about the cursor, a
+// left drag pans, and a resize shows more or less board at the same zoom;
+// each of these, and setBoardArea, emits imageWanted for the owner to render
+// the new area at the window's size (setImage).
 class WIDGET_COMMON_EXPORT Widget_PopView : public QWidget {
     Q_OBJECT
 public:
     explicit Widget_PopView(QWidget* parent = nullptr);
-    // The board area (board units) that the inset shows.
+    // Shows the board area (board units, y up) whole, widened to the
+    // window's shape about its centre.
     void setBoardArea(const QRectF& area);
+    // What the window shows now: left/top are the least x and y.
     QRectF boardArea() const;
+    double unitsPerPixel() const { return m_unitsPerPixel; }
+    // The board point under a pixel of the window.
+    QPointF boardAt(const QPointF& pixel) const;
     // Points the user picked inside the inset (board units).
     void setPickedPoints(const QVector<QPointF>& points);
     QVector<QPointF> pickedPoints() const;
@@ -32,14 +43,21 @@ public:
 
 signals:
     void closed(Widget_PopView* self);
+    void imageWanted(Widget_PopView* self);
 
 protected:
     void closeEvent(QCloseEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
 
 private:
-    QRectF m_area;
+    QPointF m_centre;
+    double m_unitsPerPixel = 0;
+    QPoint m_dragFrom;
     QVector<QPointF> m_points;
-    QLabel* m_label;
     QImage m_image;
 };
 
@@ -76,7 +94,17 @@ private:
     int m_unitChanges = 0;
 };
 
-// Parameters of the TVDI export.
+// The direct-imaging export: the layers of a step as 1-bit images
+// (TOLVA_Imaging.h) with resolution, rotation, mirror, scale compensation,
+// negative, resize, output folder and file name format. "Export" runs the
+// kernel's export behind a progress dialog and lists the files it wrote, or
+// the reason it refused, in the dialog itself.
+class QCheckBox;
+class QComboBox;
+class QDoubleSpinBox;
+class QLineEdit;
+class QListWidget;
+class QPushButton;
 class WIDGET_COMMON_EXPORT Widget_TVDI_Export : public QDialog {
     Q_OBJECT
 public:
@@ -84,6 +112,47 @@ public:
     QString outputPath() const;
     void setOutputPath(const QString& path);
 
+    void setJobStep(const QString& job, const QString& step);
+    // The layers offered, in matrix order; `chosen` are checked.
+    void setAvailableLayers(const QStringList& layers, const QStringList& chosen);
+    // Every editor from the parameters; the holes are kept as they are.
+    void setParam(const TOLVA::IMAGING::export_param& param);
+    TOLVA::IMAGING::export_param param() const;
+    // Runs the export; the files written (images, then the registration
+    // file), empty when it was refused (result() says why).
+    QStringList runExport();
+    QString result() const;
+
+    // The editors, for a caller that drives the dialog as the operator does.
+    QListWidget* layerList() const { return m_layers; }
+    QDoubleSpinBox* dpiBox() const { return m_dpi; }
+    QComboBox* rotateBox() const { return m_rotate; }
+    QCheckBox* mirrorBox() const { return m_mirror; }
+    QDoubleSpinBox* xScaleBox() const { return m_xScale; }
+    QDoubleSpinBox* yScaleBox() const { return m_yScale; }
+    QCheckBox* negativeBox() const { return m_negative; }
+    QDoubleSpinBox* resizeBox() const { return m_resize; }
+    QLineEdit* pathEdit() const { return m_path; }
+    QLineEdit* formatEdit() const { return m_format; }
+    QPushButton* exportButton() const { return m_export; }
+
+signals:
+    void exported(const QStringList& files);
+
 private:
-    QString m_path;
+    QString m_job, m_step;
+    std::vector<TOLVA::IMAGING::reg_hole> m_globalHoles, m_areaHoles;
+    TOLVA::IMAGING::compression m_compression = TOLVA::IMAGING::compression::ccitt_g4;
+    QListWidget* m_layers;
+    QDoubleSpinBox* m_dpi;
+    QComboBox* m_rotate;
+    QCheckBox* m_mirror;
+    QDoubleSpinBox* m_xScale;
+    QDoubleSpinBox* m_yScale;
+    QCheckBox* m_negative;
+    QDoubleSpinBox* m_resize;
+    QLineEdit* m_path;
+    QLineEdit* m_format;
+    QPushButton* m_export;
+    QLabel* m_result;
 };

@@ -14,6 +14,8 @@ using TOLVA::PLUGIN::addMenuAction;
 
 using TOLVA::PLUGIN::FormDialog;
 namespace CM = CoordinateMessages;
+// Opens the view's direct-imaging export dialog.
+constexpr qint32 kOpenImagingExport = 20004410;
 
 class ActionsPanel : public TOLVA::PLUGIN::ReceivedMessagesPanel {
 public:
@@ -28,6 +30,10 @@ public:
         // F3 selects by area in this application: the steps keep no key of their own.
         addMenuAction(this, "findNext", tr("Next Found Feature"), [this] { step("next"); });
         addMenuAction(this, "findPrevious", tr("Previous Found Feature"), [this] { step("previous"); });
+        // The imaging export dialog belongs to the view, which fills it from
+        // its export session (layers, holes, the settings file's parameters).
+        addMenuAction(this, "imagingExport", tr("Imaging Export..."),
+                      [this] { send(PluginNames::GraphicView, kOpenImagingExport); });
     }
 
 private:

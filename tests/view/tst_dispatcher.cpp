@@ -145,6 +145,7 @@ const std::vector<Expected>& expectedRoutes() {
         {"setResizeHoleTmpData", {{20004205, 20004205}}},
         {"TVDI mode and tool", {{20004401, 20004401}}},
         {"TVDI mode", {{20004402, 20004402}}},
+        {"show_tvdi_export", {{20004410, 20004410}}},
     };
     return table;
 }
@@ -529,6 +530,7 @@ TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
               EXPECT_TRUE(v.tvdiMode());
               EXPECT_TRUE(toolIs<SelectTool>(v));
           }}},
+        {"show_tvdi_export", {nullptr, [](ViewWidget& v, qint32) { EXPECT_NE(v.tvdiExportDialog(), nullptr); }}},
     };
     // Typed coordinates, the relative origin, the read-out options and the
     // search: each by what it leaves or answers (CoordinateMessages.h).
