@@ -92,15 +92,6 @@ QWidget* ViewWidget::InitViewBar() { return this; }
 
 QList<Widget_PopView*> ViewWidget::get_popviews() const { return m_popViews; }
 
-void ViewWidget::show_marksetting() {
-    if (!m_markSetting) {
-        m_markSetting = new Widget_MarkSetting(static_cast<QWidget*>(m_host));
-        connect(this, SIGNAL(changeUnit()), m_markSetting.data(), SLOT(change_unit()));
-    }
-    m_markSetting->show();
-    m_markSetting->raise();
-}
-
 void ViewWidget::notYetAvailable(const char* operation) const {
     LOG(INFO) << "GRAPHIC_VIEW: " << operation << " is not available yet";
 }

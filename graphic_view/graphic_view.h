@@ -303,6 +303,44 @@ public:
     // Opens a pop-view inset on a board area.
     void openPopView(const QRectF& boardArea);
 
+    // ---- reference marks (Graphic_view_Marks) ----------------------------
+    // The mark-setting dialog (created hidden on first use), offering the
+    // job's layers.
+    Widget_MarkSetting* markSetting();
+    // The dialog when it has been made, else null (nothing is created).
+    Widget_MarkSetting* existingMarkSetting() const;
+    // Places the mark the dialog describes at `at` (board units) on its
+    // layers as one undo step; refused with a message, nothing written, when
+    // the mark with its clearance does not lie inside the step's profile.
+    bool placeMark(const QPointF& at);
+    // A length in the display unit with its unit ("12.5000 mm").
+    QString lengthText(double nanometres);
+
+    // ---- review notes (Graphic_view_Notes) -------------------------------
+    // The layer notes go on: the notes layer when one is shown, else the work layer.
+    QString noteTargetLayer() const;
+    // Asks for the text and pins a note on noteTargetLayer() at `box` (board
+    // units; a point when it has no extent): one undo step. The note's id, 0
+    // when the operator gave no text or the kernel refused.
+    int pinNote(const QRectF& box);
+    // The note of the notes layer under a widget pixel, 0 for none.
+    int noteAtPixel(const QPoint& pixel);
+    // The note the notes tool picked (0 for none); drawn highlighted.
+    int selectedNote() const { return m_selectedNote; }
+    void setSelectedNote(int id);
+    // Asks for a new text of note `id`.
+    bool editNote(int id);
+    bool resolveNote(int id, bool resolved);
+    bool deleteNote(int id);
+    // Who notes are written by ("Author" of request 20000263; the login
+    // name until then).
+    QString noteAuthor() const;
+    // 20000269: pins a note on the current check point (its box, or its
+    // position) on the check's first layer, the notes layer when it has none;
+    // the text is "Text" or the check point's label. The sender gets 20000269
+    // back with "NoteId", or "Error" saying why nothing was pinned.
+    void add_note_from_check_point(PluginMetaData msg);
+
     // ---- state flags set by messages -------------------------------------
     bool optionFlag(int which) const;  // 1..4
     bool displayFlag() const { return m_displayFlag; }
@@ -753,6 +791,13 @@ private:
 
     ViewSettings m_settings;
     QString m_currentSymbol;
+
+    // Marks and notes.
+    bool refuseMark(const QString& reason);
+    bool noteEdit(const char* what, const std::function<void()>& edit);
+    int addNoteOn(const QString& layer, const QRectF& box, const QString& text);
+    int m_selectedNote = 0;
+    QString m_noteAuthor;
 };
 
 }  // namespace GRAPHIC

@@ -107,6 +107,8 @@ RouteTable<MessageHandler> ViewWidget::messageRoutes() {
         {20000266, 20000266, Yes, "do_mark", [](V& v, const M& m) { v.do_mark(m); }},
         {20000267, 20000267, No, "change_SR_Edit_tool", [](V& v, const M& m) { v.change_SR_Edit_tool(m); }},
         {20000268, 20000268, No, "show_marksetting", [](V& v, const M&) { v.show_marksetting(); }},
+        // Ours: a note at the current check point (Graphic_view_Notes.cpp).
+        {20000269, 20000269, No, "add_note_from_check_point", [](V& v, const M& m) { v.add_note_from_check_point(m); }},
         // Open tool: "Tool" 16 profile, 17 align holes, 25 edit, 26 divide a
         // surface, 27 cut out of a surface; other values are refused in the log.
         // Tools without a request code of their own are opened by this one.

@@ -46,6 +46,7 @@ const QStringList& MainWindow::siblingPlugins() {
         PluginNames::MenuBarEdit, PluginNames::MiniMap,        PluginNames::Coordinate,
         PluginNames::Matrix,      PluginNames::MenuBarRout,    PluginNames::MenuBarStep,
         PluginNames::MenuBarDFM,  PluginNames::MenuBarActions, PluginNames::MenuBarAnalysis,
+        PluginNames::Notes,
     };
     return names;
 }

@@ -16,6 +16,7 @@ inline const QString ToolbarEdit = QStringLiteral("Graphic_Toolbar_Edit.dll");
 inline const QString ToolbarMove = QStringLiteral("Graphic_Toolbar_Move.dll");
 inline const QString Coordinate = QStringLiteral("Graphic_Coordinate.dll");
 inline const QString MiniMap = QStringLiteral("Graphic_MiniMap.dll");
+inline const QString Notes = QStringLiteral("Graphic_Notes.dll");
 inline const QString Matrix = QStringLiteral("Matrix.dll");
 inline const QString GraphicEditor = QStringLiteral("TOLVA-GraphicEditor.dll");
 }  // namespace PluginNames

@@ -5,6 +5,7 @@
 #include <QPointF>
 #include <QRectF>
 #include <QString>
+#include <QStringList>
 #include <QVector>
 #include <QWidget>
 
@@ -77,7 +78,26 @@ private:
     double m_stepY = 0;
 };
 
-// Settings of the reference marks; follows the display unit.
+// What the mark-setting dialog describes: one reference mark, lengths in
+// board units (nanometres) whatever unit the dialog shows.
+struct MarkSpec {
+    enum Kind { Fiducial, Tooling };
+    Kind kind = Fiducial;
+    bool square = false;       // the symbol: round or square
+    double size = 1.0e6;       // pad or hole diameter (side, for a square)
+    double clearance = 1.0e6;  // per side, around the mark: mask opening and copper keep-out
+    QStringList layers;        // the layers to place on
+    QPointF at;                // the typed position
+};
+
+// Settings of the reference marks (fiducials and tooling holes): kind,
+// symbol, size, clearance, layers and a typed position. Lengths show in the
+// shared display unit and are converted when it changes; "Place" asks for a
+// mark at the typed position (the view places it).
+class QComboBox;
+class QDoubleSpinBox;
+class QListWidget;
+class QPushButton;
 class WIDGET_COMMON_EXPORT Widget_MarkSetting : public QDialog {
     Q_OBJECT
 public:
@@ -85,13 +105,44 @@ public:
     QString unitText() const;
     int unitChanges() const { return m_unitChanges; }
 
+    MarkSpec spec() const;
+    void setSpec(const MarkSpec& spec);
+    // The layers offered, in matrix order; the ones checked before stay checked.
+    void setAvailableLayers(const QStringList& layers);
+    QStringList availableLayers() const;
+
+    // The editors, for a caller that drives the dialog as the operator does.
+    QComboBox* kindBox() const { return m_kind; }
+    QComboBox* symbolBox() const { return m_symbol; }
+    QDoubleSpinBox* sizeBox() const { return m_size; }
+    QDoubleSpinBox* clearanceBox() const { return m_clearance; }
+    QDoubleSpinBox* xBox() const { return m_x; }
+    QDoubleSpinBox* yBox() const { return m_y; }
+    QListWidget* layerList() const { return m_layers; }
+    QPushButton* placeButton() const { return m_place; }
+
+signals:
+    // "Place": a mark as spec() says, at its typed position.
+    void placeRequested();
+
 public slots:
     void change_unit();
 
 private:
+    // Nanometres per shown unit.
+    double unitFactor() const;
+
     QLabel* m_unitLabel;
     QString m_unit;
     int m_unitChanges = 0;
+    QComboBox* m_kind;
+    QComboBox* m_symbol;
+    QDoubleSpinBox* m_size;
+    QDoubleSpinBox* m_clearance;
+    QDoubleSpinBox* m_x;
+    QDoubleSpinBox* m_y;
+    QListWidget* m_layers;
+    QPushButton* m_place;
 };
 
 // The direct-imaging export: the layers of a step as 1-bit images

@@ -3,6 +3,7 @@
 #include <glog/logging.h>
 
 #include <QGuiApplication>
+#include <QInputDialog>
 
 namespace TOLVA {
 namespace GRAPHIC {
@@ -46,6 +47,32 @@ QMessageBox::StandardButton ask(const Request& request) {
 
 void information(QWidget* parent, const QString& title, const QString& text) {
     ask({parent, title, text, QMessageBox::Ok, QMessageBox::NoButton});
+}
+
+namespace {
+TextResponder& currentText() {
+    static TextResponder responder;
+    return responder;
+}
+}  // namespace
+
+TextResponder setTextResponder(TextResponder responder) {
+    TextResponder previous = std::move(currentText());
+    currentText() = std::move(responder);
+    return previous;
+}
+
+std::optional<QString> askText(const TextRequest& request) {
+    if (currentText()) return currentText()(request);
+    if (headless()) {
+        LOG(WARNING) << request.title.toStdString() << ": " << request.label.toStdString() << " (not asked)";
+        return std::nullopt;
+    }
+    bool ok = false;
+    const QString text =
+        QInputDialog::getText(request.parent, request.title, request.label, QLineEdit::Normal, request.initial, &ok);
+    if (!ok) return std::nullopt;
+    return text;
 }
 
 }  // namespace prompt

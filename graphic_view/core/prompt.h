@@ -5,6 +5,7 @@
 #include <QMessageBox>
 #include <QString>
 #include <functional>
+#include <optional>
 
 namespace TOLVA {
 namespace GRAPHIC {
@@ -29,6 +30,21 @@ QMessageBox::StandardButton ask(const Request& request);
 
 // An information box with an OK button.
 void information(QWidget* parent, const QString& title, const QString& text);
+
+// A line of text asked of the operator.
+struct TextRequest {
+    QWidget* parent = nullptr;
+    QString title;
+    QString label;
+    QString initial;
+};
+// The text entered, or nothing when the operator cancelled.
+using TextResponder = std::function<std::optional<QString>(const TextRequest&)>;
+// Installs `responder` for every later text request and returns the
+// previous one; an empty responder restores the real input box.
+TextResponder setTextResponder(TextResponder responder);
+// Without a screen nobody can type: the request is logged and cancelled.
+std::optional<QString> askText(const TextRequest& request);
 
 }  // namespace prompt
 }  // namespace GRAPHIC

@@ -17,20 +17,3 @@ void Widget_Fill::setParameters(const QString& symbol, double stepX, double step
     m_stepX = stepX;
     m_stepY = stepY;
 }
-
-Widget_MarkSetting::Widget_MarkSetting(QWidget* parent)
-    : QDialog(parent), m_unitLabel(new QLabel(this)) {
-    setWindowTitle(tr("Mark Setting"));
-    auto* layout = new QVBoxLayout(this);
-    layout->addWidget(m_unitLabel);
-    m_unit = QString::fromStdString(TOLVA::UIAPI::getUnitString());
-    m_unitLabel->setText(tr("Unit: %1").arg(m_unit));
-}
-
-QString Widget_MarkSetting::unitText() const { return m_unit; }
-
-void Widget_MarkSetting::change_unit() {
-    m_unit = QString::fromStdString(TOLVA::UIAPI::getUnitString());
-    m_unitLabel->setText(tr("Unit: %1").arg(m_unit));
-    ++m_unitChanges;
-}

@@ -94,6 +94,7 @@ const std::vector<Expected>& expectedRoutes() {
         {"change_layer_draw_note", {{20000265, 20000265}}},
         {"do_mark", {{20000266, 20000266}}},
         {"show_marksetting", {{20000268, 20000268}}},
+        {"add_note_from_check_point", {{20000269, 20000269}}},
         {"doOpenEditTool", {{20000270, 20000270}}},
         {"transform_selection", {{20000271, 20000271}}},
         {"display flag on", {{20000405, 20000405}}},
@@ -556,6 +557,7 @@ TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
             EXPECT_TRUE(v.measurements().isEmpty()) << code;
         }};
     probes["sent_Mouse_Point"] = {nullptr, answers(20003213)};
+    probes["add_note_from_check_point"] = {nullptr, answers(20000269)};  // no check point: the reason goes back
     probes["get_Mouse_rect"] = {nullptr, answers(20003214)};
     probes["zoomIn_search_feature"] = {[](ViewWidget&, PluginMetaData& m) { m.data = {{"Mode", "next"}}; },
                                        answers(20003212)};  // nothing to step through yet
