@@ -109,7 +109,10 @@ void maskBody(const LayerRef& copper, const LayerRef& mask, const ViaPads& vias,
 
 void silkBody(const LayerRef& silk, const LayerRef& mask, const LayerRef& copper, const check_params& p,
               std::vector<check_result>& out, const std::atomic<bool>* cancel) {
-    CoreCache marks(silk), openings(mask), metal(copper);
+    // Openings and copper may be large (a pour, a window over a ground
+    // plane): only their edges near the other shape are measured.
+    CoreCache marks(silk);
+    NearCores openings(mask), metal(copper);
     const std::vector<Feature>& ss = silk.data.features;
     const std::vector<Feature>& ms = mask.data.features;
     const std::vector<Feature>& cs = copper.data.features;
@@ -123,7 +126,7 @@ void silkBody(const LayerRef& silk, const LayerRef& mask, const LayerRef& copper
             copper.data.index.query(cs, grownBox(mask, ms[m], 0), under);
             std::sort(under.begin(), under.end());
             for (uint32_t c : under)
-                if (cs[c].positive() && shapeDistance(openings[m], metal[c]).distance == 0) {
+                if (cs[c].positive() && metal.distanceTo(openings[m], c, 0).distance == 0) {
                     exposes[m] = 1;
                     break;
                 }
@@ -138,7 +141,7 @@ void silkBody(const LayerRef& silk, const LayerRef& mask, const LayerRef& copper
         std::sort(ids.begin(), ids.end());
         for (uint32_t m : ids) {
             if (!ms[m].positive() || !exposed(m)) continue;
-            const Closest c = shapeDistance(marks[i], openings[m]);
+            const Closest c = openings.distanceTo(marks[i], m, p.warning_limit);
             check_result r;
             if (!classify(c.distance, p, r)) continue;
             nameResult(r, "silk_over_copper", silk.name, i);
