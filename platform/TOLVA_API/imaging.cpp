@@ -165,7 +165,6 @@ public:
                 fail("cannot rename \"" + m_parts[k] + "\": " + ec.message());
             }
         }
-        m_parts.clear();
     }
 
 private:

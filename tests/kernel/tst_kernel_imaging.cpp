@@ -183,8 +183,8 @@ TEST_F(Imaging, ScaleCompensationStretchesAlongItsAxis) {
     EXPECT_EQ(flat.h, 75);
 }
 
-// The resize grows pads and surfaces by its value on each side, and a
-// shrink past a symbol's size leaves the feature out.
+// The resize grows pads and surfaces by its value on each side and shrinks
+// clearances by as much; a shrink past a symbol's size leaves the feature out.
 TEST_F(Imaging, ResizeGrowsEachSideByItsValue) {
     kt::freshJob(kJob, {"top"});
     JOB::set_profile(kJob, "pcb", {{0, 0}, {1 * kMm, 0}, {1 * kMm, 1 * kMm}, {0, 1 * kMm}});
@@ -193,11 +193,14 @@ TEST_F(Imaging, ResizeGrowsEachSideByItsValue) {
                                                    {0.6 * kMm, 0.6 * kMm}},
                                                   API::POL_POSITIVE, 0, true));
     kt::add(kJob, "top", API::GreatePadString(0.3 * kMm, 0.8 * kMm, kt::symbol(kJob, "top", "s40"), API::POL_POSITIVE, 0, 0, 1));
+    // A clearance in the surface, and a ring whose hole shrinks as it grows.
+    kt::add(kJob, "top", API::GreatePadString(0.7 * kMm, 0.5 * kMm, kt::symbol(kJob, "top", "r60"), API::POL_NEGATIVE, 0, 0, 1));
+    kt::add(kJob, "top", API::GreatePadString(0.3 * kMm, 0.2 * kMm, kt::symbol(kJob, "top", "donut_r200x100"), API::POL_POSITIVE, 0, 0, 1));
     struct Case {
         double resize;
-        int pad, surface, small;  // lit pixels across the middles (rows 49 and 19)
+        int pad, surface, small, ring;  // lit pixels across the middles (rows 49, 19, 79 and 80)
     };
-    for (const Case& k : {Case{0, 10, 20, 4}, Case{20000, 14, 24, 8}, Case{-30000, 4, 14, 0}}) {
+    for (const Case& k : {Case{0, 10, 14, 4, 20}, Case{20000, 14, 22, 8, 36}, Case{-30000, 4, 2, 0, 0}}) {
         IMAGING::export_param p = param();
         p.resize = k.resize;
         p.name_format = "r" + std::to_string(int(k.resize));
@@ -208,6 +211,7 @@ TEST_F(Imaging, ResizeGrowsEachSideByItsValue) {
         EXPECT_EQ(pad, k.pad) << k.resize;
         EXPECT_EQ(surface, k.surface) << k.resize;
         EXPECT_EQ(b.run(19), k.small) << k.resize;
+        EXPECT_EQ(b.run(79) + b.run(80), k.ring) << k.resize;
     }
 }
 
