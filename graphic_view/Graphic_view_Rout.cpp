@@ -18,6 +18,8 @@
 #include "rout_chain.h"
 #include "rout_geometry.h"
 #include "rout_kernel.h"
+#include "rout_order.h"
+#include "ViewTool/RoutTool.h"
 
 namespace TOLVA {
 namespace GRAPHIC {
@@ -40,14 +42,6 @@ constexpr int kAppendLayer = -1;
 constexpr int kDocumentDestination = 0;
 constexpr int kRoutDestination = 1;
 constexpr int kLargest = std::numeric_limits<int>::max();
-
-struct ChainRequest {
-    int number = 0;  // 0: the next free number
-    int toolSize = -1;  // -1: each feature's symbol
-    int comp = rout::CompNone;
-    int feed = 0;
-    int speed = 0;
-};
 
 struct CompensateRequest {
     std::string source;
@@ -77,8 +71,9 @@ bool readText(const QVariantMap& data, const QString& key, std::string& value) {
     return true;
 }
 
-// The key whose value cannot be used, or an empty text.
-QString readChainRequest(const QVariantMap& data, ChainRequest& r) {
+}  // namespace
+
+QString rout::readChainRequest(const QVariantMap& data, ChainRequest& r) {
     if (!readNumber(data, kChainKey, 1, kLargest, r.number)) return kChainKey;
     if (!readNumber(data, kSizeKey, 0, kLargest, r.toolSize)) return kSizeKey;
     if (!readNumber(data, kCompKey, rout::CompNone, rout::CompLeft, r.comp)) return kCompKey;
@@ -87,6 +82,7 @@ QString readChainRequest(const QVariantMap& data, ChainRequest& r) {
     return QString();
 }
 
+namespace {
 QString readCompensateRequest(const QVariantMap& data, CompensateRequest& r) {
     if (!readText(data, kSourceKey, r.source)) return kSourceKey;
     if (!readText(data, kDestinationKey, r.destination)) return kDestinationKey;
@@ -97,7 +93,7 @@ QString readCompensateRequest(const QVariantMap& data, CompensateRequest& r) {
 
 // The selected lines and arcs as chain entries; other features are no part of a rout.
 rout::Chain pickedEntries(const std::vector<API::featureInfo>& selected, const std::string& layer,
-                          const ChainRequest& r) {
+                          const rout::ChainRequest& r) {
     rout::Chain entries;
     for (const API::featureInfo& f : selected) {
         if (f.type != API::FT_LINE && f.type != API::FT_ARC) continue;
@@ -109,14 +105,6 @@ rout::Chain pickedEntries(const std::vector<API::featureInfo>& selected, const s
         entries.push_back(entry);
     }
     return entries;
-}
-
-// A chain as it is compensated: a path that is a cutter path already is
-// copied as it lies.
-rout::Chain forCompensation(rout::Chain chain) {
-    for (Piece& entry : chain)
-        if (entry.flag != 0) entry.comp = rout::CompNone;
-    return chain;
 }
 
 int nextChainNumber(const std::vector<rout::ChainRecord>& chains, const std::string& layer) {
@@ -192,6 +180,7 @@ void ViewWidget::update_rout_info() {
     rout::RoutLayers layers;
     if (!guarded(__FILE__, __LINE__, [&] { layers = rout::readRoutLayers(job(), step()); })) return;
     state.chains = rout::refreshed(state.chains, layers);
+    state.paths.clear();
 }
 
 void ViewWidget::storeRoutChain(std::vector<chain_info> entries, int number) {
@@ -207,11 +196,12 @@ void ViewWidget::storeRoutChain(std::vector<chain_info> entries, int number) {
     });
     if (same == state.chains.end()) state.chains.push_back({true, std::move(entries)});
     else *same = rout::ChainRecord{true, std::move(entries)};
+    state.paths.clear();
 }
 
 void ViewWidget::create_rout_chain(const PluginMetaData& msg) {
-    ChainRequest request;
-    const QString badKey = readChainRequest(msg.data, request);
+    rout::ChainRequest request;
+    const QString badKey = rout::readChainRequest(msg.data, request);
     if (!badKey.isEmpty()) return tell(this, tr("Rout chain: the value of \"%1\" cannot be used!").arg(badKey));
     if (m_job.isEmpty() || work_layer.empty()) return tell(this, tr("No work layer!"));
     update_rout_info();
@@ -246,6 +236,7 @@ void ViewWidget::receive_order_index(const QList<int>& order) {
     std::vector<rout::ChainRecord> ordered;
     for (int k : order) ordered.push_back(chains[static_cast<size_t>(k)]);
     chains.swap(ordered);
+    routState().paths.clear();
 }
 
 void ViewWidget::add_chain_do_apply() { sendTo(PluginNames::MenuBarRout, kAddChainApplyCode); }
@@ -293,7 +284,7 @@ bool ViewWidget::writeCompensatedPath(const std::string& source, const std::stri
     std::vector<rout::Chain> paths;
     for (const rout::ChainRecord& record : routState().chains)
         if (record.entries.front().layer == source)
-            paths.push_back(get_merged_chains_info(forCompensation(record.entries)));
+            paths.push_back(rout::cutterPath(record.entries));
     rout::PathStrings built;
     int first = 0;
     const bool stored = guarded(__FILE__, __LINE__, [&] {
@@ -350,11 +341,189 @@ void ViewWidget::do_compensate(PluginMetaData& msg) {
     refresh();
 }
 
-// ---- rout drawing (not available yet) ---------------------------------------
+// ---- chains drawn by hand, their order ---------------------------------------------
 
-void ViewWidget::get_rout_selectorder(PluginMetaData) { notYetAvailable("get_rout_selectorder"); }
-void ViewWidget::do_drawchain(PluginMetaData) { notYetAvailable("do_drawchain"); }
-void ViewWidget::get_addchain_vector(PluginMetaData) { notYetAvailable("get_addchain_vector"); }
+namespace {
+// Request 20003902 asks for the chains in cutting order; the answer, code
+// 20003902 to the rout menu, holds "Chains" (a list, one map per chain in
+// cutting order: "Layer", "Chain" (its number), "Pieces" (count), "PlungeX",
+// "PlungeY", "RetractX", "RetractY" (board units)) and "AirTravel", the
+// cutter's travel between chains from the origin, board units.
+constexpr qint32 kOrderCode = 20003902;
+// Request 20003903 hands the view an order: "Order", a list naming every
+// chain once by its place in the answer above, or "Optimise" (true) with
+// "Layer" (default: the work layer) to let the view find the order with the
+// least air travel. Either is answered with the order as above.
+constexpr qint32 kNewOrderCode = 20003903;
+// The rout tool's requests, answered with the chain being drawn: "Layer",
+// "Indices" (its features in cutting order), "Reversed" (whether each is
+// cut from its end), "Closed".
+constexpr qint32 kAddChainCode = 20003908;
+const QString kChainsKey = QStringLiteral("Chains");
+const QString kAirTravelKey = QStringLiteral("AirTravel");
+const QString kOrderKey = QStringLiteral("Order");
+const QString kOptimiseKey = QStringLiteral("Optimise");
+const QString kLayerKey = QStringLiteral("Layer");
+const QString kActionKey = QStringLiteral("Action");
+const QPointF kTravelOrigin(0, 0);
+
+rout::Leg legOf(const rout::Chain& chain) { return {chain.front().start, chain.back().end}; }
+
+QVariantMap chainEntry(const rout::Chain& chain) {
+    const rout::Leg leg = legOf(chain);
+    return {{QStringLiteral("Layer"), QString::fromStdString(chain.front().layer)},
+            {QStringLiteral("Chain"), chain.front().chain},
+            {QStringLiteral("Pieces"), int(chain.size())},
+            {QStringLiteral("PlungeX"), leg.plunge.x()},
+            {QStringLiteral("PlungeY"), leg.plunge.y()},
+            {QStringLiteral("RetractX"), leg.retract.x()},
+            {QStringLiteral("RetractY"), leg.retract.y()}};
+}
+
+// Positions of `chains` on `layer`, in cutting order.
+std::vector<size_t> chainsOn(const std::vector<rout::ChainRecord>& chains, const std::string& layer) {
+    std::vector<size_t> out;
+    for (size_t k = 0; k < chains.size(); ++k)
+        if (chains[k].entries.front().layer == layer) out.push_back(k);
+    return out;
+}
+
+bool readOrder(const QVariant& value, QList<int>& order) {
+    if (value.type() != QVariant::List) return false;
+    for (const QVariant& item : value.toList()) {
+        bool ok = false;
+        order.append(item.toInt(&ok));
+        if (!ok) return false;
+    }
+    return true;
+}
+}  // namespace
+
+bool ViewWidget::commit_rout_chain(std::vector<chain_info> chain, int number) {
+    if (chain.empty() || m_job.isEmpty()) return false;
+    update_rout_info();
+    RoutState& state = routState();
+    const std::string layer = chain.front().layer;
+    if (number == 0) number = nextChainNumber(state.chains, layer);
+    for (chain_info& entry : chain) entry.chain = number;
+    if (!guarded(__FILE__, __LINE__, [&] { rout::writeChains(job(), step(), layer, {chain}); })) return false;
+    // The job holds the chain now: no chain the view picked keeps its number or its features.
+    std::set<std::pair<std::string, int>> taken;
+    for (const chain_info& entry : chain) taken.insert({entry.layer, entry.index});
+    releaseFeatures(state.chains, taken);
+    state.chains.erase(std::remove_if(state.chains.begin(), state.chains.end(),
+                                      [&](const rout::ChainRecord& r) {
+                                          return r.picked && r.entries.front().layer == layer &&
+                                                 r.entries.front().chain == number;
+                                      }),
+                       state.chains.end());
+    update_rout_info();
+    draw();
+    refresh();
+    add_chain_do_apply();
+    return true;
+}
+
+bool ViewWidget::optimise_chain_order(const std::string& layer) {
+    update_rout_info();
+    RoutState& state = routState();
+    const std::vector<size_t> places = chainsOn(state.chains, layer);
+    std::vector<rout::Leg> legs;
+    std::vector<int> numbers;
+    for (size_t k : places) {
+        legs.push_back(legOf(state.chains[k].entries));
+        numbers.push_back(state.chains[k].entries.front().chain);
+    }
+    const std::vector<int> order = rout::shortestOrder(legs, kTravelOrigin);
+    std::vector<int> given(order.size());
+    for (size_t k = 0; k < given.size(); ++k) given[k] = int(k);
+    if (order == given) return false;
+    // The chains take the layer's numbers in their new order, so that the
+    // numbers written in the job say the order too.
+    std::sort(numbers.begin(), numbers.end());
+    std::vector<rout::ChainRecord> reordered;
+    std::vector<rout::Chain> written;
+    for (size_t k = 0; k < order.size(); ++k) {
+        rout::ChainRecord record = state.chains[places[size_t(order[k])]];
+        for (chain_info& entry : record.entries) entry.chain = numbers[k];
+        if (!record.picked) written.push_back(record.entries);
+        reordered.push_back(std::move(record));
+    }
+    if (!written.empty() && !guarded(__FILE__, __LINE__, [&] { rout::writeChains(job(), step(), layer, written); }))
+        return false;
+    for (size_t k = 0; k < places.size(); ++k) state.chains[places[k]] = std::move(reordered[k]);
+    state.paths.clear();
+    update_rout_info();
+    LOG(INFO) << "rout layer " << layer << ": chains ordered for an air travel of " << rout::airTravel(legs, order, kTravelOrigin)
+              << " instead of " << rout::airTravel(legs, given, kTravelOrigin);
+    return true;
+}
+
+void ViewWidget::send_rout_order() {
+    QVariantList chains;
+    std::vector<rout::Leg> legs;
+    for (const rout::ChainRecord& record : routState().chains) {
+        chains.append(chainEntry(record.entries));
+        legs.push_back(legOf(record.entries));
+    }
+    std::vector<int> order(legs.size());
+    for (size_t k = 0; k < order.size(); ++k) order[k] = int(k);
+    sendTo(PluginNames::MenuBarRout, kOrderCode,
+           {{kChainsKey, chains}, {kAirTravelKey, rout::airTravel(legs, order, kTravelOrigin)}});
+}
+
+void ViewWidget::get_rout_selectorder(PluginMetaData msg) {
+    update_rout_info();
+    if (msg.msgType == kNewOrderCode && msg.data.value(kOptimiseKey).toBool()) {
+        const std::string layer =
+            msg.data.contains(kLayerKey) ? msg.data.value(kLayerKey).toString().toStdString() : work_layer;
+        bool routLayer = false;
+        if (!guarded(__FILE__, __LINE__, [&] { routLayer = rout::isRoutLayer(API::get_matrix(job()), layer); })) return;
+        if (!routLayer) return tell(this, tr("Optimise Chain Order: layer %1 is not a rout layer!").arg(QString::fromStdString(layer)));
+        if (optimise_chain_order(layer)) redrawAfterEdit();
+    } else if (msg.msgType == kNewOrderCode) {
+        QList<int> order;
+        if (!msg.data.contains(kOrderKey) || !readOrder(msg.data.value(kOrderKey), order)) {
+            LOG(ERROR) << "rout chain order: \"" << kOrderKey.toStdString() << "\" is missing or not a list of numbers";
+            return;
+        }
+        receive_order_index(order);
+    }
+    send_rout_order();
+}
+
+// Opens the rout tool (the same request again configures it instead of
+// closing it) or hands an open one the action.
+void ViewWidget::do_drawchain(PluginMetaData msg) {
+    const bool open = msg.data.value(kActionKey, QStringLiteral("open")).toString() == QLatin1String("open");
+    if (!m_tool || m_tool->getType() != Graphic_ViewTool::ROUT_TOOL) {
+        if (!open) {
+            LOG(ERROR) << "rout chain: the rout tool is not open, the request is ignored";
+            return;
+        }
+        changeTool(Graphic_ViewTool::ROUT_TOOL);
+    }
+    if (!m_tool) return;
+    m_tool->setWorkParam(&msg);
+    add_tool_param(Graphic_ViewTool::ROUT_TOOL, msg);
+}
+
+void ViewWidget::get_addchain_vector(PluginMetaData msg) {
+    if (!m_tool || m_tool->getType() != Graphic_ViewTool::ROUT_TOOL) changeTool(Graphic_ViewTool::ROUT_TOOL);
+    auto* tool = qobject_cast<RoutTool*>(m_tool);
+    if (!tool) return;
+    if (msg.data.contains(QStringLiteral("Indices"))) tool->setWorkParam(&msg);
+    QVariantList indices, reversed;
+    for (const chain_info& piece : tool->chain()) {
+        indices.append(piece.index);
+        reversed.append(piece.reversed);
+    }
+    sendTo(PluginNames::MenuBarRout, kAddChainCode,
+           {{kLayerKey, QString::fromStdString(tool->layer())},
+            {QStringLiteral("Indices"), indices},
+            {QStringLiteral("Reversed"), reversed},
+            {QStringLiteral("Closed"), tool->isClosed()}});
+}
 
 }  // namespace GRAPHIC
 }  // namespace TOLVA

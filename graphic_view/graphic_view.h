@@ -433,8 +433,24 @@ public:
     void receive_order_index(const QList<int>& order);
     // The chains of the view in cutting order.
     std::vector<std::vector<chain_info>> routChains() const;
+    // Writes a chain drawn with the rout tool into the job's rout attributes
+    // (one undo step); `number` 0 takes the layer's next free number. False,
+    // with the reason told, when the job refuses it.
+    bool commit_rout_chain(std::vector<chain_info> chain, int number);
+    // Puts the chains of a rout layer in the order that keeps the cutter's
+    // air travel shortest (rout_order.h); one undo step when chains written
+    // in the job are renumbered. False when the order stays as it was.
+    bool optimise_chain_order(const std::string& layer);
+    // The chain's feeds and speeds under a widget pixel, as the tooltip shows
+    // them; empty where no shown chain is.
+    QString routTipAt(const QPoint& pixel);
+    // The order of the chains as the rout menu receives it (20003902).
+    void send_rout_order();
 
 private:
+    // Rout drawing (rout_paint.cpp): the chains read again when the job
+    // changed, and their cutter paths worked out once per change.
+    void refreshRoutForPaint();
     struct RoutState;  // rout_chain.h
     std::shared_ptr<RoutState> m_rout;
     RoutState& routState();

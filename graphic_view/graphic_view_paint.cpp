@@ -180,8 +180,6 @@ QPoint ViewWidget::toPixel(const QPointF& board) {
 
 // ---- overlay helpers ---------------------------------------------------------
 
-void ViewWidget::Draw_rout_info(QPainter*, const QStringList&, const QString&) {}  // chains are not drawn yet
-
 void ViewWidget::setRelativeOrigin(const QPointF& origin) {
     m_relativeOrigin = origin;
     m_hasRelativeOrigin = true;
@@ -457,36 +455,6 @@ void ViewWidget::arcGeometry(bool clockwise, const QPointF& start, const QPointF
     double span = clockwise ? endAngle - startAngle : startAngle - endAngle;
     while (span <= 0) span += 360.0;
     spanAngle = clockwise ? span : -span;
-}
-
-int ViewWidget::get_width_mode() { return UIAPI::getWidth(m_host); }
-
-void ViewWidget::Drawline_by_mode(QPainter& painter, int width, QLineF& line, Qt::PenCapStyle cap) {
-    drawline(painter, width, line, cap);
-}
-
-void ViewWidget::Drawarc_by_mode(QPainter& painter, const bool& clockwise, const QPointF& start, const QPointF& end,
-                                 const QPointF& centre, int width, QRectF& rect, double& startAngle, double& spanAngle) {
-    drawarc(painter, clockwise, start, end, centre, width, rect, startAngle, spanAngle);
-}
-
-// Width mode 1 draws centre lines only; otherwise the line has its width.
-void ViewWidget::drawline(QPainter& painter, int width, QLineF& line, Qt::PenCapStyle cap) {
-    QPen pen = painter.pen();
-    pen.setWidth(get_width_mode() == 1 ? 1 : width);
-    pen.setCapStyle(cap);
-    painter.setPen(pen);
-    painter.drawLine(line);
-}
-
-void ViewWidget::drawarc(QPainter& painter, bool clockwise, const QPointF& start, const QPointF& end,
-                         const QPointF& centre, int width, QRectF& rect, double& startAngle, double& spanAngle) {
-    arcGeometry(clockwise, start, end, centre, rect, startAngle, spanAngle);
-    QPen pen = painter.pen();
-    pen.setWidth(get_width_mode() == 1 ? 1 : width);
-    pen.setCapStyle(Qt::RoundCap);
-    painter.setPen(pen);
-    painter.drawArc(rect, truncToInt(startAngle * kSixteenths), truncToInt(spanAngle * kSixteenths));
 }
 
 void ViewWidget::draw_center(PluginMetaData msg) {

@@ -357,6 +357,12 @@ Chain mergedPath(const Chain& chain) {
     return merged;
 }
 
+Chain cutterPath(Chain chain) {
+    for (Piece& entry : chain)
+        if (entry.flag != 0) entry.comp = CompNone;
+    return mergedPath(chain);
+}
+
 }  // namespace rout
 
 std::vector<ViewWidget::chain_info> ViewWidget::get_merged_chains_info(const std::vector<chain_info>& chain) {

@@ -3,7 +3,10 @@
 // cutter follows, in travel order, and the chain-level steps that turn a
 // chain into one compensated cutter path.
 #include <QPointF>
+#include <QPointer>
+#include <QStringList>
 #include <QString>
+#include <QVariantMap>
 #include <string>
 #include <vector>
 
@@ -31,6 +34,7 @@ struct ViewWidget::chain_info {
     int feed = 0;
     int speed = 0;
     int flag = 0;                // 1 on a path that is a compensated cutter path already
+    int seq = 0;                 // position in the chain as written in the job, from 1; 0 when not written
 };
 
 namespace rout {
@@ -44,6 +48,19 @@ struct ChainRecord {
     bool picked = false;
     Chain entries;
 };
+
+// What a chain is cut with, as the chain requests give it (20003901,
+// 20003905: keys "chain", "size", "comp", "feed", "speed", all optional).
+struct ChainRequest {
+    int number = 0;     // 0: the next free number
+    int toolSize = -1;  // cutter diameter, board units; -1: each feature's symbol
+    int comp = 0;       // 0 none, 1 right, 2 left
+    int feed = 0;
+    int speed = 0;
+};
+// Reads the keys present into `r`; the key whose value cannot be used, or
+// an empty text.
+QString readChainRequest(const QVariantMap& data, ChainRequest& r);
 
 // The attribute names and the texts of the compensation modes.
 extern const char kChainAttribute[];  // ".rout_chain"
@@ -76,6 +93,9 @@ int removeLoops(Chain& path);
 // Compensates every piece and joins neighbours at the crossing of their
 // shifted lines and circles.
 Chain mergedPath(const Chain& chain);
+// The path the cutter's centre follows along a chain: the merged path, with
+// pieces that are a cutter path already (".rout_flag") taken as they lie.
+Chain cutterPath(Chain chain);
 
 }  // namespace rout
 
@@ -83,6 +103,16 @@ struct ViewWidget::RoutState {
     std::string job;  // the chains belong to this job and step
     std::string step;
     std::vector<rout::ChainRecord> chains;
+    // The job's edit serial the chains were last read at: the paint pass
+    // reads them again only when the job has changed since.
+    unsigned long long serial = 0;
+    bool read = false;
+    // The cutter path of each chain (parallel to `chains`), worked out once
+    // per change instead of once per frame; empty until asked for.
+    std::vector<rout::Chain> paths;
+    // The rout layers the last paint showed: the tooltip looks at these only.
+    QStringList shownLayers;
+    QPointer<QObject> tips;  // the tooltip hook on the view
 };
 
 }  // namespace GRAPHIC

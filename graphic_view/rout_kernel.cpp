@@ -3,9 +3,12 @@
 #include <glog/logging.h>
 
 #include <QByteArray>
+#include <algorithm>
 #include <set>
 #include <utility>
 
+#include "TOLVA_Edit.h"
+#include "TOLVA_Job.h"
 #include "rout_geometry.h"
 
 namespace TOLVA {
@@ -13,6 +16,7 @@ namespace GRAPHIC {
 namespace rout {
 
 const char kRoutLayerType[] = "rout";
+const char kSequenceAttribute[] = ".rout_seq";
 const char kDocumentLayerType[] = "document";
 
 namespace {
@@ -53,7 +57,8 @@ AttributeChain chainOf(const API::featureInfo& feature, const std::string& layer
                           (comp == feature.attributes.end() || compFromText(comp->second, entry.comp)) &&
                           readOptional(feature.attributes, kFeedAttribute, entry.feed) &&
                           readOptional(feature.attributes, kSpeedAttribute, entry.speed) &&
-                          readOptional(feature.attributes, kFlagAttribute, entry.flag);
+                          readOptional(feature.attributes, kFlagAttribute, entry.flag) &&
+                          readOptional(feature.attributes, kSequenceAttribute, entry.seq);
     if (!readable) return AttributeChain::Unreadable;
     entry.tool_size = symbolToolSize(feature.symbol);
     out = entry;
@@ -100,6 +105,14 @@ std::map<ChainKey, ChainRecord> followPicked(const std::vector<ChainRecord>& cha
     return out;
 }
 
+// A chain whose every piece carries its position is put in that order (its
+// pieces were written in travel direction, and a closed chain keeps its
+// start); any other is arranged by where its pieces meet.
+void inWrittenOrder(Chain& chain) {
+    if (std::any_of(chain.begin(), chain.end(), [](const Piece& p) { return p.seq <= 0; })) return arrange(chain);
+    std::stable_sort(chain.begin(), chain.end(), [](const Piece& a, const Piece& b) { return a.seq < b.seq; });
+}
+
 // Adds the chains written into the rout attributes, except features and
 // chain numbers that picked chains hold.
 void readAttributeChains(const RoutLayers& layers, const std::set<FeatureKey>& claimed,
@@ -120,7 +133,7 @@ void readAttributeChains(const RoutLayers& layers, const std::set<FeatureKey>& c
                        << " features carry rout attributes that cannot be read and are left out of the chains";
     }
     for (auto& chain : found) {
-        arrange(chain.second);
+        inWrittenOrder(chain.second);
         chains[chain.first] = ChainRecord{false, std::move(chain.second)};
     }
 }
@@ -247,6 +260,56 @@ bool selectRange(const std::string& job, const std::string& step, const std::str
     std::vector<API::featureInfo> selected;
     readSelection(job, step, layer, selected);
     return static_cast<int>(selected.size()) == count;
+}
+
+namespace {
+// The feature of a chain piece as it is written into the job: in travel
+// direction, carrying the chain's rout attributes and its position.
+API::featureInfo writtenFeature(const std::string& job, const std::string& step, const Piece& piece, int position) {
+    API::featureInfo f;
+    API::get_featureinfo_by_index(job, step, piece.layer, piece.index, f);
+    if (f.type != piece.type) throw API::KernelText("feature " + std::to_string(piece.index) + " of layer " +
+                                                    piece.layer + " is no longer the line or arc of the chain");
+    if (piece.reversed) {
+        std::swap(f.xs, f.xe);
+        std::swap(f.ys, f.ye);
+        if (f.direction == "CW") f.direction = "CCW";
+        else if (f.direction == "CCW") f.direction = "CW";
+    }
+    if (!piece.symbol.empty()) f.symbol = piece.symbol;
+    f.attributes[kChainAttribute] = std::to_string(piece.chain);
+    f.attributes[kCompAttribute] = compText(piece.comp);
+    f.attributes[kFeedAttribute] = std::to_string(piece.feed);
+    f.attributes[kSpeedAttribute] = std::to_string(piece.speed);
+    f.attributes[kSequenceAttribute] = std::to_string(position);
+    f.attributes.erase(kFlagAttribute);
+    if (piece.flag != 0) f.attributes[kFlagAttribute] = std::to_string(piece.flag);
+    return f;
+}
+}  // namespace
+
+void writeChains(const std::string& job, const std::string& step, const std::string& layer,
+                 const std::vector<Chain>& chains) {
+    std::map<int, API::featureInfo> rewritten;
+    for (const Chain& chain : chains) {
+        int position = 0;
+        for (const Piece& piece : chain) {
+            if (piece.layer != layer || piece.index < 0) continue;
+            rewritten[piece.index] = writtenFeature(job, step, piece, ++position);
+        }
+    }
+    if (rewritten.empty()) return;
+    EDIT::edit_plan plan;
+    plan.layer = layer;
+    plan.serial = JOB::edit_serial(job);
+    for (auto& entry : rewritten) {
+        plan.remove.push_back(entry.first);
+        plan.add.push_back(std::move(entry.second));
+        plan.contours.emplace_back();
+        plan.moved_from.push_back(entry.first);
+    }
+    if (DB::get_SaveFlag()) DB::apply_plan_db_save(job, step, plan);
+    EDIT::apply_plan(job, step, plan);
 }
 
 }  // namespace rout

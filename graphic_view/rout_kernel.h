@@ -23,6 +23,8 @@ decltype(auto) journalled(Twin&& twin, Call&& call, Args&&... args) {
 
 extern const char kRoutLayerType[];      // "rout"
 extern const char kDocumentLayerType[];  // "document"
+// The position of a piece in its chain, from 1, as the view writes chains.
+extern const char kSequenceAttribute[];  // ".rout_seq"
 
 // The features of one layer by index, and of every rout layer by name.
 using LayerFeatures = std::map<int, API::featureInfo>;
@@ -53,6 +55,13 @@ struct PathStrings {
 };
 PathStrings pathStrings(const std::string& job, const std::string& step, const std::string& layer,
                         const std::vector<Chain>& paths);
+
+// Writes `chains` (their pieces on `layer`) into the job as one edit, one
+// undo step: every piece's feature is turned to its travel direction and
+// carries its chain's rout attributes and its position in the chain, keeping
+// its index and selection. Throws the kernel's failure (nothing changed).
+void writeChains(const std::string& job, const std::string& step, const std::string& layer,
+                 const std::vector<Chain>& chains);
 
 // Makes the `count` features from index `first` of `layer` its selection;
 // false when the kernel reports another selection back.

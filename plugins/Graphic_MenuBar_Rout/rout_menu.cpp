@@ -1,5 +1,7 @@
 // The Rout menu: making a rout chain of the selected lines and arcs of the
-// work layer, and compensating a rout layer's chains onto another layer.
+// work layer or drawing one with the rout tool, showing and optimising the
+// order the chains are cut in, and compensating a rout layer's chains onto
+// another layer.
 // The layer lists come from the matrix of the job the host announces.
 #include <QAction>
 #include <QComboBox>
@@ -24,6 +26,17 @@ using namespace TOLVA::PLUGIN;
 constexpr qint32 kCreateChain = 20003901;
 constexpr qint32 kCompensate = 20003910;
 constexpr qint32 kChainApplied = 20003909;
+// The chain order: asked for and answered with 20003902 ("Chains": one map
+// per chain in cutting order, "AirTravel" in board units); 20003903 hands
+// the view a new order ("Order") or asks it to find the shortest
+// ("Optimise", on "Layer" or the work layer). Keys in Graphic_view_Rout.cpp.
+constexpr qint32 kChainOrder = 20003902;
+constexpr qint32 kNewChainOrder = 20003903;
+// Opens the rout tool, or hands it "commit", "reverse" or "drop" ("Action").
+constexpr qint32 kDrawChain = 20003905;
+// The chain the rout tool is drawing ("Layer", "Indices", "Reversed", "Closed").
+constexpr qint32 kChainBeingDrawn = 20003908;
+constexpr double kNanometresPerMillimetre = 1e6;
 constexpr int kLargest = std::numeric_limits<int>::max();
 const char kRoutType[] = "rout";
 
@@ -41,6 +54,12 @@ public:
         layout->addStretch();
         addMenuAction(this, "createChain", tr("Create Chain..."), [this] { askChain(); });
         addMenuAction(this, "compensate", tr("Compensate..."), [this] { askCompensate(); });
+        addMenuAction(this, "drawChain", tr("Draw Chain"), [this] { drawAction(QStringLiteral("open")); });
+        addMenuAction(this, "reverseChain", tr("Reverse Chain"), [this] { drawAction(QStringLiteral("reverse")); });
+        addMenuAction(this, "commitChain", tr("Apply Chain"), [this] { drawAction(QStringLiteral("commit")); });
+        addMenuAction(this, "chainOrder", tr("Chain Order"), [this] { send(PluginNames::GraphicView, kChainOrder); });
+        addMenuAction(this, "optimiseOrder", tr("Optimise Chain Order"),
+                      [this] { send(PluginNames::GraphicView, kNewChainOrder, {{QStringLiteral("Optimise"), true}}); });
     }
 
 protected:
@@ -49,10 +68,26 @@ protected:
         if (msg.msgType == kChainApplied) {
             ++m_chainsApplied;
             m_status->setText(tr("Rout chain applied (%1 in this session)").arg(m_chainsApplied));
+        } else if (msg.msgType == kChainOrder) {
+            showOrder(msg.data);
+        } else if (msg.msgType == kChainBeingDrawn) {
+            const int pieces = msg.data.value(QStringLiteral("Indices")).toList().size();
+            m_status->setText(tr("Chain being drawn on %1: %2 pieces")
+                                  .arg(msg.data.value(QStringLiteral("Layer")).toString())
+                                  .arg(pieces));
         }
     }
 
 private:
+    void drawAction(const QString& action) {
+        send(PluginNames::GraphicView, kDrawChain, {{QStringLiteral("Action"), action}});
+    }
+
+    void showOrder(const QVariantMap& data) {
+        const int chains = data.value(QStringLiteral("Chains")).toList().size();
+        const double travel = data.value(QStringLiteral("AirTravel")).toDouble() / kNanometresPerMillimetre;
+        m_status->setText(tr("%1 chains, air travel %2 mm").arg(chains).arg(travel, 0, 'f', 3));
+    }
 
     // Rout layers first: they are the sources a compensation can start from.
     void readLayers() {
