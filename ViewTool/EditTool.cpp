@@ -66,7 +66,7 @@ std::vector<std::string> pickLayers(ViewWidget& view) {
 
 EditTool::EditTool(ViewWidget* view)
     : EditingTool(view, SELECT_TOOL, kPrefix, kInitLine) {
-    m_knownCodes = {20000254, 20000256, 20000259, 20000267};
+    m_knownCodes = {kOpenToolRequest};  // "Tool" 25
 }
 
 EditTool::~EditTool() {

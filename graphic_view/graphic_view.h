@@ -46,9 +46,16 @@ class Widget_MarkSetting;
 #endif
 
 namespace TOLVA {
+namespace STEP {
+struct sr_instance;
+struct sr_ref;
+}  // namespace STEP
+
 namespace GRAPHIC {
 
 class ViewWidget;
+struct StepRepeatState;           // step_repeat.h
+enum class InstanceSelect : int;  // step_repeat.h
 using MessageHandler = void (*)(ViewWidget& view, const PluginMetaData& msg);
 using ViewRoute = MessageRoute<MessageHandler>;
 
@@ -478,6 +485,44 @@ public:
     const QVector<QPolygonF>& compareAreas(int side) const { return m_compareAreas[side ? 1 : 0]; }
     void setCompareAreas(int side, const QVector<QPolygonF>& rings) { m_compareAreas[side ? 1 : 0] = rings; }
 
+    // ---- step and repeat (Graphic_view_Step) ------------------------------
+    // Request keys: "Step" (the child step 20001418 places), "Angle" and
+    // "Mirror" (its placement; "Angle" also turns the selection with
+    // 20000259), "dx", "dy" (a typed move or copy, board units).
+    static const QString kInstanceStepKey;
+    static const QString kInstanceAngleKey;
+    static const QString kInstanceMirrorKey;
+    static const QString kInstanceDxKey;
+    static const QString kInstanceDyKey;
+    // A click box picks the instance under its centre, a dragged box the
+    // instances wholly inside it; `how` replaces, adds to or takes from the
+    // selection.
+    void receive_SR_Select_box(QRectF box, InstanceSelect how);
+    void selectAllInstances();
+    void clearInstanceSelection();
+    // The selected instances of the shown step, found again after an edit.
+    const std::vector<STEP::sr_instance>& selectedInstances();
+    QVector<QPolygonF> selectedInstanceOutlines();
+    // An instance's placed profile (its placed box when the child has no profile).
+    QPolygonF instanceOutline(const STEP::sr_instance& instance);
+    // A step's profile in its own coordinates; empty without one.
+    QPolygonF stepOutline(const QString& step);
+    // Instance edits, each one undo step; false when nothing was done.
+    bool placeStepInstance(const QString& child, const QPointF& at, double angle, bool mirror);
+    bool moveSelectedInstances(double dx, double dy);
+    bool copySelectedInstances(double dx, double dy);
+    bool rotateSelectedInstances(double angle);
+    bool deleteSelectedInstances();
+
+private:
+    std::shared_ptr<StepRepeatState> m_stepRepeat;
+    StepRepeatState& stepRepeatState();
+    std::vector<STEP::sr_instance> readInstances();
+    void setInstanceSelection(std::vector<STEP::sr_instance> instances);
+    bool editSelectedInstances(const char* what, const std::function<void(const std::vector<STEP::sr_ref>&)>& edit,
+                               const std::vector<STEP::sr_instance>& after);
+
+public:
     // ---- other requests of the dispatcher ---------------------------------
     void get_selected_layers(PluginMetaData msg);
     void get_clayer(PluginMetaData msg);

@@ -207,10 +207,8 @@ void ViewWidget::doPointSelect(PluginMetaData msg) {
     static constexpr qint32 kPointCodes[] = {20001802, 20001803, 20001805, 20001809, 20001814};
     openToolFromRequest(msg, T::POINT_TOOL, kPointCodes, int(std::size(kPointCodes)));
 }
-void ViewWidget::change_SR_Edit_tool(PluginMetaData msg) { openToolFromRequest(msg, T::EDIT_TOOL, nullptr, 0); }
 void ViewWidget::change_Notes_tool(PluginMetaData msg) { openToolFromRequest(msg, T::NOTES_TOOL, nullptr, 0); }
-void ViewWidget::change_step_repeat_tool(PluginMetaData msg) { openToolFromRequest(msg, T::STEP_REPEAT_TOOL, nullptr, 0); }
-void ViewWidget::change_SRselect_tool(PluginMetaData msg) { openToolFromRequest(msg, T::SR_SELECT_TOOL, nullptr, 0); }
+// The step-and-repeat requests are in Graphic_view_Step.cpp.
 
 // ---- hole, region and profile tools (keys in ViewTool/AllignholeTool.cpp,
 //      ViewTool/ProfileBoundTool.cpp) ---------------------------------------

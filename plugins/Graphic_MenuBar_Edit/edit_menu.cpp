@@ -89,10 +89,11 @@ struct ToolEntry {
     const char* text;
     qint32 request;
     const char* mode;  // draw-symbol mode, or null
+    int tool = 0;      // "Tool" of the view's open-tool request 20000270
 };
 const ToolEntry kToolEntries[] = {
     {"deleteFeatures", "Delete Features", 20000206, nullptr},
-    {"editFeature", "Edit Feature", 20000254, nullptr},
+    {"editFeature", "Edit Feature", 20000270, nullptr, 25},
     {"drawPad", "Draw Pads...", 50, "pad"},
     {"drawLine", "Draw Lines...", 50, "line"},
     {"drawSurface", "Draw Surface", 50, "surface"},
@@ -251,7 +252,9 @@ private:
     // ---- edits of picked features ----------------------------------------------
 
     void openTool(const featureedit::ToolEntry& entry) {
-        if (!entry.mode) return send(PluginNames::GraphicView, entry.request);
+        if (!entry.mode)
+            return send(PluginNames::GraphicView, entry.request,
+                        entry.tool ? QVariantMap{{QStringLiteral("Tool"), entry.tool}} : QVariantMap{});
         if (QLatin1String(entry.mode) == QLatin1String("surface"))
             return send(PluginNames::GraphicView, entry.request, {{QStringLiteral("mode"), entry.mode}});
         auto* dialog = new FormDialog(this, QStringLiteral("drawSymbolDialog"), tr(entry.text));

@@ -169,7 +169,7 @@ const std::vector<ToolButton>& toolButtons() {
         {"Measure Angle", "measureAngle", 20000234, {20000234}, true},
         // ---- feature-edit tools: text, name, request, pressed by, releases, mode, shortcut, icon ----
         {"Delete Features", "deleteFeatures", 20000206, {20000206}, true, nullptr, "Shift+Del", icons::deleteCross},
-        {"Edit Feature", "editFeature", 20000254, {20000254}, false, nullptr, "E", icons::editArrow},
+        {"Edit Feature", "editFeature", 20000270, {}, false, nullptr, "E", icons::editArrow, 25},
         {"Move", "moveFeatures", 20000207, {20000207}, true, nullptr, "M", icons::moveArrows},
         {"Copy", "copyFeatures", 20000208, {20000208}, true, nullptr, "C", icons::copySquares},
         {"Draw Pads", "drawPad", 50, {}, false, "pad", "P", icons::pad},

@@ -46,7 +46,7 @@ protected:
     }
     // Opens the edit tool, clicks the feature at (x, y) and chooses `entry`.
     void chooseFromEditMenu(double x, double y, const QString& entry) {
-        deliver(PluginNames::ToolbarEdit, PluginNames::GraphicView, 20000254);
+        deliver(PluginNames::ToolbarEdit, PluginNames::GraphicView, 20000270, {{"Tool", 25}});
         auto* tool = dynamic_cast<EditTool*>(view->currentTool());
         ASSERT_TRUE(tool);
         QTest::mouseClick(view, Qt::LeftButton, Qt::NoModifier, pixel(x, y));

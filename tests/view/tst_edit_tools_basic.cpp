@@ -397,7 +397,7 @@ TEST_F(EditToolsTest, EditToolMenuOffersTheKindsEditsAndForwardsTheFeature) {
                     {{"top", API::GreatePadString(5e6, 5e6, symbolOn("r300"), API::POL_POSITIVE, 0, 0, 1)}},
                     {{".net", "GND"}, {".comp", "U2"}}, false);
     job.addPad("top", 9e6, 9e6, "r100");
-    send(20000254);
+    send(20000270, {{"Tool", 25}});
     auto* tool = dynamic_cast<EditTool*>(view->currentTool());
     ASSERT_NE(tool, nullptr);
     EXPECT_EQ(tool->getType(), Graphic_ViewTool::SELECT_TOOL);

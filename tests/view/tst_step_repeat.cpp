@@ -1,0 +1,246 @@
+// Step and repeat in the view, driven by requests and the mouse: placing
+// instances of a child step by clicking, picking instances by click and box,
+// and the instance edits, each read back from the kernel's table and each
+// taken back by one undo.
+#include <QImage>
+#include <algorithm>
+#include <tuple>
+
+#include "TOLVA_Step.h"
+#include "ViewTool/SRSelectTool.h"
+#include "ViewTool/StepRepeatTool.h"
+#include "graphic_view/step_repeat.h"
+#include "view_tool_fixture.h"
+
+using namespace viewtools;
+using TOLVA::GRAPHIC::Graphic_ViewTool;
+using TOLVA::GRAPHIC::InstanceSelect;
+using TOLVA::GRAPHIC::SRSelectTool;
+using TOLVA::GRAPHIC::StepRepeatTool;
+using testsupport::MessageRecorder;
+namespace STEP = TOLVA::STEP;
+
+namespace {
+
+constexpr double kMm = 1e6;
+constexpr char kChild[] = "board";
+constexpr qint32 kGridSnap = 20001652;
+constexpr qint32 kSnapOff = 20001647;
+
+class StepRepeatView : public ViewToolTest {
+protected:
+    StepRepeatView() : ViewToolTest("sr_view") {}
+    void SetUp() override {
+        ViewToolTest::SetUp();
+        TOLVA::JOB::create_step(m_jobName, kChild);
+        TOLVA::JOB::set_profile(m_jobName, kChild, {{0, 0}, {2 * kMm, 0}, {2 * kMm, kMm}, {0, kMm}, {0, 0}});
+    }
+    void TearDown() override {
+        send(kSnapOff);
+        ViewToolTest::TearDown();
+    }
+    // Three columns and two rows of the child: instance (ix, iy) covers
+    // x 1 + 3 ix .. 3 + 3 ix, y 1 + 2 iy .. 2 + 2 iy (mm).
+    void setGrid() {
+        STEP::sr_row row;
+        row.child = kChild;
+        row.x = row.y = kMm;
+        row.dx = 3 * kMm;
+        row.dy = 2 * kMm;
+        row.nx = 3;
+        row.ny = 2;
+        STEP::set_sr_table(m_jobName, ScopedJob::kStep, {row});
+    }
+    std::vector<STEP::sr_instance> instances() { return STEP::list_instances(m_jobName, ScopedJob::kStep); }
+    // The selection as (ix, iy) of the one row of setGrid().
+    std::vector<std::pair<int, int>> selectedCells() {
+        std::vector<std::pair<int, int>> cells;
+        for (const STEP::sr_instance& i : view->selectedInstances()) cells.emplace_back(i.ix, i.iy);
+        std::sort(cells.begin(), cells.end());
+        return cells;
+    }
+    QPoint centreOf(int ix, int iy) { return pixel((2 + 3 * ix) * kMm, (1.5 + 2 * iy) * kMm); }
+    void useGridSnap() {
+        send(kGridSnap);
+        TOLVA::UIAPI::getCoordinate(&host).snap_on = true;
+        TOLVA::UIAPI::SnapGrid grid;
+        grid.pitch_x = grid.pitch_y = kMm;
+        TOLVA::UIAPI::setSnapGrid(&host, grid);
+    }
+};
+
+// Placements compared as the operator sees them.
+std::vector<std::tuple<std::string, double, double, double>> placements(const std::vector<STEP::sr_instance>& all) {
+    std::vector<std::tuple<std::string, double, double, double>> out;
+    for (const STEP::sr_instance& i : all) out.emplace_back(i.child, i.x, i.y, i.angle);
+    std::sort(out.begin(), out.end());
+    return out;
+}
+
+TEST_F(StepRepeatView, AClickPlacesOneInstanceWhereClickedSnappedAndReportsThePoint) {
+    struct Case {
+        bool snap;
+        double x, y;  // where the click is, board units
+    };
+    for (const Case c : {Case{true, 3.1 * kMm, 4.15 * kMm}, Case{false, 6.3 * kMm, 2.2 * kMm}}) {
+        SCOPED_TRACE(c.snap ? "grid snap" : "no snap");
+        if (c.snap) {
+            useGridSnap();
+        } else {
+            send(kSnapOff);
+            TOLVA::UIAPI::getCoordinate(&host).snap_on = false;
+        }
+        send(StepRepeatTool::kRequestCode, {{"Step", kChild}, {"Angle", 90}});
+        auto* tool = dynamic_cast<StepRepeatTool*>(view->currentTool());
+        ASSERT_TRUE(tool);
+        EXPECT_EQ(tool->getType(), Graphic_ViewTool::SELECT_TOOL);
+        const QPoint at = pixel(c.x, c.y);
+        const QPointF expected = c.snap ? QPointF(3 * kMm, 4 * kMm) : view->toBoard(at);
+        mouse(QEvent::MouseMove, at);
+        EXPECT_EQ(tool->cursorPoint(), expected);  // the preview stands where the click will place
+
+        MessageRecorder rec;
+        click(at);
+        const std::vector<STEP::sr_row> rows = STEP::get_sr_table(m_jobName, ScopedJob::kStep);
+        ASSERT_EQ(rows.size(), 1u);
+        EXPECT_EQ(rows[0].child, kChild);
+        EXPECT_DOUBLE_EQ(rows[0].x, expected.x());
+        EXPECT_DOUBLE_EQ(rows[0].y, expected.y());
+        EXPECT_EQ(rows[0].nx * rows[0].ny, 1);
+        EXPECT_DOUBLE_EQ(rows[0].angle, 90);
+        const auto toMenu = rec.withCode(20001681);
+        ASSERT_EQ(toMenu.size(), 1u);
+        EXPECT_EQ(toMenu[0].receiver, PluginNames::MenuBarStep);
+        EXPECT_DOUBLE_EQ(toMenu[0].data["Step_Repeat_point_x"].toDouble(), expected.x());
+        EXPECT_DOUBLE_EQ(toMenu[0].data["Step_Repeat_point_y"].toDouble(), expected.y());
+        const auto toReadout = rec.withCode(20003205);
+        ASSERT_EQ(toReadout.size(), 1u);
+        EXPECT_EQ(toReadout[0].receiver, PluginNames::Coordinate);
+        EXPECT_DOUBLE_EQ(toReadout[0].data["X"].toDouble(), expected.x());
+        EXPECT_DOUBLE_EQ(toReadout[0].data["Y"].toDouble(), expected.y());
+
+        EXPECT_TRUE(TOLVA::API::undo_last_edit(m_jobName));  // the placement is one undo step
+        EXPECT_TRUE(STEP::get_sr_table(m_jobName, ScopedJob::kStep).empty());
+        key(Qt::Key_Escape);
+        EXPECT_EQ(view->currentTool()->getType(), Graphic_ViewTool::NORMAL_TOOL);
+    }
+}
+
+TEST_F(StepRepeatView, APlacingRequestWithoutAStepOrNamingTheShownStepPlacesNothing) {
+    for (const QVariantMap& data : {QVariantMap{}, QVariantMap{{"Step", ScopedJob::kStep}}}) {
+        testsupport::LogCapture logs;
+        send(StepRepeatTool::kRequestCode, data);
+        ASSERT_TRUE(dynamic_cast<StepRepeatTool*>(view->currentTool()));
+        click(pixel(5 * kMm, 5 * kMm));
+        EXPECT_TRUE(STEP::get_sr_table(m_jobName, ScopedJob::kStep).empty());
+        EXPECT_GE(logs.count(google::GLOG_ERROR, "STEP_REPEAT_TOOL"), 1);
+    }
+}
+
+TEST_F(StepRepeatView, AClickPicksTheInstanceUnderItAndABoxTheInstancesWhollyInside) {
+    setGrid();
+    send(20001420);
+    ASSERT_TRUE(dynamic_cast<SRSelectTool*>(view->currentTool()));
+    EXPECT_EQ(view->currentTool()->getType(), Graphic_ViewTool::SR_SELECT_TOOL);
+    using Cells = std::vector<std::pair<int, int>>;
+    // Covers (0, 0) and (1, 0) whole, (2, 0) and the upper row in part.
+    drag(pixel(0.5 * kMm, 0.5 * kMm), pixel(7.5 * kMm, 3.5 * kMm));
+    EXPECT_EQ(selectedCells(), (Cells{{0, 0}, {1, 0}}));
+    click(centreOf(2, 1));
+    EXPECT_EQ(selectedCells(), (Cells{{2, 1}}));
+    click(centreOf(0, 0), Qt::ShiftModifier);
+    EXPECT_EQ(selectedCells(), (Cells{{0, 0}, {2, 1}}));
+    click(centreOf(2, 1), Qt::ControlModifier);
+    EXPECT_EQ(selectedCells(), (Cells{{0, 0}}));
+    click(pixel(9.5 * kMm, 9.5 * kMm));  // where no instance is
+    EXPECT_TRUE(selectedCells().empty());
+    send(20001425);  // every instance
+    EXPECT_EQ(selectedCells().size(), 6u);
+    send(20001421);  // the unselect mode takes away whatever it picks
+    click(centreOf(1, 1));
+    EXPECT_EQ(selectedCells().size(), 5u);
+}
+
+TEST_F(StepRepeatView, EachInstanceEditChangesTheTableAsAskedAndOneUndoTakesItBack) {
+    struct Case {
+        const char* name;
+        qint32 code;
+        QVariantMap data;
+        bool drag;
+        int countChange;
+    };
+    const Case cases[] = {
+        {"move by drag", 20000254, {}, true, 0},
+        {"copy by drag", 20000256, {}, true, 1},
+        {"typed copy", 20000256, {{"dx", 0.5 * kMm}, {"dy", 7 * kMm}}, false, 1},
+        {"typed rotate", 20000259, {{"Angle", 90}}, false, 0},
+        {"rotate by drag", 20000259, {}, true, 0},
+        {"delete", 20000267, {}, false, -1},
+    };
+    setGrid();
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        send(20001420);
+        click(centreOf(1, 0));
+        ASSERT_EQ(view->selectedInstances().size(), 1u);
+        const STEP::sr_instance chosen = view->selectedInstances()[0];
+        const auto before = instances();
+        MessageRecorder rec;
+        send(c.code, c.data);
+        // A drag a quarter turn round the instance's centre (5, 1.5 mm) in
+        // steps of 15 degrees (rotate), or from the centre 1 mm left and
+        // 4 mm up (move, copy).
+        const bool rotate = c.code == 20000259;
+        const QPoint from = rotate ? pixel(8 * kMm, 1.5 * kMm) : centreOf(1, 0);
+        const QPoint to = rotate ? pixel(5 * kMm, 4.5 * kMm) : pixel(4 * kMm, 5.5 * kMm);
+        if (c.drag) drag(from, to, rotate ? Qt::ShiftModifier : Qt::NoModifier);
+        const QPointF offset = c.data.contains("dx") ? QPointF(c.data["dx"].toDouble(), c.data["dy"].toDouble())
+                                                     : view->toBoard(to) - view->toBoard(from);
+        const auto after = instances();
+        ASSERT_EQ(int(after.size()), int(before.size()) + c.countChange);
+        STEP::sr_instance expected = chosen;
+        if (c.code == 20000259) expected = TOLVA::GRAPHIC::turnedBy({chosen}, 90)[0];
+        else expected = TOLVA::GRAPHIC::movedBy({chosen}, offset.x(), offset.y())[0];
+        if (c.code != 20000267) {
+            EXPECT_EQ(TOLVA::GRAPHIC::findPlacements(after, {expected}).size(), 1u);
+            ASSERT_EQ(view->selectedInstances().size(), 1u);  // the selection follows the edit
+            EXPECT_TRUE(TOLVA::GRAPHIC::samePlacement(view->selectedInstances()[0], expected));
+        } else {
+            EXPECT_TRUE(TOLVA::GRAPHIC::findPlacements(after, {chosen}).empty());
+            EXPECT_TRUE(view->selectedInstances().empty());
+        }
+        const auto offsets = rec.withCode(20001688);
+        ASSERT_EQ(offsets.size(), c.code == 20000256 ? 1u : 0u);
+        if (!offsets.empty()) {
+            EXPECT_DOUBLE_EQ(offsets[0].data["Copy_xoffset"].toDouble(), offset.x());
+            EXPECT_DOUBLE_EQ(offsets[0].data["Copy_yoffset"].toDouble(), offset.y());
+        }
+        ASSERT_TRUE(TOLVA::API::undo_last_edit(m_jobName));
+        EXPECT_EQ(placements(instances()), placements(before));
+    }
+}
+
+TEST_F(StepRepeatView, EscapeDropsADragAndTheSelectedInstancesAreDrawnHighlighted) {
+    setGrid();
+    send(20001420);
+    click(centreOf(0, 0));
+    send(20000254);
+    auto* tool = dynamic_cast<SRSelectTool*>(view->currentTool());
+    ASSERT_TRUE(tool);
+    EXPECT_EQ(tool->mode(), SRSelectTool::MoveMode);
+    const auto before = placements(instances());
+    mouse(QEvent::MouseButtonPress, centreOf(0, 0));
+    mouse(QEvent::MouseMove, pixel(5 * kMm, 8 * kMm));
+    EXPECT_TRUE(tool->dragging());
+    key(Qt::Key_Escape);
+    EXPECT_FALSE(tool->dragging());
+    mouse(QEvent::MouseButtonRelease, pixel(5 * kMm, 8 * kMm));
+    EXPECT_EQ(placements(instances()), before);
+
+    const QImage picture = view->grab().toImage();
+    const QColor selected = picture.pixelColor(centreOf(0, 0));
+    const QColor other = picture.pixelColor(centreOf(1, 0));
+    EXPECT_GT(selected.red() + selected.green(), other.red() + other.green());  // the yellow tint
+}
+
+}  // namespace
