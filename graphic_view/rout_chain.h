@@ -3,10 +3,12 @@
 // cutter follows, in travel order, and the chain-level steps that turn a
 // chain into one compensated cutter path.
 #include <QPointF>
+#include <QImage>
 #include <QPointer>
 #include <QStringList>
 #include <QString>
 #include <QVariantMap>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -113,6 +115,7 @@ struct ViewWidget::RoutState {
     // The rout layers the last paint showed: the tooltip looks at these only.
     QStringList shownLayers;
     QPointer<QObject> tips;  // the tooltip hook on the view
+    std::map<int, QImage> labels;  // chain numbers drawn, by number
 };
 
 }  // namespace GRAPHIC

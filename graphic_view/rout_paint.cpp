@@ -11,6 +11,7 @@
 #include <QEvent>
 #include <QFontMetrics>
 #include <QHelpEvent>
+#include <QImage>
 #include <QLineF>
 #include <QPainter>
 #include <QPainterPath>
@@ -123,6 +124,26 @@ QString tipText(const Piece& p, const DisplayUnit& unit) {
         .arg(p.speed);
 }
 
+}  // namespace
+
+// The number of a chain on its colour, drawn once and then copied: text is
+// the dearest thing the pass draws, and a thousand chains need a thousand labels.
+const QImage& labelImage(std::map<int, QImage>& cache, int number, const QColor& colour, const QFont& font) {
+    QImage& image = cache[number];
+    if (!image.isNull()) return image;
+    const QString text = QString::number(number);
+    const QFontMetrics metrics(font);
+    const QRect box = metrics.boundingRect(text).adjusted(-2, 0, 2, 0);
+    image = QImage(box.size(), QImage::Format_ARGB32_Premultiplied);
+    image.fill(colour);
+    QPainter painter(&image);
+    painter.setFont(font);
+    painter.setPen(kMarkColour);
+    painter.drawText(image.rect(), Qt::AlignCenter, text);
+    return image;
+}
+
+namespace {
 // Shows the chain under a resting cursor; other tooltips go on as before.
 class RoutTips : public QObject {
 public:
@@ -304,7 +325,6 @@ void ViewWidget::Draw_rout_info(QPainter* painter, const QStringList& routLayers
     }
     painter->setPen(QPen(rout::kMarkColour, 1));
     painter->drawLines(arrows);
-    const QFontMetrics metrics = painter->fontMetrics();
     for (const Marks& m : marks) {
         painter->setPen(QPen(rout::kMarkColour, 1));
         painter->setBrush(m.colour);
@@ -312,11 +332,9 @@ void ViewWidget::Draw_rout_info(QPainter* painter, const QStringList& routLayers
         painter->setBrush(Qt::NoBrush);
         const QPointF half(rout::kRetractHalf, rout::kRetractHalf);
         painter->drawRect(QRectF(m.retract - half, m.retract + half));
-        const QString number = QString::number(m.number);
-        QRectF label = QRectF(metrics.boundingRect(number)).adjusted(-2, 0, 2, 0);
-        label.moveBottomLeft(m.label + QPointF(rout::kLabelGap, -rout::kLabelGap));
-        painter->fillRect(label, m.colour);
-        painter->drawText(label, Qt::AlignCenter, number);
+        const QImage& label = rout::labelImage(state.labels, m.number, m.colour, painter->font());
+        painter->drawImage(QPointF(m.label.x() + rout::kLabelGap, m.label.y() - rout::kLabelGap - label.height()),
+                           label);
     }
     painter->setBrush(Qt::NoBrush);
 }

@@ -4,6 +4,9 @@
 // show its direction of travel. Pixel sizes stay the same at every zoom so
 // that the marks remain readable.
 #include <QColor>
+#include <QFont>
+#include <QImage>
+#include <map>
 #include <QString>
 
 namespace TOLVA {
@@ -21,6 +24,8 @@ enum WidthMode : int {
 // A chain's colour, fixed by its number so that it keeps its colour while
 // other chains come and go.
 QColor chainColour(int chain);
+// A chain's number in white on its colour, kept in `cache` once drawn.
+const QImage& labelImage(std::map<int, QImage>& cache, int number, const QColor& colour, const QFont& font);
 // The band is see-through so that the board under the cutter stays visible.
 constexpr int kBandAlpha = 150;
 

@@ -3,6 +3,7 @@
 // all in the window, painted by the rout pass into a 1920x1080 picture as
 // the paint loop does each frame. The chains are read and their cutter
 // paths worked out once, before the timing: a frame only draws.
+// One run per width mode (the argument: 0 filled, 1 centre lines, 2 outlines).
 // Counters: pass_ms, the mean rout pass; memcpy_ms, one copy of a
 // 1920x1080x4 buffer timed in the same run; x_memcpy, their ratio.
 #include <benchmark/benchmark.h>
@@ -21,6 +22,7 @@
 #include "TOLVA_Job.h"
 #include "UIAPICommon.h"
 #include "graphic_view/graphic_view.h"
+#include "graphic_view/rout_chain.h"
 #include "view_bench_main.h"
 
 namespace {
@@ -104,6 +106,7 @@ double memcpyMs() {
 
 void BM_RoutPaint(benchmark::State& st) {
     ViewWidget* view = board().view;
+    UIAPI::setWidth(board().host.get(), int(st.range(0)));
     QImage frame(kWidth, kHeight, QImage::Format_RGB32);
     const QStringList layers{QStringLiteral("rout")};
     {
@@ -124,7 +127,8 @@ void BM_RoutPaint(benchmark::State& st) {
     st.counters["memcpy_ms"] = copyMs;
     st.counters["x_memcpy"] = passMs / copyMs;
 }
-BENCHMARK(BM_RoutPaint)->Unit(benchmark::kMillisecond);
+// The argument is the width mode: 0 filled bands, 1 centre lines, 2 outlines.
+BENCHMARK(BM_RoutPaint)->Arg(0)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 
