@@ -29,6 +29,7 @@
 #include "ViewTool/NormalTool.h"
 #include "ViewTool/NotesTool.h"
 #include "ViewTool/PointTool.h"
+#include "ViewTool/RoutTool.h"
 #include "ViewTool/PopViewTool.h"
 #include "ViewTool/ProfileBoundTool.h"
 #include "ViewTool/PullTool.h"
@@ -310,9 +311,7 @@ Probe takesCheckResults(qint32 results, std::set<qint32> steps) {
 
 TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
     g_prompts = &prompts;
-    const std::set<std::string> notYet = {
-        "show_contour_fill_parameters", "get_rout_selectorder", "do_drawchain",
-        "get_addchain_vector"};
+    const std::set<std::string> notYet = {"show_contour_fill_parameters"};
     static std::vector<TOLVA::API::point> crossList{{1200, -3400}};
     std::map<std::string, Probe> probes = {
         {"draw_use_symbol", opensTool<DrawSymbolTool>()},
@@ -558,6 +557,18 @@ TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
         }};
     probes["sent_Mouse_Point"] = {nullptr, answers(20003213)};
     probes["add_note_from_check_point"] = {nullptr, answers(20000269)};  // no check point: the reason goes back
+    // The rout order goes back to the rout menu; the drawing requests open the rout tool.
+    const auto answersRoutMenu = [this](qint32 reply, bool toolOpens) {
+        return [this, reply, toolOpens](ViewWidget& v, qint32) {
+            int toMenu = 0;
+            for (const PluginMetaData& sent : m_messages->withCode(reply)) toMenu += sent.receiver == PluginNames::MenuBarRout;
+            EXPECT_EQ(toMenu, 1);
+            EXPECT_EQ(v.currentTool()->getType() == Graphic_ViewTool::ROUT_TOOL, toolOpens);
+        };
+    };
+    probes["get_rout_selectorder"] = {nullptr, answersRoutMenu(20003902, false)};
+    probes["get_addchain_vector"] = {nullptr, answersRoutMenu(20003908, true)};
+    probes["do_drawchain"] = opensTool<RoutTool>();
     probes["get_Mouse_rect"] = {nullptr, answers(20003214)};
     probes["zoomIn_search_feature"] = {[](ViewWidget&, PluginMetaData& m) { m.data = {{"Mode", "next"}}; },
                                        answers(20003212)};  // nothing to step through yet
