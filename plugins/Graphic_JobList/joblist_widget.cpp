@@ -4,6 +4,8 @@
 
 #include <glog/logging.h>
 
+#include <QComboBox>
+#include <QSignalBlocker>
 #include <QStringList>
 #include <QVBoxLayout>
 #include <algorithm>
@@ -117,12 +119,17 @@ bool isDelete(qint32 code) { return code == kDeleteBox || code == kDeleteDoubleC
 }  // namespace
 
 JobListWidget::JobListWidget(QWidget* host)
-    : QWidget(host), PluginEndpoint(PluginNames::JobList, host), m_panel(new LayerPanel(this)) {
+    : QWidget(host), PluginEndpoint(PluginNames::JobList, host), m_panel(new LayerPanel(this)),
+      m_steps(new QComboBox(this)) {
     setWindowTitle(tr("Layers"));
     setProperty("tolvaDockArea", QStringLiteral("left"));
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
+    m_steps->setObjectName(QStringLiteral("steps"));
+    layout->addWidget(m_steps);
     layout->addWidget(m_panel);
+    connect(m_steps, QOverload<int>::of(&QComboBox::activated), this,
+            [this](int index) { openStep(m_steps->itemText(index)); });
     connect(m_panel, &LayerPanel::shownToggled, this, &JobListWidget::onShownToggled);
     connect(m_panel, &LayerPanel::workChosen, this, &JobListWidget::onWorkChosen);
     connect(m_panel, &LayerPanel::affectedToggled, this, &JobListWidget::onAffectedToggled);
@@ -355,13 +362,37 @@ void JobListWidget::bindJob(const PluginMetaData& msg) {
     m_history.clear();
     m_panel->setReference(QString());
     countAllSelected();
+    listSteps();
     sendShownLayers();
     send(PluginNames::GraphicView, kBindJob, {{QStringLiteral("JobName"), job}, {QStringLiteral("Step"), step}});
     sendWorkLayer();
 }
 
+// A job's steps: its boards and the panels that repeat them.
+void JobListWidget::listSteps() {
+    const QSignalBlocker quiet(m_steps);
+    m_steps->clear();
+    guarded("listing the steps", [&] {
+        if (m_where.job.empty()) return;
+        for (const std::string& step : JOB::list_steps(m_where.job)) m_steps->addItem(QString::fromStdString(step));
+    });
+    m_steps->setCurrentText(QString::fromStdString(m_where.step));
+}
+
+// Another step of the open job goes to the view as a job does; the step
+// menu hears it too, since it edits the shown step's table.
+void JobListWidget::openStep(const QString& step) {
+    if (m_where.job.empty() || step.toStdString() == m_where.step) return;
+    const QVariantMap names{{QStringLiteral("JobName"), QString::fromStdString(m_where.job)}, {QStringLiteral("Step"), step}};
+    PluginMetaData msg(pluginName(), pluginName(), kBindJob);
+    msg.data = names;
+    bindJob(msg);
+    send(PluginNames::MenuBarStep, kBindJob, names);
+}
+
 void JobListWidget::closeJob() {
     m_where = {};
+    m_steps->clear();
     m_model.clear();
     m_history.clear();
     m_shift = false;

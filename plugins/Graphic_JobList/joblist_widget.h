@@ -13,6 +13,8 @@
 #include "selection_history.h"
 #include "selection_ops.h"
 
+class QComboBox;
+
 namespace TOLVA {
 namespace JOBLIST {
 
@@ -33,6 +35,8 @@ public:
     explicit JobListWidget(QWidget* host);
 
     LayerPanel* panel() const { return m_panel; }
+    // The steps of the open job; choosing one shows it in the view.
+    QComboBox* steps() const { return m_steps; }
     const LayerModel& model() const { return m_model; }
     const Where& where() const { return m_where; }
     bool shiftHeld() const { return m_shift; }
@@ -49,6 +53,8 @@ private:
     // ---- the job and the panel
     void bindJob(const PluginMetaData& msg);
     void closeJob();
+    void listSteps();
+    void openStep(const QString& step);
     void onShownToggled(int row, bool shown);
     void onWorkChosen(int row);
     void onAffectedToggled(int row, bool affected);
@@ -77,6 +83,7 @@ private:
     bool guarded(const char* what, const std::function<void()>& step) const;
 
     LayerPanel* m_panel;
+    QComboBox* m_steps;
     LayerModel m_model;
     SelectionHistory m_history;
     Where m_where;
