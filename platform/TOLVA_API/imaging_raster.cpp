@@ -59,14 +59,14 @@ std::vector<std::vector<uint32_t>> featuresByStrip(const ImagedLayer& layer, con
     return strips;
 }
 
+// One sample a pixel, so the planar configuration and the fill order keep
+// TIFF's defaults (contiguous, most significant bit first).
 void setTags(TIFF* t, const image_frame& frame, const export_param& p, long rows) {
     TIFFSetField(t, TIFFTAG_IMAGEWIDTH, uint32_t(frame.width));
     TIFFSetField(t, TIFFTAG_IMAGELENGTH, uint32_t(frame.height));
     TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, uint16_t(1));
     TIFFSetField(t, TIFFTAG_SAMPLESPERPIXEL, uint16_t(1));
     TIFFSetField(t, TIFFTAG_PHOTOMETRIC, uint16_t(PHOTOMETRIC_MINISBLACK));
-    TIFFSetField(t, TIFFTAG_PLANARCONFIG, uint16_t(PLANARCONFIG_CONTIG));
-    TIFFSetField(t, TIFFTAG_FILLORDER, uint16_t(FILLORDER_MSB2LSB));
     TIFFSetField(t, TIFFTAG_COMPRESSION,
                  uint16_t(p.compress == IMAGING::compression::packbits ? COMPRESSION_PACKBITS : COMPRESSION_CCITTFAX4));
     TIFFSetField(t, TIFFTAG_ROWSPERSTRIP, uint32_t(rows));
