@@ -93,6 +93,11 @@ public:
     void* host() const { return m_host; }
     QString jobName() const { return m_job; }
     QString stepName() const { return m_step; }
+    // The overlays of a paint onto `painter`, over whatever it holds: a
+    // picture of the view without a display is the background brush with
+    // these on top. Invokable so that a host that loads the view by name
+    // reaches it through the meta-object.
+    Q_INVOKABLE void paintOverlays(QPainter* painter);
 
     // ---- messages out ----------------------------------------------------
     void send_step_box();

@@ -63,6 +63,16 @@ void ViewWidget::paintEvent(QPaintEvent*) {
     if (m_repeatRunning) return;
     QThread::msleep(kPaintThrottleMs);  // caps the self-scheduled loop at about 20 frames a second
     QPainter painter(this);
+    paintOverlays(&painter);
+    update();
+    painter.end();
+}
+
+// Every overlay, in the order they stack, onto any painter: the widget's own
+// paint and a picture made without a display share it.
+void ViewWidget::paintOverlays(QPainter* target) {
+    if (!target || m_repeatRunning) return;
+    QPainter& painter = *target;
     if (m_tvdiMode) draw_TVDI_items(&painter);
     paintKernelOverlays(painter);
     paintPolyline(painter);
@@ -77,8 +87,6 @@ void ViewWidget::paintEvent(QPaintEvent*) {
     paintCrossMarker(painter);
     paintSnapCandidate(painter);
     if (m_tool) m_tool->paint(&painter);
-    update();
-    painter.end();
 }
 
 // Rout information, pop-view marks and the relative origin need the kernel;

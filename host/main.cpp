@@ -7,7 +7,9 @@
 
 #include <QApplication>
 #include <QImage>
+#include <QPainter>
 #include <QTimer>
+#include <QWidget>
 #include <cstdio>
 #include <exception>
 
@@ -64,11 +66,33 @@ void prepareSnapshotView(host::MainWindow& window, const host::HostOptions& opti
     if (!view) return;
     window.takeCentralWidget();
     view->resize(options.size);
-    // Laid out and drawn, but not painted until the grab: each paint of the
-    // view waits for its frame rate, and only the grab needs one.
+    // Laid out and drawn, but never painted: each paint of the view waits
+    // for its frame rate, and the snapshot composes the picture itself.
     view->setUpdatesEnabled(false);
     view->show();
     QApplication::processEvents();
+}
+
+// The view as a paint would show it: the composed board (its background
+// brush) with every overlay over it. Made here rather than by a paint of the
+// widget, which waits for the view's frame rate before it draws.
+QImage composedView(QWidget* view) {
+    QImage image(view->size(), QImage::Format_RGB32);
+    QPainter painter(&image);
+    const QPalette& palette = view->palette();
+    painter.fillRect(image.rect(), palette.brush(view->backgroundRole()));
+    // What a painter opened on the widget itself starts with.
+    painter.setPen(palette.color(view->foregroundRole()));
+    painter.setBackground(palette.brush(view->backgroundRole()));
+    painter.setFont(view->font());
+    painter.setLayoutDirection(view->layoutDirection());
+    if (!QMetaObject::invokeMethod(view, "paintOverlays", Qt::DirectConnection, Q_ARG(QPainter*, &painter)))
+        LOG(WARNING) << "the view paints no overlays: the snapshot shows the board alone";
+    // Insets the operator opened over the board (pop views) lie on top.
+    for (QWidget* inset : view->findChildren<QWidget*>(QString(), Qt::FindDirectChildrenOnly))
+        if (inset->isVisible() && !inset->isWindow()) inset->render(&painter, inset->pos());
+    painter.end();
+    return image;
 }
 
 // `fitted`: the view stands fitted already (opening fabrication files fits
@@ -82,8 +106,7 @@ int writeSnapshot(host::MainWindow& window, const host::HostOptions& options, bo
     else if (!options.check && !fitted)  // after the checks the view stands on their first result
         window.fitToProfile();  // imported data often has no profile: its features are fitted
     QApplication::processEvents();
-    view->setUpdatesEnabled(true);
-    const QImage image = view->grab().toImage();
+    const QImage image = composedView(view);
     if (image.isNull() || image.size() != options.size)
         return fail(QStringLiteral("the view could not be drawn at %1x%2").arg(options.size.width()).arg(options.size.height()));
     const QByteArray format = host::snapshotFormat(options.snapshot);

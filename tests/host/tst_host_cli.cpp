@@ -239,6 +239,34 @@ TEST_F(HostCli, GerberAndExcellonFilesFoldersAndZipsAreRead) {
     }
 }
 
+// The picture is the board with the view's overlays over it: after --check
+// the view stands on the first result, marked in its severity's colour.
+TEST_F(HostCli, SnapshotShowsTheOverlaysOverTheBoard) {
+    const QString dir = out(QStringLiteral("close"));
+    // Two 1 mm pads 50 um apart on a copper layer: a spacing error at any
+    // limit the checks start with.
+    ASSERT_TRUE(writeFiles(dir, {{QStringLiteral("close.gtl"),
+                                  "%FSLAX36Y36*%\n%MOMM*%\n%ADD10C,1.0*%\nD10*\nX2000000Y2000000D03*\n"
+                                  "X3050000Y2000000D03*\nM02*\n"}}));
+    const QRgb errorMark = qRgb(255, 64, 64);
+    for (bool check : {false, true}) {
+        SCOPED_TRACE(check ? "with --check" : "without --check");
+        const QString png = out(QStringLiteral("close.png"));
+        QFile::remove(png);
+        QStringList args{QDir(dir).filePath(QStringLiteral("close.gtl")), QStringLiteral("--snapshot"), png,
+                         QStringLiteral("--size"), QStringLiteral("240x180")};
+        if (check) args << QStringLiteral("--check");
+        const HostRun r = run(args);
+        ASSERT_TRUE(r.finished);
+        ASSERT_EQ(r.exitCode, 0) << r.err.toStdString();
+        const QImage image(png);
+        ASSERT_EQ(image.size(), QSize(240, 180));
+        const QSet<QRgb> shown = colours(image);
+        EXPECT_TRUE(shown.contains(palette(0))) << "the board under the overlays is not drawn";
+        EXPECT_EQ(shown.contains(errorMark), check) << "the check result's mark";
+    }
+}
+
 // Layers written out with --export and read back draw the same picture, and
 // each file has the format of its layer's type.
 TEST_F(HostCli, ExportedLayersReadBackToTheSamePicture) {
