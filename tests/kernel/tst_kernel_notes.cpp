@@ -91,8 +91,9 @@ TEST_F(Notes, FoundByPinOrBoxWithinTheTolerance) {
     struct Case {
         double x, y;
         int expected;
-    } cases[] = {{10000, 10000, pin}, {10300, 10400, pin}, {10400, 10400, 0}, {19500, 25500, box},
-                 {25000, 22000, box}, {30600, 22000, 0},   {10000, 10000 - 501, 0}};
+    } cases[] = {{10000, 10000, pin}, {10300, 10400, pin}, {10400, 10400, 0},    {19500, 25500, box},
+                 {25000, 22000, box}, {30400, 22000, box}, {25000, 19600, box}, {30600, 22000, 0},
+                 {25000, 25600, 0},   {10000, 10000 - 501, 0}};
     for (const Case& c : cases)
         EXPECT_EQ(NOTES::note_at(kJob, "pcb", "top", c.x, c.y, 500), c.expected) << c.x << "," << c.y;
     EXPECT_EQ(NOTES::note_at(kJob, "pcb", "bot", 10000, 10000, 500), 0);
@@ -184,6 +185,21 @@ TEST_F(Notes, DrawnOnTheirOwnLayerOnly) {
     EXPECT_TRUE(kt::painted(90, 75));   // its right edge
     EXPECT_FALSE(kt::painted(70, 75));  // not filled
     EXPECT_FALSE(kt::painted(30, 30));  // the other layer's note
+    // The label "#2" stands right of the pin and level with its top.
+    auto paintedIn = [](int i0, int i1, int j0, int j1) {
+        for (int j = j0; j <= j1; ++j)
+            for (int i = i0; i <= i1; ++i)
+                if (kt::painted(i, j)) return true;
+        return false;
+    };
+    EXPECT_TRUE(paintedIn(33, 36, 66, 74));
+    // The pin: a square three pixels out from its dot, open inside; a box
+    // note's pin sits on its top-left corner.
+    for (const auto& side : {std::make_pair(17, 79), std::make_pair(23, 79), std::make_pair(20, 76),
+                             std::make_pair(20, 82), std::make_pair(47, 59)})
+        EXPECT_TRUE(kt::painted(side.first, side.second)) << side.first << "," << side.second;
+    EXPECT_FALSE(kt::painted(18, 79));
+    EXPECT_FALSE(paintedIn(8, 16, 60, 90));
 
     NOTES::set_note_resolved(kJob, "pcb", open, true);
     API::clear_canvas();
