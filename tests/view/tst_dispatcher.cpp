@@ -330,7 +330,11 @@ TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
         {"doPullFeatureSelect", opensTool<PullTool>()},
         {"doOpenPopView", opensTool<PopViewTool>()},
         {"do_mark", opensTool<MarkTool>()},
-        {"change_SR_Edit_tool", opensTool<EditTool>()},
+        // Delete acts on the selected instances at once; move, copy and
+        // rotate open the instance tool in their mode.
+        {"change_SR_Edit_tool", {nullptr, [](ViewWidget& v, qint32 code) {
+                                     EXPECT_EQ(toolIs<SRSelectTool>(v), code != 20000267) << code;
+                                 }}},
         {"change_Notes_tool", opensTool<NotesTool>()},
         {"change_step_repeat_tool", opensTool<StepRepeatTool>()},
         {"change_SRselect_tool", opensTool<SRSelectTool>()},
