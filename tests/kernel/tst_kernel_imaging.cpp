@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <sstream>
 
 #include "TOLVA_Imaging.h"
@@ -252,6 +253,7 @@ TEST_F(Imaging, RefusalsLeaveNoFile) {
         {"resolution", [](IMAGING::export_param& p) { p.dpi = -300; }},
         {"scale", [](IMAGING::export_param& p) { p.x_scale = 0; }},
         {"scale", [](IMAGING::export_param& p) { p.y_scale = -1; }},
+        {"scale", [](IMAGING::export_param& p) { p.x_scale = std::numeric_limits<double>::infinity(); }},
         {"rotation", [](IMAGING::export_param& p) { p.rotate = 45; }},
         {"nosuch", [](IMAGING::export_param& p) { p.layers = {"top", "nosuch"}; }},
         {"no layer", [](IMAGING::export_param& p) { p.layers.clear(); }},
@@ -287,6 +289,33 @@ TEST_F(Imaging, FolderThatCannotBeWrittenIsRefused) {
     } catch (const API::KernelText& e) {
         EXPECT_NE(e.find("cannot be written"), std::string::npos) << e;
     }
+}
+
+// What a machine reads before the pixels: 1 = exposed, the resolution, the
+// compression asked for, strips of the strip buffer's rows.
+TEST_F(Imaging, TagsNameResolutionCompressionAndStrips) {
+    board(2, 1.5);
+    IMAGING::export_param p = param();
+    p.dpi = 1270;
+    p.compress = IMAGING::compression::packbits;
+    TIFF* t = TIFFOpen(IMAGING::export_layers(kJob, "pcb", p).files[0].c_str(), "r");
+    ASSERT_NE(t, nullptr);
+    uint16_t photometric = 0, compression = 0, unit = 0;
+    float xres = 0, yres = 0;
+    uint32_t rows = 0;
+    TIFFGetField(t, TIFFTAG_PHOTOMETRIC, &photometric);
+    TIFFGetField(t, TIFFTAG_COMPRESSION, &compression);
+    TIFFGetField(t, TIFFTAG_RESOLUTIONUNIT, &unit);
+    TIFFGetField(t, TIFFTAG_XRESOLUTION, &xres);
+    TIFFGetField(t, TIFFTAG_YRESOLUTION, &yres);
+    TIFFGetField(t, TIFFTAG_ROWSPERSTRIP, &rows);
+    TIFFClose(t);
+    EXPECT_EQ(photometric, PHOTOMETRIC_MINISBLACK);
+    EXPECT_EQ(compression, COMPRESSION_PACKBITS);
+    EXPECT_EQ(unit, RESUNIT_INCH);
+    EXPECT_EQ(xres, 1270.f);
+    EXPECT_EQ(yres, 1270.f);
+    EXPECT_EQ(rows, 75u);  // the whole 1.5 mm at 50 um a pixel fits one strip
 }
 
 TEST(ImagingNames, PlaceholdersAndUnsafeCharacters) {
