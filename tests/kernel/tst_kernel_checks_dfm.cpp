@@ -795,6 +795,21 @@ TEST(RunChecks, BadPlansRefusedBeforeAnyWork) {
         }
         EXPECT_EQ(calls, 0);
     }
+    // A profile check on a step that has no profile: refused by the plan, not
+    // by a worker once the other checks have run.
+    freshBoard();
+    pad("top", 0, 0, "r300");
+    std::vector<CHECKS::check_task> p = plan();
+    std::rotate(p.begin(), p.begin() + 8, p.end());  // the profile check last
+    ASSERT_EQ(p.back().check, "profile_clearance");
+    int calls = 0;
+    try {
+        CHECKS::run_checks(kJob, kStep, p, [&](int, int) { ++calls; });
+        ADD_FAILURE() << "accepted";
+    } catch (const API::KernelText& e) {
+        EXPECT_NE(e.find("has no profile"), std::string::npos) << e;
+    }
+    EXPECT_EQ(calls, 0);
 }
 
 // The new checks refuse bad limits and names like the others, and find
