@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "checks_internal.h"
+#include "steps_internal.h"
 
 namespace TOLVA {
 namespace KERNEL {
@@ -44,14 +45,14 @@ bool classify(double value, const check_params& p, check_result& r) {
 
 LayerRef Scope::layer(const std::string& name) const {
     const size_t l = findLayerIndex(job, name);
-    LayerData& d = step.layers[l];
+    LayerData& d = SR::flattenedLayer(job, step, l);  // a panel is checked with every instance
     ensureIndex(job.layers[l], d);
     return {name, job.layers[l], d};
 }
 
 LayerRef Scope::peek(const std::string& name) const {
     const size_t l = findLayerIndex(job, name);
-    return {name, job.layers[l], step.layers[l]};
+    return {name, job.layers[l], SR::flattenedLayer(job, step, l)};
 }
 
 Scope scope(const std::string& job, const std::string& step) {

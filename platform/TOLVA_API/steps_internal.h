@@ -84,6 +84,11 @@ long long flattenedCount(const Job& job, size_t step, size_t layer);
 // first), for exporters and checks: built on demand and kept until the job
 // changes. Returns the step's own LayerData when it has no table.
 LayerData& flattenedLayer(Job& job, size_t step, size_t layer);
+// The same for a step given by reference (one of job.steps).
+inline LayerData& flattenedLayer(Job& job, Step& step, size_t layer) {
+    if (step.srTable.empty()) return step.layers[layer];
+    return flattenedLayer(job, static_cast<size_t>(&step - job.steps.data()), layer);
+}
 // The same for the step turned (and mirrored) as `orientation` says, without
 // its offset: what an instance shows before it is moved into place. The
 // step's own LayerData when upright without a table.

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <functional>
 
+#include "TOLVA_Checks.h"
 #include "TOLVA_Step.h"
 #include "kernel_test_util.h"
 
@@ -359,6 +360,25 @@ TEST(Steps, SavedAndJournalledTablesComeBack) {
     EXPECT_EQ(replayed.back().x, edited.back().x);
     EXPECT_EQ(replayed.back().nx, 1);
     std::filesystem::remove_all(dir);
+}
+
+}  // namespace
+
+namespace {
+
+TEST(Steps, ChecksOnAPanelSeeEveryInstance) {
+    makeBoard();
+    JOB::create_step(kJob, "cell");
+    addTo("cell", "bot", API::GreatePadString(0, 0, 0, 1, 0, 0, 1));  // r200
+    // Two cells 300 um apart: their pads are 100 um apart in the panel only.
+    STEP::set_sr_table(kJob, "panel", {row("cell", 0, 0, 300000, 0, 2, 1)});
+    CHECKS::check_params p;
+    p.error_limit = 150000;
+    p.warning_limit = 150000;
+    EXPECT_TRUE(CHECKS::spacing(kJob, "cell", {"bot"}, p).empty());
+    const auto found = CHECKS::spacing(kJob, "panel", {"bot"}, p);
+    ASSERT_EQ(found.size(), 1u);
+    EXPECT_NEAR(found[0].value, 100000, 1);
 }
 
 }  // namespace
