@@ -119,6 +119,18 @@ TEST_F(Imaging, ImageEqualsTheKernelCanvasOfTheFrame) {
         const Bits canvas = canvasOf(f);
         EXPECT_GT(image.count(), 100);
         EXPECT_EQ(image.on, canvas.on) << k.wmm << " mm";
+        if (k.wmm > 100) {
+            // Turned a quarter, the 200 mm side runs down the image, in strips
+            // of board columns: image (c, r) is board cell (W - 1 - r, c).
+            p.rotate = 90;
+            p.name_format = "turned";
+            const Bits turned = exportOne(p);
+            ASSERT_EQ(turned.w, canvas.h);
+            long mismatches = 0;
+            for (int r = 0; r < turned.h; ++r)
+                for (int c = 0; c < turned.w; ++c) mismatches += turned.at(c, r) != canvas.at(canvas.w - 1 - r, c);
+            EXPECT_EQ(mismatches, 0);
+        }
         fs::remove_all(m_dir);
         fs::create_directories(m_dir);
     }
