@@ -470,7 +470,6 @@ void ViewWidget::draw_use_symbol_line(PluginMetaData msg) {
     m_tool->setWorkParam(&msg);
     add_tool_param(Graphic_ViewTool::DRAW_SYMBOL_TOOL, msg);
 }
-void ViewWidget::show_contour_fill_parameters(PluginMetaData) { notYetAvailable("show_contour_fill_parameters"); }
 
 }  // namespace GRAPHIC
 }  // namespace TOLVA

@@ -16,6 +16,7 @@
 #include <QMessageBox>
 #include <QWidget>
 #include <functional>
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <string>
@@ -24,6 +25,7 @@
 #include "PluginMetaData.h"
 #include "TOLVA_Imaging.h"
 #include "TOLVA_API_types.h"
+#include "TOLVA_Fill.h"
 #include "ViewTool/Graphic_ViewTool.h"
 #include "core/message_routes.h"
 #include "core/view_settings.h"
@@ -38,6 +40,7 @@ class QLineF;
 class Widget_PopView;
 class Widget_TVDI_Export;
 class Widget_MarkSetting;
+class Widget_Fill;
 
 #if defined(_WIN32)
 #  define GRAPHIC_VIEW_EXPORT
@@ -402,6 +405,17 @@ public:
     void set_symbol_attributes(PluginMetaData msg);
     void draw_use_symbol_line(PluginMetaData msg);
     void show_contour_fill_parameters(PluginMetaData msg);
+
+    // ---- contour fill (Graphic_view_Fill) ----------------------------------
+    // Each writes the fill to the work (and affected) layers as one batch, one
+    // undo step; false when it was refused or failed (the reason is shown)
+    // and nothing was written.
+    bool fill_solid(const FILL::region& area);
+    bool fill_contour_with_lines(const FILL::region& area, const FILL::hatch_params& params);
+    bool fill_contour_with_pads(const FILL::region& area, const FILL::pad_params& params);
+    // The contour named by a Widget_Fill::Source, from the work layer's selection.
+    bool fillContour(int source, FILL::region& area);
+    Widget_Fill* fillDialog() const;
 
     // ---- edit buffer, move and copy (Graphic_view_CopyAndMove) -----------
     bool check_active_layers(std::vector<std::string>& layers, bool ask_all);
@@ -857,6 +871,12 @@ private:
 
     ViewSettings m_settings;
     QString m_currentSymbol;
+
+    // Contour fill (Graphic_view_Fill).
+    void runFillDialog();
+    std::vector<int> selectedOfKind(std::initializer_list<int> kinds);
+    bool writeFillBatch(size_t expected, const std::function<void()>& append);
+    QPointer<Widget_Fill> m_fillDialog;
 
     // Marks and notes.
     bool refuseMark(const QString& reason);

@@ -51,6 +51,11 @@ constexpr double kArcTolerance = 250;    // largest gap between an arc and its c
 TOLVA_API_EXPORT region chain_contour(const str& job, const str& step, const str& layer,
                                       const std::vector<int>& indices);
 
+// The area of a panel step's profile outside the placed profile outlines of
+// its instances (TOLVA_Step.h): where copper balancing goes. Refused: a step
+// without a profile, without instances, or covered by them.
+TOLVA_API_EXPORT region panel_contour(const str& job, const str& step);
+
 // The points of one surface (GreateSurfaceString's form: each contour closed
 // by repeating its first point, islands and holes filled by the even-odd
 // rule) covering the region.

@@ -18,6 +18,7 @@
 #endif
 
 class QLabel;
+class QPushButton;
 
 // A pop-view inset: a small window showing one board area at its own zoom
 // while the main view looks elsewhere. The wheel zooms about the cursor, a
@@ -62,20 +63,64 @@ private:
     QImage m_image;
 };
 
-// Parameters of a contour fill.
+// Parameters of a contour fill, shown in the shared display unit and kept in
+// board units (nanometres), so that they survive a change of unit.
+class QCheckBox;
+class QComboBox;
+class QDoubleSpinBox;
+class QLineEdit;
 class WIDGET_COMMON_EXPORT Widget_Fill : public QDialog {
     Q_OBJECT
 public:
+    enum Mode { Solid = 0, Hatch = 1, Pads = 2 };
+    enum Source { SelectedSurface = 0, SelectedChain = 1, PanelOutsideInstances = 2 };
+    struct Parameters {
+        Mode mode = Hatch;
+        Source source = SelectedSurface;
+        double width = 254000;     // hatch pen
+        double pitchX = 1000000;   // hatch pitch, pad pitch across
+        double pitchY = 1000000;   // pad pitch up
+        double angle = 45;         // hatch, degrees
+        bool cross = false;        // hatch in both directions
+        QString symbol = QStringLiteral("r500");
+        bool staggered = false;
+        double clearance = 250000;
+        bool clip = false;         // pads cut by the contour: clipped, else dropped
+    };
     explicit Widget_Fill(QWidget* parent = nullptr);
-    QString symbol() const;
-    double stepX() const;
-    double stepY() const;
-    void setParameters(const QString& symbol, double stepX, double stepY);
+    // Shows `p` in the display unit of the moment.
+    void setParameters(const Parameters& p);
+    Parameters parameters() const;
+    // The editors, for the operator's keyboard and for tests.
+    QComboBox* modeBox() const { return m_mode; }
+    QComboBox* sourceBox() const { return m_source; }
+    QDoubleSpinBox* widthBox() const { return m_width; }
+    QDoubleSpinBox* pitchXBox() const { return m_pitchX; }
+    QDoubleSpinBox* pitchYBox() const { return m_pitchY; }
+    QDoubleSpinBox* angleBox() const { return m_angle; }
+    QDoubleSpinBox* clearanceBox() const { return m_clearance; }
+    QLineEdit* symbolEdit() const { return m_symbol; }
+    QCheckBox* crossCheck() const { return m_cross; }
+    QCheckBox* staggeredCheck() const { return m_staggered; }
+    QCheckBox* clipCheck() const { return m_clip; }
+    QPushButton* okButton() const { return m_ok; }
 
 private:
-    QString m_symbol;
-    double m_stepX = 0;
-    double m_stepY = 0;
+    void updateEnabled();
+    double perUnit() const;
+    QComboBox* m_mode;
+    QComboBox* m_source;
+    QDoubleSpinBox* m_width;
+    QDoubleSpinBox* m_pitchX;
+    QDoubleSpinBox* m_pitchY;
+    QDoubleSpinBox* m_angle;
+    QDoubleSpinBox* m_clearance;
+    QLineEdit* m_symbol;
+    QCheckBox* m_cross;
+    QCheckBox* m_staggered;
+    QCheckBox* m_clip;
+    QPushButton* m_ok;
+    QLabel* m_unitLabel;
 };
 
 // What the mark-setting dialog describes: one reference mark, lengths in

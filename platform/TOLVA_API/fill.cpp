@@ -1,10 +1,17 @@
 // Regions of the contour fills: checking, nesting, the solid fill, and the
 // contours taken from a surface or from a closed chain of lines and arcs.
+// Boost.Geometry's set operations on double polygons trip GCC's
+// maybe-uninitialized analysis inside its envelope code (a false alarm of the
+// optimiser, reported where this file instantiates them).
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <set>
 
+#include "TOLVA_Step.h"
 #include "fill_internal.h"
 #include "kernel.h"
 
@@ -91,6 +98,12 @@ BMulti toMulti(const std::vector<std::vector<Ring>>& islands) {
         multi.push_back(std::move(polygon));
     }
     return multi;
+}
+
+std::vector<API::lPoint> ringPoints(const BPolygon::ring_type& ring) {
+    std::vector<API::lPoint> out;
+    for (size_t i = 0; i + 1 < ring.size(); ++i) out.push_back({ring[i].x(), ring[i].y()});
+    return out;
 }
 
 void appendSurfacePoints(const BPolygon& polygon, std::vector<API::lPoint>& out) {
@@ -250,6 +263,31 @@ region chain_contour(const str& job, const str& step, const str& layer, const st
     for (size_t k = 0; k < links.size(); ++k)
         if (!used[k]) rings.push_back(cleanRing(traceLoop(links, used, k), "the chain of lines and arcs"));
     return nestRings(rings);
+}
+
+region panel_contour(const str& job, const str& step) {
+    KERNEL_LOCK;
+    Job& j = findJob(job);
+    const Step& s = j.steps[findStepIndex(j, step)];
+    if (s.profile.empty()) fail("step '" + step + "' has no profile: its panel area is unknown");
+    const std::vector<std::vector<lPoint>> outlines = STEP::instance_outlines(job, step);
+    if (outlines.empty()) fail("step '" + step + "' places no instances");
+    BMulti covered;
+    for (const std::vector<lPoint>& outline : outlines) {
+        BMulti merged;
+        bg::union_(covered, toMulti({{cleanRing(outline, "an instance's outline")}}), merged);
+        covered = std::move(merged);
+    }
+    BMulti rest;
+    bg::difference(toMulti({{cleanRing(s.profile, "the panel's profile")}}), covered, rest);
+    region out;
+    for (const BPolygon& polygon : rest) {
+        contour c{ringPoints(polygon.outer()), {}};
+        for (const auto& inner : polygon.inners()) c.holes.push_back(ringPoints(inner));
+        out.push_back(std::move(c));
+    }
+    if (out.empty()) fail("the instances cover the whole panel of step '" + step + "'");
+    return out;
 }
 
 std::vector<lPoint> solid_surface(const region& area) {

@@ -31,6 +31,8 @@ Ring cleanRing(const Ring& points, const char* what);
 // throws for an empty region.
 std::vector<std::vector<Ring>> checkedRegion(const FILL::region& area);
 BMulti toMulti(const std::vector<std::vector<Ring>>& islands);
+// A closed Boost ring without its repeated last point.
+std::vector<API::lPoint> ringPoints(const BPolygon::ring_type& ring);
 // A Boost polygon back to the surface form (each ring closed by repeating its
 // first point), appended to `out`.
 void appendSurfacePoints(const BPolygon& polygon, std::vector<API::lPoint>& out);

@@ -45,6 +45,7 @@ constexpr qint32 kRepeat = 20001605;
 constexpr qint32 kMoveByOffset = 20001402;
 constexpr qint32 kCopyByOffset = 20001403;
 constexpr qint32 kTransform = 20000271;
+constexpr qint32 kContourFill = 53;  // the view opens its contour fill dialog
 // The buffer's edit types: a cut moves on paste, a copy copies.
 constexpr int kCutType = 0;
 constexpr int kCopyType = 2;
@@ -169,6 +170,7 @@ public:
         addMenuAction(this, "rotateOnBoard", tr("Rotate on Board"), [this] {
             send(PluginNames::GraphicView, kTransform, {{QStringLiteral("Interactive"), true}});
         });
+        addMenuAction(this, "contourFill", tr("Contour Fill..."), [this] { send(PluginNames::GraphicView, kContourFill); });
     }
 
 protected:

@@ -13,6 +13,7 @@
 
 #include "TOLVA_Fill.h"
 #include "TOLVA_Measure.h"
+#include "TOLVA_Step.h"
 #include "kernel_test_util.h"
 
 namespace {
@@ -257,6 +258,27 @@ TEST(FillContours, SurfaceGivesItsIslandAndHole) {
     EXPECT_DOUBLE_EQ(ringArea(r[0].holes[0]), 4e12);
     lineOn(0, 0, 1, 1);
     EXPECT_THROW(FILL::surface_contour(kJob, kStep, "top", 1), API::KernelText);
+}
+
+TEST(FillContours, PanelAreaIsTheProfileLessTheInstances) {
+    kt::freshJob(kJob, {"top"});
+    JOB::set_profile(kJob, kStep, square(0, 0, 30 * kMm, 20 * kMm));
+    JOB::create_step(kJob, "panel");
+    EXPECT_THROW(FILL::panel_contour(kJob, "panel"), API::KernelText);  // no profile yet
+    JOB::set_profile(kJob, "panel", square(0, 0, 100 * kMm, 80 * kMm));
+    EXPECT_THROW(FILL::panel_contour(kJob, "panel"), API::KernelText);  // no instances
+    STEP::sr_row row;
+    row.child = kStep;
+    row.x = 10 * kMm, row.y = 10 * kMm, row.dx = 40 * kMm, row.dy = 30 * kMm, row.nx = 2, row.ny = 2;
+    STEP::set_sr_table(kJob, "panel", {row});
+    const FILL::region r = FILL::panel_contour(kJob, "panel");
+    ASSERT_EQ(r.size(), 1u);
+    ASSERT_EQ(r[0].holes.size(), 4u);
+    double area = ringArea(r[0].outer);
+    for (const auto& h : r[0].holes) area -= ringArea(h);
+    EXPECT_NEAR(area, (8000 - 4 * 600) * kMm * kMm, 1e6);
+    EXPECT_FALSE(insideEvenOdd(r, {15 * kMm, 15 * kMm}));
+    EXPECT_TRUE(insideEvenOdd(r, {45 * kMm, 15 * kMm}));
 }
 
 // ---- refusals -------------------------------------------------------------------------
