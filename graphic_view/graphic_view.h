@@ -275,6 +275,8 @@ public:
     void changeTool(GRAPHIC_TOOL_TYPE type);
     // Transforms the selection of the edit layers as the request's data says.
     void transform_selection(PluginMetaData msg);
+    // Re-spaces the selected traces of the work layer (a bus), or previews it.
+    void bus_edit(PluginMetaData msg);
     // Installs the rotate tool, which the factory does not make.
     void startRotateTool();
     // The union of the extents of the selected features of `layers`.
@@ -724,6 +726,7 @@ private:
     bool takesPoints() const;
     void updateSnapCandidate(const QPoint& pixel);
     QPoint toPixel(const QPointF& board);
+    void paintBusPreview(QPainter& painter);
     static void arcGeometry(bool clockwise, const QPointF& start, const QPointF& end, const QPointF& centre,
                             QRectF& rect, double& startAngle, double& spanAngle);
     void drawline(QPainter& painter, int width, QLineF& line, Qt::PenCapStyle cap);
@@ -833,6 +836,8 @@ private:
     static constexpr int kEditShapeSlots = 4;
     EditShape m_editShapes[kEditShapeSlots];
     bool m_editShapeSet[kEditShapeSlots] = {false, false, false, false};
+    // The lines a bus edit would put in, shown until it is made or dropped.
+    std::vector<API::featureInfo> m_busPreview;
     int m_profilePixels[4] = {0, 0, 0, 0};  // profile corners on screen: lower-left x, y, upper-right x, y
     QList<check_points> m_checkPoints;
     check_points m_currentCheckPoint;

@@ -116,6 +116,7 @@ RouteTable<MessageHandler> ViewWidget::messageRoutes() {
         // Ours: transforms the selection (the edit menu's Transform dialog,
         // keys in Graphic_view_Transform.cpp), or opens the rotate tool.
         {20000271, 20000271, No, "transform_selection", [](V& v, const M& m) { v.transform_selection(m); }},
+        {20000272, 20000272, No, "bus_edit", [](V& v, const M& m) { v.bus_edit(m); }},
         {20000405, 20000405, No, "display flag on", [](V& v, const M&) { v.m_displayFlag = true; }},
         {20000406, 20000406, No, "display flag off", [](V& v, const M&) { v.m_displayFlag = false; }},
         {20000410, 20000410, No, "showNetAnalyzeResult", [](V& v, const M& m) { v.showNetAnalyzeResult(m); }},

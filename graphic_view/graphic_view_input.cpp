@@ -227,7 +227,7 @@ void ViewWidget::setResizeHoleTmpData(PluginMetaData msg) {
 // modes report type 26, so switching between them closes the one open first.
 void ViewWidget::doOpenEditTool(PluginMetaData msg) {
     static constexpr int kOpenable[] = {T::PROFILE_BOUND_TOOL, T::ALLIGN_HOLE_TOOL, T::EDIT_TOOL,
-                                        T::REGION_DIVISION_TOOL, T::REGION_DIVISION_TOOL_2};
+                                        T::REGION_DIVISION_TOOL, T::REGION_DIVISION_TOOL_2, T::SNAP_TOOL};
     bool ok = false;
     const int asked = msg.data.value(QStringLiteral("Tool")).toInt(&ok);
     if (!ok || std::find(std::begin(kOpenable), std::end(kOpenable), asked) == std::end(kOpenable)) {
@@ -312,7 +312,8 @@ bool ViewWidget::takesPoints() const {
     case T::PULL_TOOL:
     case T::ROTATE_TOOL:
     case T::PROFILE_BOUND_TOOL:
-    case T::REGION_DIVISION_TOOL: return true;
+    case T::REGION_DIVISION_TOOL:
+    case T::SNAP_TOOL: return true;
     case T::SELECT_TOOL: {
         const auto* select = qobject_cast<const SelectTool*>(m_tool);
         return select && select->clipMode() != SelectTool::NoClip;
@@ -327,7 +328,9 @@ bool ViewWidget::takesPoints() const {
 void ViewWidget::updateSnapCandidate(const QPoint& pixel) {
     const UIAPI::CoordinateRecord& coordinate = UIAPI::getCoordinate(m_host);
     m_hasSnapCandidate = false;
-    if (!coordinate.snap_on || coordinate.locked || !takesPoints() || !cur_layers_exist()) return;
+    // The snap tool snaps whether or not snapping is on for the other tools.
+    const bool snapping = coordinate.snap_on || (m_tool && m_tool->getType() == T::SNAP_TOOL);
+    if (!snapping || coordinate.locked || !takesPoints() || !cur_layers_exist()) return;
     QPointF snapped;
     m_hasSnapCandidate = snapNear(toBoard(pixel), UIAPI::getSnapSize(m_host) / m_scale, snapped);
     m_snapCandidate = snapped;

@@ -77,6 +77,7 @@ void ViewWidget::paintOverlays(QPainter* target) {
     paintKernelOverlays(painter);
     paintPolyline(painter);
     paintEditShapes(painter);
+    paintBusPreview(painter);
     paintCompareAreas(painter);
     for (const check_points& point : m_checkPoints)
         if (checkPointInView(point)) draw_check_points(painter, point);

@@ -5,6 +5,8 @@
 #include <glog/logging.h>
 
 #include <QAction>
+#include <QComboBox>
+#include <QDoubleSpinBox>
 #include <QLabel>
 #include <QVBoxLayout>
 #include <algorithm>
@@ -45,6 +47,7 @@ constexpr qint32 kRepeat = 20001605;
 constexpr qint32 kMoveByOffset = 20001402;
 constexpr qint32 kCopyByOffset = 20001403;
 constexpr qint32 kTransform = 20000271;
+constexpr qint32 kBusEdit = 20000272;
 constexpr qint32 kContourFill = 53;  // the view opens its contour fill dialog
 // The buffer's edit types: a cut moves on paste, a copy copies.
 constexpr int kCutType = 0;
@@ -170,6 +173,7 @@ public:
         addMenuAction(this, "rotateOnBoard", tr("Rotate on Board"), [this] {
             send(PluginNames::GraphicView, kTransform, {{QStringLiteral("Interactive"), true}});
         });
+        addMenuAction(this, "busEdit", tr("Bus Edit..."), [this] { askBus(); });
         addMenuAction(this, "contourFill", tr("Contour Fill..."), [this] { send(PluginNames::GraphicView, kContourFill); });
     }
 
@@ -241,6 +245,38 @@ private:
             }
             send(PluginNames::GraphicView, kTransform, data);
         });
+    }
+
+    // Re-spaces the selected traces of the work layer: the view previews the
+    // bus on every change of the values and makes it on OK.
+    void askBus() {
+        const std::string unit = TOLVA::UIAPI::getUnitString();
+        auto* dialog = new FormDialog(this, QStringLiteral("busDialog"), tr("Bus Edit"));
+        dialog->setModal(false);
+        QComboBox* mode = dialog->addChoice(QStringLiteral("mode"), tr("Spacing"),
+                                            {tr("Even pitch"), tr("Spread between the outer traces")});
+        const QList<QDoubleSpinBox*> lengths{dialog->addLength(QStringLiteral("pitch"), tr("Pitch"), unit),
+                                             dialog->addLength(QStringLiteral("lower"), tr("Move first trace by"), unit),
+                                             dialog->addLength(QStringLiteral("upper"), tr("Move last trace by"), unit),
+                                             dialog->addLength(QStringLiteral("clearance"), tr("Clearance"), unit)};
+        const auto busData = [dialog](bool preview) {
+            QVariantMap data{{QStringLiteral("Preview"), preview}};
+            data.insert(QStringLiteral("Mode"), dialog->choiceIndex(QStringLiteral("mode")));
+            for (const QString& key : {QStringLiteral("Pitch"), QStringLiteral("Lower"), QStringLiteral("Upper"),
+                                       QStringLiteral("Clearance")})
+                data.insert(key, dialog->boardLength(key.toLower()));
+            return data;
+        };
+        const auto preview = [this, dialog, busData] {
+            // A pitch of 0 is only a dialog that has not been filled in yet.
+            if (dialog->choiceIndex(QStringLiteral("mode")) == 0 && dialog->number(QStringLiteral("pitch")) <= 0) return;
+            send(PluginNames::GraphicView, kBusEdit, busData(true));
+        };
+        connect(mode, QOverload<int>::of(&QComboBox::currentIndexChanged), dialog, preview);
+        for (QDoubleSpinBox* box : lengths) connect(box, QOverload<double>::of(&QDoubleSpinBox::valueChanged), dialog, preview);
+        connect(dialog, &QDialog::rejected, this,
+                [this] { send(PluginNames::GraphicView, kBusEdit, {{QStringLiteral("Cancel"), true}}); });
+        dialog->present([this, busData](const FormDialog&) { send(PluginNames::GraphicView, kBusEdit, busData(false)); });
     }
 
     void askOffset(bool copy) {

@@ -167,6 +167,7 @@ const std::vector<ToolButton>& toolButtons() {
         {"Measure Center to Center", "measureCenter", 20000232, {20000232}, true},
         {"Measure Along", "measureAlong", 20000233, {20000233}, true},
         {"Measure Angle", "measureAngle", 20000234, {20000234}, true},
+        {"Snap Point", "snapPoint", 20000270, {}, true, nullptr, nullptr, [](QPainter& p, const QRectF& r) { lineIcons::lettered(p, r, "SP"); }, 28},
         // ---- feature-edit tools: text, name, request, pressed by, releases, mode, shortcut, icon ----
         {"Delete Features", "deleteFeatures", 20000206, {20000206}, true, nullptr, "Shift+Del", icons::deleteCross},
         {"Edit Feature", "editFeature", 20000270, {}, false, nullptr, "E", icons::editArrow, 25},

@@ -29,13 +29,13 @@
 #include "ViewTool/NormalTool.h"
 #include "ViewTool/NotesTool.h"
 #include "ViewTool/PointTool.h"
-#include "ViewTool/RoutTool.h"
 #include "ViewTool/PopViewTool.h"
 #include "ViewTool/ProfileBoundTool.h"
 #include "ViewTool/PullTool.h"
 #include "ViewTool/RotateTool.h"
 #include "ViewTool/RulerTool.h"
 #include "ViewTool/SRSelectTool.h"
+#include "ViewTool/RoutTool.h"
 #include "ViewTool/SelectTool.h"
 #include "ViewTool/StepRepeatTool.h"
 #include "ViewTool/ZoomInTool.h"
@@ -98,6 +98,7 @@ const std::vector<Expected>& expectedRoutes() {
         {"add_note_from_check_point", {{20000269, 20000269}}},
         {"doOpenEditTool", {{20000270, 20000270}}},
         {"transform_selection", {{20000271, 20000271}}},
+        {"bus_edit", {{20000272, 20000272}}},
         {"display flag on", {{20000405, 20000405}}},
         {"display flag off", {{20000406, 20000406}}},
         {"showNetAnalyzeResult", {{20000410, 20000410}}},
@@ -311,7 +312,7 @@ Probe takesCheckResults(qint32 results, std::set<qint32> steps) {
 
 TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
     g_prompts = &prompts;
-    const std::set<std::string> notYet = {"show_contour_fill_parameters"};
+    const std::set<std::string> notYet = {};
     static std::vector<TOLVA::API::point> crossList{{1200, -3400}};
     std::map<std::string, Probe> probes = {
         {"draw_use_symbol", opensTool<DrawSymbolTool>()},
@@ -519,6 +520,18 @@ TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
         {"transform_selection",
          {[](ViewWidget&, PluginMetaData& m) { m.data = {{"Interactive", true}}; },
           [](ViewWidget& v, qint32) { EXPECT_TRUE(toolIs<RotateTool>(v)); }}},
+        {"bus_edit",  // no job bound: refused to the read-out with the reason
+         {[](ViewWidget&, PluginMetaData& m) { m.data = {{"Mode", 1}}; },
+          [this](ViewWidget&, qint32) {
+              int toReadOut = 0;
+              for (const PluginMetaData& sent : m_messages->withCode(20003212))
+                  toReadOut += sent.receiver == PluginNames::Coordinate &&
+                               sent.data["Message"].toString().startsWith("Bus edit refused");
+              EXPECT_EQ(toReadOut, 1);
+          }}},
+        {"show_contour_fill_parameters",
+         {[](ViewWidget& v, PluginMetaData&) { v.work_layer = "l1"; },
+          [](ViewWidget& v, qint32) { EXPECT_NE(v.fillDialog(), nullptr); }}},
         {"doDeletePopView",
          {[](ViewWidget& v, PluginMetaData&) { v.openPopView(QRectF(0, 0, 1e6, 1e6)); },
           [](ViewWidget& v, qint32) { EXPECT_TRUE(v.get_popviews().isEmpty()); }}},
@@ -570,7 +583,11 @@ TEST_F(Dispatcher, EveryCodeReachesItsOperationByItsEffect) {
             EXPECT_EQ(v.currentTool()->getType() == Graphic_ViewTool::ROUT_TOOL, toolOpens);
         };
     };
-    probes["get_rout_selectorder"] = {nullptr, answersRoutMenu(20003902, false)};
+    // 20003902 asks for the order; 20003903 without an order or "Optimise" is refused to its sender.
+    probes["get_rout_selectorder"] = {nullptr, [answersRoutMenu, answers](ViewWidget& v, qint32 code) {
+                                          if (code == 20003902) return answersRoutMenu(20003902, false)(v, code);
+                                          answers(20003212)(v, code);
+                                      }};
     probes["get_addchain_vector"] = {nullptr, answersRoutMenu(20003908, true)};
     probes["do_drawchain"] = opensTool<RoutTool>();
     probes["get_Mouse_rect"] = {nullptr, answers(20003214)};

@@ -4,6 +4,8 @@
 // the plug-ins, and that a tool switch in mid-gesture leaves nothing behind.
 #include <gtest/gtest.h>
 
+#include <QClipboard>
+
 #include <QApplication>
 #include <QImage>
 #include <QMenu>
@@ -14,6 +16,7 @@
 #include "TOLVA_API.h"
 #include "TOLVA_Job.h"
 #include "UIAPICommon.h"
+#include "ViewTool/SnapTool.h"
 #include "ViewTool/DeleteTool.h"
 #include "ViewTool/DrawSymbolTool.h"
 #include "ViewTool/EditTool.h"
@@ -190,6 +193,23 @@ TEST_F(EditToolsTest, PadLandsOnTheSnappedPointWithTheSymbolAndTheNewFeatureAttr
     EXPECT_DOUBLE_EQ(after[1].xs, 3e6);
     EXPECT_DOUBLE_EQ(after[1].ys, 3e6);
     EXPECT_EQ(after[1].attributes, (API::attr_map{{".comp", "U7"}}));
+    send(20001653 - 6);  // snap off again for the next tests
+}
+
+TEST_F(EditToolsTest, TheSnapToolPicksTheSnappedCentreWithSnappingOffAndSaysWhenThereIsNone) {
+    job.addPad("top", 3e6, 3e6, "r100");
+    send(20001653);  // the centre mode; snapping stays off for the other tools
+    ASSERT_FALSE(TOLVA::UIAPI::getCoordinate(&host).snap_on);
+    send(20000270, {{"Tool", 28}});
+    auto* tool = dynamic_cast<SnapTool*>(view->currentTool());
+    ASSERT_NE(tool, nullptr);
+    click(pixel(3e6, 3e6) + QPoint(2, -1));
+    ASSERT_TRUE(tool->picked().has_value());
+    EXPECT_EQ(*tool->picked(), QPointF(3e6, 3e6));
+    EXPECT_EQ(view->crossPoint(), QPointF(3e6, 3e6));
+    EXPECT_EQ(QApplication::clipboard()->text(), view->Is_current_Unit_MM() ? "3.0000, 3.0000" : "0.11811, 0.11811");
+    click(pixel(8e6, 8e6));
+    EXPECT_EQ(*tool->picked(), QPointF(3e6, 3e6)) << "nothing to snap to far from the pad";
     send(20001653 - 6);  // snap off again for the next tests
 }
 

@@ -21,7 +21,7 @@ constexpr qint32 kUndo = 20001618;
 constexpr qint32 kMoveEnd = 20000211, kMoveEndAlone = 20001404, kSplit = 20000213, kJoin = 20000216,
                  kArcToLine = 20000240;
 constexpr qint32 kPullPlain = 20000219, kTypedPullPlain = 20000221, kTypedPull45 = 20000222, kCommitPull = 20000260;
-constexpr qint32 kTransform = 20000271, kDelete = 20000206;
+constexpr qint32 kTransform = 20000271, kDelete = 20000206, kBusEdit = 20000272;
 constexpr double kPixelSlack = 1e5;  // two pixels of the 200-pixel view of a 10 mm board
 
 QPointF start(const API::featureInfo& f) { return {f.xs, f.ys}; }
@@ -369,6 +369,42 @@ TEST_F(LineToolsTest, AnArcDraggedThroughThePointerGetsTheRadiusOfThatCircle) {
     EXPECT_NEAR(std::hypot(arc.xs - arc.xc, arc.ys - arc.yc), 1.025e6, 6e4);
     EXPECT_EQ(start(arc), QPointF(4e6, 5e6));
     EXPECT_EQ(end(arc), QPointF(6e6, 5e6));
+}
+
+// ---- bus edit ---------------------------------------------------------------
+
+TEST_F(LineToolsTest, ABusEditIsShownOnTheBoardUntilMadeOrDroppedAndIsOneUndoStep) {
+    for (double y : {2e6, 3e6, 7e6}) job.addLine("top", 1e6, y, 9e6, y, "r100");
+    for (int i = 0; i < 3; ++i) select("top", i);
+    const auto before = records("top");
+    view->grab();  // the first paint lays the view out
+    const QPoint middleRun = pixel(5e6, 4.5e6);  // the middle trace spread between the outer two
+    const auto previewShown = [&] {
+        const QColor c = view->grab().toImage().pixelColor(middleRun);
+        return c.red() > 100 && c.green() > 70 && c.blue() < 60;
+    };
+    EXPECT_FALSE(previewShown());
+
+    send(kBusEdit, {{"Mode", 1}, {"Preview", true}});
+    EXPECT_EQ(records("top"), before) << "a preview changes nothing";
+    EXPECT_TRUE(previewShown());
+    send(kBusEdit, {{"Cancel", true}});
+    EXPECT_FALSE(previewShown());
+
+    send(kBusEdit, {{"Mode", 0}, {"Pitch", 1e4}, {"Preview", true}});  // 10 um apart: the traces overlap
+    EXPECT_FALSE(previewShown()) << "a refused bus shows nothing";
+    send(kBusEdit, {{"Mode", 0}, {"Pitch", 1e4}});
+    EXPECT_EQ(records("top"), before);
+
+    send(kBusEdit, {{"Mode", 1}});
+    std::vector<double> runs;
+    for (const auto& f : features("top"))
+        if (f.ys == f.ye && f.xe - f.xs > 4e6) runs.push_back(f.ys);
+    std::sort(runs.begin(), runs.end());
+    EXPECT_EQ(runs, (std::vector<double>{2e6, 4.5e6, 7e6}));
+    EXPECT_FALSE(previewShown()) << "the made bus replaces its preview";
+    TOLVA::API::undo_last_edit(m_jobName);
+    EXPECT_EQ(records("top"), before);
 }
 
 }  // namespace
