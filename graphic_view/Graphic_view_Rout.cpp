@@ -484,8 +484,8 @@ void ViewWidget::get_rout_selectorder(PluginMetaData msg) {
     } else if (msg.msgType == kNewOrderCode) {
         QList<int> order;
         if (!msg.data.contains(kOrderKey) || !readOrder(msg.data.value(kOrderKey), order)) {
-            LOG(ERROR) << "rout chain order: \"" << kOrderKey.toStdString() << "\" is missing or not a list of numbers";
-            return;
+            return refuseRequest(msg, tr("Chain order refused: \"%1\" is missing or not a list of chain numbers")
+                                          .arg(kOrderKey));
         }
         receive_order_index(order);
     }

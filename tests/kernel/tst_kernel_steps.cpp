@@ -256,12 +256,17 @@ TEST(Steps, EveryEditIsOneUndoStepAndKeepsTheOtherInstancesInPlace) {
         c.edit();
         const auto after = placed();
         EXPECT_EQ(after.size(), c.instances) << c.name;
-        if (c.instances) EXPECT_NE(std::find(after.begin(), after.end(), c.expect), after.end()) << c.name;
+        if (c.instances) {
+            EXPECT_NE(std::find(after.begin(), after.end(), c.expect), after.end()) << c.name;
+        }
         // The instances not edited stay where they were.
-        if (std::string(c.name) != "remove")
-            for (const auto& t : before)
-                if (t != std::make_tuple(25 * kMm, 0, 45 * kMm, 0.0, 0.0) && t != std::make_tuple(50 * kMm, 15 * kMm, 70 * kMm, 0.0, 0.0))
+        if (std::string(c.name) != "remove") {
+            for (const auto& t : before) {
+                if (t != std::make_tuple(25 * kMm, 0, 45 * kMm, 0.0, 0.0) && t != std::make_tuple(50 * kMm, 15 * kMm, 70 * kMm, 0.0, 0.0)) {
                     EXPECT_NE(std::find(after.begin(), after.end(), t), after.end()) << c.name;
+                }
+            }
+        }
         ASSERT_TRUE(API::undo_last_edit(kJob)) << c.name;
         EXPECT_EQ(placed(), before) << c.name;
         EXPECT_EQ(STEP::get_sr_table(kJob, "panel").size(), table.size()) << c.name;

@@ -96,7 +96,15 @@ TEST_F(BoxTools, PopViewOpensOnTheDraggedAreaButNotOnAStrayClick) {
     EXPECT_TRUE(view->get_popviews().isEmpty());
     drag(QPoint(50, 50), QPoint(53, 90));  // four pixels: the smallest inset
     ASSERT_EQ(view->get_popviews().size(), 1);
-    EXPECT_EQ(view->get_popviews()[0]->boardArea(), boardBox(QPoint(50, 50), QPoint(53, 90)));
+    // The inset shows the dragged area whole, about its centre, at the inset's own shape.
+    const QRectF asked = boardBox(QPoint(50, 50), QPoint(53, 90)), shown = view->get_popviews()[0]->boardArea();
+    EXPECT_NEAR(shown.center().x(), asked.center().x(), 1);
+    EXPECT_NEAR(shown.center().y(), asked.center().y(), 1);
+    EXPECT_TRUE(shown.adjusted(-1, -1, 1, 1).contains(asked));
+    EXPECT_NEAR(std::max(shown.width() / asked.width(), shown.height() / asked.height()) -
+                    std::min(shown.width() / asked.width(), shown.height() / asked.height()) + 1,
+                std::max(shown.width() / asked.width(), shown.height() / asked.height()), 1e-9)
+        << "one side of the dragged area fills the inset";
     drag(QPoint(60, 100), QPoint(160, 102));  // wide but three pixels high
     EXPECT_EQ(view->get_popviews().size(), 1);
     drag(QPoint(60, 100), QPoint(160, 103));

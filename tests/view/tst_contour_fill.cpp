@@ -35,7 +35,9 @@ protected:
         send(kShowContourFill);
         Widget_Fill* dialog = view->fillDialog();
         EXPECT_NE(dialog, nullptr);
-        if (dialog) EXPECT_TRUE(dialog->isVisible());
+        if (dialog) {
+            EXPECT_TRUE(dialog->isVisible());
+        }
         return dialog;
     }
     static void type(QDoubleSpinBox* box, const QString& text) {
