@@ -136,19 +136,6 @@ protected:
     PluginMetaData m_lastParam;    // the last of them
 };
 
-// Declares a tool class whose behaviour is not settled yet: its type, its
-// log prefix and the request codes it accepts.
-#define GRAPHIC_PASSIVE_TOOL(ClassName, TypeValue, Prefix, ...)                              \
-    namespace TOLVA {                                                                        \
-    namespace GRAPHIC {                                                                      \
-    class ClassName : public DefaultTool {                                                   \
-    public:                                                                                  \
-        explicit ClassName(ViewWidget* view)                                                 \
-            : DefaultTool(view, Graphic_ViewTool::TypeValue, Prefix, {__VA_ARGS__}) {}       \
-    };                                                                                       \
-    }                                                                                        \
-    }
-
 // The factory: the tool class for `type` (a normal tool for values without a
 // class of their own); null if the allocation fails.
 Graphic_ViewTool* createTool(ViewWidget* view, Graphic_ViewTool::GRAPHIC_TOOL_TYPE type);

@@ -92,10 +92,6 @@ QWidget* ViewWidget::InitViewBar() { return this; }
 
 QList<Widget_PopView*> ViewWidget::get_popviews() const { return m_popViews; }
 
-void ViewWidget::notYetAvailable(const char* operation) const {
-    LOG(INFO) << "GRAPHIC_VIEW: " << operation << " is not available yet";
-}
-
 // ---- configuration and units ---------------------------------------------
 
 void ViewWidget::readCfgFile() {

@@ -675,7 +675,6 @@ private:
     // Runs `body`; a kernel failure is logged and shown in an information box.
     template <class Body>
     bool guarded(const char* file, int line, Body&& body);
-    void notYetAvailable(const char* operation) const;
     // ---- editing helpers (graphic_features_op, Graphic_view_CopyAndMove) ----
     using FeatureBuilder = std::function<std::string(const std::string& layer, int symbolIndex)>;
     // The symbol's index in the layer's table, registered when missing.
