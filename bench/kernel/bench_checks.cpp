@@ -12,13 +12,13 @@
 #include "TOLVA_Checks.h"
 #include "TOLVA_Job.h"
 #include "bench_baseline.h"
+#include "bench_board.h"
 
 namespace {
 
 using namespace TOLVA;
 using bench_baseline::kFeatureBytes;
 
-constexpr long kBoardFeatures = 1000000;
 constexpr long kLayerTarget = 100000;
 const char* const kJob = "bench_checks";
 const char* const kStep = "pcb";
@@ -29,22 +29,8 @@ bool isSignal(const API::matrix_info& row) { return row.type == "signal"; }
 // Returns the signal layer whose feature count is nearest kLayerTarget.
 const std::string& spacingLayer() {
     static const std::string layer = [] {
-        JOB::generate_params p;
-        p.signal_layers = 6;
-        p.features = kBoardFeatures;
-        JOB::generate_job(kJob, kStep, p);
-        std::string best;
-        long bestGap = -1;
-        for (const API::matrix_info& row : API::get_matrix(kJob)) {
-            API::layer_box(kJob, kStep, row.name);
-            if (!isSignal(row)) continue;
-            const long gap = std::labs(JOB::feature_count(kJob, kStep, row.name) - kLayerTarget);
-            if (bestGap < 0 || gap < bestGap) {
-                bestGap = gap;
-                best = row.name;
-            }
-        }
-        return best;
+        benchboard::generate(kJob, kStep);
+        return benchboard::signalLayer(kJob, kStep, kLayerTarget);
     }();
     return layer;
 }

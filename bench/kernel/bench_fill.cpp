@@ -10,12 +10,12 @@
 #include "TOLVA_Fill.h"
 #include "TOLVA_Job.h"
 #include "bench_baseline.h"
+#include "bench_board.h"
 
 namespace {
 
 using namespace TOLVA;
 
-constexpr long kBoardFeatures = 1000000;
 constexpr double kMm = 1e6;
 const char* const kJob = "bench_fill";
 const char* const kStep = "pcb";
@@ -23,19 +23,8 @@ const char* const kStep = "pcb";
 // Generated once; the signal layer with the most features, index built.
 const std::string& denseLayer() {
     static const std::string layer = [] {
-        JOB::generate_params p;
-        p.signal_layers = 6;
-        p.features = kBoardFeatures;
-        JOB::generate_job(kJob, kStep, p);
-        std::string best;
-        int most = -1;
-        for (const API::matrix_info& row : API::get_matrix(kJob)) {
-            if (row.type != "signal") continue;
-            API::layer_box(kJob, kStep, row.name);
-            const int n = JOB::feature_count(kJob, kStep, row.name);
-            if (n > most) most = n, best = row.name;
-        }
-        return best;
+        benchboard::generate(kJob, kStep);
+        return benchboard::signalLayer(kJob, kStep, -1);
     }();
     return layer;
 }

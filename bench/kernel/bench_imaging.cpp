@@ -17,12 +17,12 @@
 #include "TOLVA_Imaging.h"
 #include "TOLVA_Job.h"
 #include "bench_baseline.h"
+#include "bench_board.h"
 
 namespace {
 
 using namespace TOLVA;
 
-constexpr long kBoardFeatures = 1000000;
 constexpr long kLayerTarget = 100000;
 constexpr double kDpi = 2540;
 const char* const kJob = "bench_imaging";
@@ -31,21 +31,8 @@ const char* const kStep = "pcb";
 // Generated once: the signal layer whose feature count is nearest kLayerTarget.
 const std::string& imagedLayer() {
     static const std::string layer = [] {
-        JOB::generate_params p;
-        p.signal_layers = 6;
-        p.features = kBoardFeatures;
-        JOB::generate_job(kJob, kStep, p);
-        std::string best;
-        long bestGap = -1;
-        for (const API::matrix_info& row : API::get_matrix(kJob)) {
-            if (row.type != "signal") continue;
-            const long gap = std::labs(JOB::feature_count(kJob, kStep, row.name) - kLayerTarget);
-            if (bestGap < 0 || gap < bestGap) {
-                bestGap = gap;
-                best = row.name;
-            }
-        }
-        return best;
+        benchboard::generate(kJob, kStep);
+        return benchboard::signalLayer(kJob, kStep, kLayerTarget);
     }();
     return layer;
 }
