@@ -8,6 +8,7 @@
 #include <map>
 #include <set>
 
+#include "TOLVA_Attributes.h"
 #include "TOLVA_Edit.h"
 #include "kernel_test_util.h"
 
@@ -30,19 +31,26 @@ public:  // the cases of a table change the bus
         const int r200 = kt::symbol(kJob, "top", "r200"), r300 = kt::symbol(kJob, "top", "r300");
         for (double y : kPadY)
             for (double x : {0.0, kLength}) kt::add(kJob, "top", API::GreatePadString(x, y * kUm, r300, 1, 0, 0, 1));
-        for (double y : kPadY) {
+        // Each trace carries its net; `drawn` says which way its lines run.
+        for (size_t i = 0; i < kPadY.size(); ++i) {
+            const double y = kPadY[i];
+            const bool backwards = drawn == Backwards || (drawn == Alternating && i % 2);
+            const API::attr_map net{{".net", "N" + std::to_string(i + 1)}};
+            const auto segment = [&](double x1, double y1, double x2, double y2) {
+                bus.push_back(backwards ? line(x2, y2, x1, y1, r200, net) : line(x1, y1, x2, y2, r200, net));
+            };
             if (y == 600) {
-                bus.push_back(line(0, y, 200, 800, r200));
-                bus.push_back(line(200, 800, 19800, 800, r200));
-                bus.push_back(line(19800, 800, 20000, y, r200));
+                segment(0, y, 200, 800);
+                segment(200, 800, 19800, 800);
+                segment(19800, 800, 20000, y);
             } else {
-                bus.push_back(line(0, y, 20000, y, r200));
+                segment(0, y, 20000, y);
             }
         }
         r500 = kt::symbol(kJob, "top", "r500");
     }
-    int line(double x1, double y1, double x2, double y2, int sym) {
-        kt::add(kJob, "top", API::GreateLineString(x1 * kUm, y1 * kUm, x2 * kUm, y2 * kUm, sym, 1, 0));
+    int line(double x1, double y1, double x2, double y2, int sym, const API::attr_map& attrs = {}) {
+        kt::add(kJob, "top", API::GreateLineString(x1 * kUm, y1 * kUm, x2 * kUm, y2 * kUm, sym, 1, 0), attrs);
         return JOB::feature_count(kJob, "pcb", "top") - 1;
     }
     std::vector<API::featureInfo> lines() {
@@ -61,6 +69,8 @@ public:  // the cases of a table change the bus
         p.clearance = clearance * kUm;
         return EDIT::plan_bus(kJob, "pcb", "top", bus, p);
     }
+    enum Direction { Forwards, Backwards, Alternating };
+    Direction drawn = Forwards;
     std::vector<int> bus;
     int r500 = -1;
 };
@@ -70,13 +80,18 @@ TEST_F(BusEdit, TracesGetEvenRunsWithTheirEndsOnTheirPadsAndFortyFiveDegreeJogs)
         int mode;
         double pitch, lower, upper;
         std::vector<double> runs;  // um, bottom to top
+        Direction drawn;
     };
     const Case cases[] = {
-        {0, 1000, 0, 0, {60, 1060, 2060, 3060, 4060}},   // about the mean of 0, 800, 2500, 3000, 4000
-        {1, 0, 0, 0, {0, 1000, 2000, 3000, 4000}},       // spread between the outer traces
-        {1, 0, -500, 500, {-500, 750, 2000, 3250, 4500}},
+        {0, 1000, 0, 0, {60, 1060, 2060, 3060, 4060}, Forwards},  // about the mean of 0, 800, 2500, 3000, 4000
+        {1, 0, 0, 0, {0, 1000, 2000, 3000, 4000}, Forwards},      // spread between the outer traces
+        {1, 0, -500, 500, {-500, 750, 2000, 3250, 4500}, Forwards},
+        // The first trace is the bottom one however the lines were drawn.
+        {1, 0, -500, 500, {-500, 750, 2000, 3250, 4500}, Backwards},
+        {1, 0, -500, 500, {-500, 750, 2000, 3250, 4500}, Alternating},
     };
     for (const Case& c : cases) {
+        drawn = c.drawn;
         SetUp();
         const auto before = kt::snapshot(kJob);
         const EDIT::edit_plan p = plan(c.mode, c.pitch, c.lower, c.upper, 50);
@@ -124,8 +139,12 @@ TEST_F(BusEdit, ClearanceToOtherCopperIsKeptOrTheOffendingTracesAreNamed) {
     struct Case {
         double clearance;
         bool trace2, trace3;
+        const char* obstacleNet;  // trace 3 carries "N3": its own net is not kept away from
     };
-    for (const Case& c : {Case{100, false, false}, Case{150, false, true}, Case{200, true, true}}) {
+    for (const Case& c : {Case{100, false, false, ""}, Case{150, false, true, ""}, Case{200, true, true, ""},
+                          Case{200, true, false, "N3"}}) {
+        ATTRIBUTES::set_feature_attributes(kJob, "pcb", "top", JOB::feature_count(kJob, "pcb", "top") - 1,
+                                    *c.obstacleNet ? API::attr_map{{".net", c.obstacleNet}} : API::attr_map{});
         const EDIT::edit_plan p = plan(1, 0, 0, 0, c.clearance);
         EXPECT_EQ(p.error.find("trace 2 to " + obstacle) != std::string::npos, c.trace2) << c.clearance << ": " << p.error;
         EXPECT_EQ(p.error.find("trace 3 to " + obstacle) != std::string::npos, c.trace3) << c.clearance << ": " << p.error;
@@ -152,6 +171,13 @@ TEST_F(BusEdit, BusesItCannotMakeAreRefusedWithTheReason) {
         {"a branch", [r200](BusEdit& t) { t.bus.push_back(t.line(200, 800, 100, 1500, r200)); }, 1, 0, 0, "branch"},
         {"a crossing trace", [r200](BusEdit& t) { t.bus.push_back(t.line(30000, 0, 30000, 4000, r200)); }, 1, 0, 0,
          "10 degrees off"},
+        // Two traces 21 degrees apart: each is 10.5 degrees off their mean.
+        {"a skewed pair",
+         [r200](BusEdit& t) {
+             t.bus = {t.bus.back(), t.line(0, 9000, 20000, 9000 + 20000 * std::tan(21 * M_PI / 180), r200)};
+         },
+         1, 0, 0, "10 degrees off"},
+        {"every trace on the others", [](BusEdit&) {}, 0, 10, 0, " more"},  // past eight named, the rest counted
     };
     for (const Case& c : cases) {
         SetUp();
