@@ -87,7 +87,7 @@ TEST_F(BusEdit, TracesGetEvenRunsWithTheirEndsOnTheirPadsAndFortyFiveDegreeJogs)
         {1, 0, 0, 0, {0, 1000, 2000, 3000, 4000}, Forwards},      // spread between the outer traces
         {1, 0, -500, 500, {-500, 750, 2000, 3250, 4500}, Forwards},
         // The first trace is the bottom one however the lines were drawn.
-        {1, 0, -500, 500, {-500, 750, 2000, 3250, 4500}, Backwards},
+        {1, 0, -500, 0, {-500, 625, 1750, 2875, 4000}, Backwards},
         {1, 0, -500, 500, {-500, 750, 2000, 3250, 4500}, Alternating},
     };
     for (const Case& c : cases) {
@@ -129,6 +129,20 @@ TEST_F(BusEdit, TracesGetEvenRunsWithTheirEndsOnTheirPadsAndFortyFiveDegreeJogs)
                         after[i].ye == before[i].ye)
                 << "undone, feature " << i;
     }
+}
+
+TEST_F(BusEdit, TwoTracesDrawnOppositeWaysStillMakeOneBus) {
+    drawn = Alternating;  // trace 1 runs to +x, trace 2 to -x
+    SetUp();
+    bus.resize(4);  // trace 1 (one line) and trace 2 (three)
+    const EDIT::edit_plan p = plan(1, 0, -100, 0, 0);
+    ASSERT_EQ(p.error, "");
+    EDIT::apply_plan(kJob, "pcb", p);
+    std::vector<double> runs;
+    for (const API::featureInfo& f : lines())
+        if (f.ys == f.ye && std::fabs(f.xe - f.xs) > kLength / 2) runs.push_back(f.ys / kUm);
+    std::sort(runs.begin(), runs.end());
+    EXPECT_EQ(runs, (std::vector<double>{-100, 800, 2500, 3000, 4000}));
 }
 
 TEST_F(BusEdit, ClearanceToOtherCopperIsKeptOrTheOffendingTracesAreNamed) {
