@@ -1,11 +1,5 @@
 // Regions of the contour fills: checking, nesting, the solid fill, and the
 // contours taken from a surface or from a closed chain of lines and arcs.
-// Boost.Geometry's set operations on double polygons trip GCC's
-// maybe-uninitialized analysis inside its envelope code (a false alarm of the
-// optimiser, reported where this file instantiates them).
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#endif
 #include <algorithm>
 #include <cmath>
 #include <cstdio>

@@ -1,7 +1,7 @@
 #pragma once
 // What the contour fills share: regions checked and turned into
 // Boost.Geometry polygons, ring nesting, and the feature-count estimate.
-#include <boost/geometry.hpp>
+#include "boost_geometry.h"
 #include <boost/geometry/geometries/point_xy.hpp>
 #include <string>
 #include <vector>

@@ -5,16 +5,11 @@
 // boundary are clipped with Boost.Geometry: their shapes are approximated
 // from inside (an inscribed polygon), so a clipped piece never reaches past
 // the pad it comes from.
-// Boost.Geometry's set operations and buffer on double polygons trip GCC's
-// maybe-uninitialized analysis inside its envelope code (a false alarm of the
-// optimiser, reported where this file instantiates them).
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#endif
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
+#include "boost_geometry.h"
 #include <boost/geometry/index/rtree.hpp>
 
 #include "checks_internal.h"

@@ -5,7 +5,7 @@
 // (clearing) features shrink by the same distance. Surfaces are
 // offset as polygons (round joins, so that a grown corner is the arc a
 // machine's exposure spot would make). Texts keep their strokes.
-#include <boost/geometry.hpp>
+#include "boost_geometry.h"
 #include <boost/geometry/geometries/point_xy.hpp>
 #include <boost/geometry/geometries/polygon.hpp>
 #include <boost/geometry/geometries/multi_polygon.hpp>

@@ -14,13 +14,7 @@
 #include <stdexcept>
 #include <string_view>
 
-// Boost.Geometry's set operations on double polygons trip GCC's
-// maybe-uninitialized analysis inside its envelope code (a false alarm of
-// the optimiser, reported where this file instantiates them).
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
-#endif
-#include <boost/geometry.hpp>
+#include "boost_geometry.h"
 #include <boost/geometry/geometries/multi_point.hpp>
 #include <boost/geometry/geometries/point_xy.hpp>
 
