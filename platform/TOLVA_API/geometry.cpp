@@ -365,6 +365,12 @@ TextLayout layoutText(double x, double y, const TextGeom& t, int angle, bool mir
     return out;
 }
 
+// The nearest whole number, halves away from zero, without a library call
+// (this is on the drawing path of every text).
+static double wholeUnits(double v) {
+    return static_cast<double>(static_cast<long long>(v + (v < 0 ? -0.5 : 0.5)));
+}
+
 void layoutText(double x, double y, const TextGeom& t, int angle, bool mirror, TextLayout& out) {
     out.strokes.clear();
     double k = t.scale > 0 ? t.scale : 1.0;
@@ -372,9 +378,12 @@ void layoutText(double x, double y, const TextGeom& t, int angle, bool mirror, T
     out.radius = 0.05 * ys * (t.widthFactor > 0 ? t.widthFactor : 1.0);
     double rad = angle * kPi / 180.0;
     double c = std::cos(rad), s = std::sin(rad);
+    // Stroke ends are whole nanometres from the anchor, like every other
+    // feature's points: a text moved by whole nanometres then lands on the
+    // same pixels as its copy moved by whole pixels, so instances stamp it.
     auto place = [&](double lx, double ly) {
         if (mirror) lx = -lx;
-        return Vec{x + lx * c - ly * s, y + lx * s + ly * c};
+        return Vec{x + wholeUnits(lx * c - ly * s), y + wholeUnits(lx * s + ly * c)};
     };
     for (size_t i = 0; i < t.text.size(); ++i) {
         const char* g = glyphStrokes(static_cast<unsigned char>(t.text[i]));

@@ -129,9 +129,12 @@ public:
     double heightV() const { return m_hd; }
 
     // Board x to pixel-space u, board y to pixel-space v (pixel centres at
-    // integer + 0.5).
-    double u(double x) const { return (x - m_x0) * m_ix; }
-    double v(double y) const { return (m_y1 - y) * m_iy; }
+    // integer + 0.5). Divided, not multiplied by the reciprocal: the quotient
+    // is correctly rounded, so a point that lies exactly on a pixel centre or
+    // edge is computed there wherever it is on the board, and a picture moved
+    // by whole pixels is the picture of the features moved.
+    double u(double x) const { return (x - m_x0) / m_sx; }
+    double v(double y) const { return (m_y1 - y) / m_sy; }
     double pixelWidth() const { return m_sx; }
     double pixelsPerUnitX() const { return m_ix; }
     double pixelsPerUnitY() const { return m_iy; }

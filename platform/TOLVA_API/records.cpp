@@ -139,8 +139,8 @@ void finishSurface(ParsedFeature& p) {
 }
 
 // The box of a text's strokes at its anchor. A long text of large
-// characters reaches past 32 bits; its box is clipped there, so it is always
-// worked out again from the layout, never shifted.
+// characters reaches past 32 bits; its box is clipped there, and such a box
+// is worked out again from the layout when the text moves.
 static void setTextBox(Feature& f, const TextGeom& text) {
     TextLayout t = layoutText(f.x1, f.y1, text, f.angle, f.flags & kMirror);
     double xmin = f.x1, xmax = f.x1, ymin = f.y1, ymax = f.y1;
@@ -383,6 +383,13 @@ bool canMove(const Feature& f, int32_t dx, int32_t dy) {
 }
 
 void translate(const LayerData& data, Feature& f, int32_t dx, int32_t dy) {
+    // Arcs keep their centre, surfaces and texts their box, in xc/yc and x2/y2.
+    auto shiftRest = [&] {
+        f.x2 += dx;
+        f.y2 += dy;
+        f.xc += dx;
+        f.yc += dy;
+    };
     f.x1 += dx;
     f.y1 += dy;
     switch (f.type) {
@@ -391,20 +398,22 @@ void translate(const LayerData& data, Feature& f, int32_t dx, int32_t dy) {
         f.y2 += dy;
         break;
     case API::FT_ARC:
-        f.x2 += dx;
-        f.y2 += dy;
-        f.xc += dx;
-        f.yc += dy;
-        break;
     case API::FT_SURFACE:  // the box of its vertices, which canMove kept in range
-        f.x2 += dx;
-        f.y2 += dy;
-        f.xc += dx;
-        f.yc += dy;
+        shiftRest();
         break;
-    case API::FT_TEXT:
-        setTextBox(f, data.texts[f.ref]);
+    case API::FT_TEXT: {
+        // Stroke ends lie whole nanometres from the anchor: an unclipped box
+        // moves with it, exactly.
+        constexpr int64_t kLimit = 2147483647;
+        const bool clipped = f.x2 <= -kLimit || f.y2 <= -kLimit || f.xc >= kLimit || f.yc >= kLimit ||
+                             f.x2 + int64_t(dx) <= -kLimit || f.xc + int64_t(dx) >= kLimit ||
+                             f.y2 + int64_t(dy) <= -kLimit || f.yc + int64_t(dy) >= kLimit;
+        if (clipped)
+            setTextBox(f, data.texts[f.ref]);
+        else
+            shiftRest();
         break;
+    }
     default:
         break;
     }

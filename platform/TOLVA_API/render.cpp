@@ -352,7 +352,7 @@ struct Offset {
 // The features of one layer's data in view, moved by `off`, over what the
 // canvas of the raster holds.
 void paintData(Raster& raster, const LayerDef& def, LayerData& data, const ViewBox& vb, uint32_t colour, Pass pass,
-               Offset off = {}, bool skipTexts = false) {
+               Offset off = {}) {
     if (data.features.empty()) return;
     LayerPainter painter(raster, def, data);
 
@@ -385,7 +385,6 @@ void paintData(Raster& raster, const LayerDef& def, LayerData& data, const ViewB
             painter.draw<false>(f);
     };
     auto paint = [&](const Feature& f) ALWAYS_INLINE {
-        if (skipTexts && f.type == API::FT_TEXT) return;
         if (off.none()) {
             paintOne(f);
             return;
@@ -425,44 +424,6 @@ constexpr int kStampMargin = 3;
 // have a colour byte set, the background an opaque alpha.
 constexpr uint32_t kUnpainted = 0;
 
-// Text strokes lie on fractions of a nanometre, so a text moved by whole
-// pixels may round to other pixels: texts are drawn by each instance itself,
-// the rest copied. That keeps the picture only while nothing clears what a
-// text painted, i.e. without negative features; a layer with both is drawn
-// instance by instance.
-struct StampTraits {
-    bool stampable = true;
-    std::vector<uint32_t> texts;  // ids of the text features
-};
-
-const StampTraits& stampTraits(const LayerData& data, uint64_t serial) {
-    static std::map<const LayerData*, std::pair<uint64_t, StampTraits>> kept;  // under the kernel lock
-    auto it = kept.find(&data);
-    if (it != kept.end() && it->second.first == serial) return it->second.second;
-    if (kept.size() >= kMaxStampGroups * 16) kept.clear();
-    StampTraits t;
-    bool negative = false;
-    for (uint32_t id = 0; id < data.features.size(); ++id) {
-        const Feature& f = data.features[id];
-        negative |= !f.positive();
-        if (f.type == API::FT_TEXT) t.texts.push_back(id);
-    }
-    t.stampable = t.texts.empty() || !negative;
-    return (kept[&data] = {serial, std::move(t)}).second;
-}
-
-// The texts of an instance, drawn by itself after its copy.
-void paintTexts(Raster& raster, const LayerDef& def, LayerData& data, const std::vector<uint32_t>& texts,
-                uint32_t colour, Offset off) {
-    LayerPainter painter(raster, def, data);
-    raster.setColour(colour);
-    for (uint32_t id : texts) {
-        Feature moved = data.features[id];
-        translate(data, moved, off.dx, off.dy);
-        painter.draw<false>(moved);
-    }
-}
-
 struct PixelBox {
     int u0, v0, u1, v1;
 };
@@ -489,7 +450,7 @@ std::vector<uint32_t>* drawLeader(const StampGroup& g, size_t n, const LayerDef&
         std::fill_n(pixels.data() + static_cast<size_t>(v) * w + g.box.u0, g.box.u1 - g.box.u0 + 1, kUnpainted);
     Raster raster(pixels.data(), w, h, vb);
     paintData(raster, def, data, vb, colour, Pass::Layer,
-              Offset{static_cast<int32_t>(g.leader.ox), static_cast<int32_t>(g.leader.oy)}, true);
+              Offset{static_cast<int32_t>(g.leader.ox), static_cast<int32_t>(g.leader.oy)});
     return &pixels;
 }
 
@@ -500,15 +461,16 @@ void stamp(const StampGroup& g, uint32_t* canvas, int w, int h, int ku, int kv) 
     for (int v = std::max(g.box.v0, -kv); v <= std::min(g.box.v1, h - 1 - kv); ++v) {
         const uint32_t* src = g.pixels->data() + static_cast<size_t>(v) * w;
         uint32_t* dst = canvas + static_cast<size_t>(v + kv) * w + ku;
-        for (int u = a; u <= b; ++u)
-            if (src[u] != kUnpainted) dst[u] = src[u];
+        // Written for every pixel of the span (the canvas's own where the
+        // copy is unpainted) so that the loop is vectorised.
+        for (int u = a; u <= b; ++u) dst[u] = src[u] != kUnpainted ? src[u] : dst[u];
     }
 }
 
 // Whole pixels between two placements of the same child, when the move is
 // exactly whole on both axes.
 bool wholePixels(const Raster& r, const SR::Placement& from, const SR::Placement& to, int& ku, int& kv) {
-    const double du = (to.ox - from.ox) * r.pixelsPerUnitX(), dv = (from.oy - to.oy) * r.pixelsPerUnitY();
+    const double du = (to.ox - from.ox) / r.pixelWidth(), dv = (from.oy - to.oy) / r.pixelHeight();
     if (du != std::nearbyint(du) || dv != std::nearbyint(dv) || std::fabs(du) > 1e6 || std::fabs(dv) > 1e6)
         return false;
     ku = static_cast<int>(du);
@@ -536,8 +498,6 @@ void drawInstances(Job& j, size_t step, size_t layer, Raster& raster, const View
                     ceilInt(raster.u(bounds.max_corner().get<0>() + p.ox)) + kStampMargin,
                     ceilInt(raster.v(bounds.min_corner().get<1>() + p.oy)) + kStampMargin};
                 if (box.u1 < 0 || box.v1 < 0 || box.u0 >= w || box.v0 >= h) continue;  // out of view: untouched
-                const Offset off{static_cast<int32_t>(p.ox), static_cast<int32_t>(p.oy)};
-                const StampTraits& traits = stampTraits(data, j.editSerial);
                 bool stamped = false;
                 for (size_t n = 0; n < groups.size() && !stamped; ++n) {
                     StampGroup& g = groups[n];
@@ -547,13 +507,13 @@ void drawInstances(Job& j, size_t step, size_t layer, Raster& raster, const View
                         continue;
                     if (!g.pixels) g.pixels = drawLeader(g, n, def, data, raster, vb, colour);
                     stamp(g, state().canvas.data(), w, h, ku, kv);
-                    paintTexts(raster, def, data, traits.texts, colour, off);
                     stamped = true;
                 }
                 if (stamped) continue;
                 const bool whole = box.u0 >= 0 && box.v0 >= 0 && box.u1 < w && box.v1 < h;
-                if (whole && traits.stampable && groups.size() < kMaxStampGroups) groups.push_back(StampGroup{child, p, box, nullptr});
-                paintData(raster, def, data, vb, colour, Pass::Layer, off);
+                if (whole && groups.size() < kMaxStampGroups) groups.push_back(StampGroup{child, p, box, nullptr});
+                paintData(raster, def, data, vb, colour, Pass::Layer,
+                          Offset{static_cast<int32_t>(p.ox), static_cast<int32_t>(p.oy)});
             }
     }
 }
