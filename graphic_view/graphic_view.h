@@ -672,6 +672,7 @@ private:
     // Tells the kernel `box` (board units) and centres the view on its lower-left corner.
     void showBox(const BoardBox& box);
     void applyTransform(const ViewTransform& t);
+    void fitInstancesToPixels(ViewTransform& t, const API::reply_box& box);
     // Runs `body`; a kernel failure is logged and shown in an information box.
     template <class Body>
     bool guarded(const char* file, int line, Body&& body);

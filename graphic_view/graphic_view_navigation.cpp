@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "TOLVA_API.h"
+#include "TOLVA_Step.h"
 #include "UIAPICommon.h"
 #include "core/navigation.h"
 #include "graphic_view.h"
@@ -16,6 +17,9 @@ namespace GRAPHIC {
 namespace {
 constexpr double kKernelUnit = 0.001;  // board nanometres to the kernel's micrometres
 constexpr double kZoomStep = 2.0;
+// How much smaller than a plain fit a panel may be shown to put its
+// instances whole pixels apart.
+constexpr double kWholePixelZoomOut = 1.25;
 
 void zoomKernelTo(const BoardBox& b) {
     API::zoom_to_box(b.minX * kKernelUnit, b.minY * kKernelUnit, b.maxX * kKernelUnit, b.maxY * kKernelUnit);
@@ -132,8 +136,27 @@ void ViewWidget::zoom_to_cur_box() {
 void ViewWidget::zoom2fit(API::reply_box& box) {
     ViewTransform t = transform();
     fitIntBox(t, box);
+    fitInstancesToPixels(t, box);
     applyTransform(t);
     redrawAtCurrentBox();
+}
+
+// A panel is fitted a little smaller when that puts its instances whole
+// pixels apart: the kernel then draws each child once and copies it to the
+// others, which makes the whole-panel view about as fast as one board.
+void ViewWidget::fitInstancesToPixels(ViewTransform& t, const API::reply_box& box) {
+    if (!(t.scale() > 0) || m_job.isEmpty() || m_step.isEmpty()) return;
+    double nmPerPixel = 0;
+    try {
+        nmPerPixel = STEP::whole_pixel_scale(job(), step(), 1.0 / t.scale(), kWholePixelZoomOut);
+    } catch (const std::exception& e) {
+        LOG(WARNING) << "no whole-pixel panel scale: " << e.what();
+    }
+    if (nmPerPixel <= 0 || clampScale(1.0 / nmPerPixel) != 1.0 / nmPerPixel) return;
+    t.setScale(1.0 / nmPerPixel);
+    // Whole nanometres at the centre keep the view box's edges whole too.
+    t.setCenter(roundToUnit((static_cast<double>(box.xmin) + box.xmax) / 2),
+                roundToUnit((static_cast<double>(box.ymin) + box.ymax) / 2));
 }
 
 void ViewWidget::zoom2fit(double x1, double y1, double x2, double y2) {

@@ -94,6 +94,15 @@ TOLVA_API_EXPORT sr_instance instance_at(const str& job, const str& step, double
 TOLVA_API_EXPORT std::vector<std::vector<API::lPoint>> instance_outlines(const str& job,
                                                                          const str& step);
 
+// The whole-panel view drawn fast: the smallest whole number of nanometres
+// per pixel, at least `nm_per_pixel` and at most `most` times it, at which
+// every two top-level instances placed the same way round lie a whole
+// number of pixels apart on both axes, so that a view at that scale draws
+// each child once and copies it to the others. 0 when there is none: no two
+// instances alike, origins off whole nanometres, or a spacing that no pixel
+// in the range divides. Refused: `nm_per_pixel` not above 0, `most` below 1.
+TOLVA_API_EXPORT double whole_pixel_scale(const str& job, const str& step, double nm_per_pixel, double most);
+
 // Instance edits. An instance that changes place leaves its row (see above).
 // move: by (dx, dy). copy: a copy of each, offset by (dx, dy), appended as
 // rows of their own. rotate: by `angle` degrees counter-clockwise about the

@@ -1,5 +1,6 @@
 // The canvas and the view box.
 #include <algorithm>
+#include <cmath>
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
@@ -77,7 +78,14 @@ void zoom_to_box(double xmin, double ymin, double xmax, double ymax) {
         fail("view box is inverted (" + std::to_string(xmin) + ", " + std::to_string(ymin) + ", " +
              std::to_string(xmax) + ", " + std::to_string(ymax) + ")");
     KernelState& s = state();
-    s.box = {xmin * 1000.0, ymin * 1000.0, xmax * 1000.0, ymax * 1000.0};  // micrometres to nm
+    // Micrometres to nm. A view box of whole nanometres comes back from the
+    // micrometres a hair off them: it is put back, so that its pixel is the
+    // exact width the view chose (instances whole pixels apart stay so).
+    auto toNm = [](double um) {
+        const double nm = um * 1000.0, whole = std::nearbyint(nm);
+        return std::fabs(nm - whole) <= 1e-12 * std::max(1.0, std::fabs(whole)) ? whole : nm;
+    };
+    s.box = {toNm(xmin), toNm(ymin), toNm(xmax), toNm(ymax)};
     s.boxSet = true;
 }
 

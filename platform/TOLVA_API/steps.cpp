@@ -2,6 +2,9 @@
 // and the step flattened for counting, hitting and copying.
 #include <algorithm>
 #include <cmath>
+#include <map>
+#include <numeric>
+#include <tuple>
 #include <set>
 
 #include "TOLVA_Job.h"
@@ -257,6 +260,44 @@ sr_instance instance_at(const str& job, const str& step, double x, double y, boo
             found = true;
         }
     return hit;
+}
+
+namespace {
+// The greatest common divisor of the moves between instances placed alike
+// (whole nanometres), 0 when there is none or a move is not whole.
+long long instanceSpacing(const std::vector<sr_instance>& instances) {
+    std::map<std::tuple<str, double, bool>, const sr_instance*> first;
+    long long g = 0;
+    for (const sr_instance& in : instances) {
+        const auto placed = first.emplace(std::make_tuple(in.child, in.angle, in.mirror), &in);
+        if (placed.second) continue;
+        const sr_instance& a = *placed.first->second;
+        for (double d : {in.x - a.x, in.y - a.y}) {
+            if (d != std::nearbyint(d) || std::fabs(d) > 1e15) return 0;
+            g = std::gcd(g, std::llabs(static_cast<long long>(d)));
+        }
+    }
+    return g;
+}
+}  // namespace
+
+double whole_pixel_scale(const str& job, const str& step, double nm_per_pixel, double most) {
+    KERNEL_LOCK;
+    checkFinite(nm_per_pixel, "pixel size");
+    checkFinite(most, "zoom-out limit");
+    if (!(nm_per_pixel > 0)) fail("pixel size must be above 0");
+    if (most < 1) fail("zoom-out limit must be at least 1");
+    Where w = locate(job, step);
+    const long long g = instanceSpacing(instancesOf(w.job, w.step));
+    const double least = std::ceil(nm_per_pixel), limit = std::floor(nm_per_pixel * most);
+    long long best = 0;
+    // The divisors of g come in pairs about its square root.
+    for (long long i = 1; g > 0 && i <= g / i; ++i) {
+        if (g % i != 0) continue;
+        for (long long d : {i, g / i})
+            if (d >= least && d <= limit && (best == 0 || d < best)) best = d;
+    }
+    return static_cast<double>(best);
 }
 
 std::vector<std::vector<API::lPoint>> instance_outlines(const str& job, const str& step) {

@@ -134,6 +134,39 @@ TEST(Steps, PanelDrawsPixelForPixelAsItsFlattenedCopy) {
         }
 }
 
+// The whole-panel view's pixel: whole nanometres dividing every move between
+// instances placed alike, the smallest in the range asked; none without such.
+TEST(Steps, AWholePixelScaleDividesEveryMoveBetweenAlikeInstances) {
+    makeBoard();
+    struct Case {
+        const char* what;
+        std::vector<sr_row> table;
+        double nmPerPixel, most, expected;
+    };
+    const std::vector<Case> cases = {
+        // 23 and 13 mm share 1 mm: its divisors are 2^a 5^b nm.
+        {"upright grid", {row("pcb", 5 * kMm, 5 * kMm, 23 * kMm, 13 * kMm, 3, 2)}, 190000, 1.25, 200000},
+        {"already whole", {row("pcb", 5 * kMm, 5 * kMm, 23 * kMm, 13 * kMm, 3, 2)}, 200000, 1.0, 200000},
+        {"no room to zoom out", {row("pcb", 5 * kMm, 5 * kMm, 23 * kMm, 13 * kMm, 3, 2)}, 190000, 1.0, 0},
+        {"fractional pixel asked", {row("pcb", 0, 0, 4 * kMm, 0, 2, 1)}, 999999.5, 1.25, 1000000},
+        // Unlike placements never need to be whole pixels apart.
+        {"turned rows apart", {row("pcb", 0, 0, 6 * kMm, 0, 2, 1), row("pcb", 1234567, 0, 0, 0, 1, 1, 90)},
+         150000, 1.25, 150000},
+        // ... but alike ones in different rows do: 1,234,567 nm shares nothing.
+        {"alike rows apart", {row("pcb", 0, 0, 6 * kMm, 0, 2, 1), row("pcb", 1234567, 20 * kMm, 0, 0, 1, 1)},
+         150000, 1.25, 0},
+        {"half a nanometre", {row("pcb", 0, 0, 6 * kMm + 0.5, 0, 2, 1)}, 150000, 1.25, 0},
+        {"one instance", {row("pcb", 3 * kMm, 3 * kMm, 0, 0, 1, 1)}, 150000, 1.25, 0},
+        {"no divisor in range", {row("pcb", 0, 0, 20 * kMm + 1, 0, 2, 1)}, 150000, 1.25, 0},
+    };
+    for (const Case& c : cases) {
+        STEP::set_sr_table(kJob, "panel", c.table);
+        EXPECT_EQ(STEP::whole_pixel_scale(kJob, "panel", c.nmPerPixel, c.most), c.expected) << c.what;
+    }
+    for (const auto& bad : std::vector<std::pair<double, double>>{{0, 1.25}, {-5, 1.25}, {1e5, 0.5}})
+        EXPECT_THROW(STEP::whole_pixel_scale(kJob, "panel", bad.first, bad.second), API::KernelText);
+}
+
 TEST(Steps, TurnedAndMirroredInstancesLandWhereTheirPlacementSays) {
     makeBoard();
     // The pad at (17, 2) mm of an instance turned 90 degrees at (50, 0) mm lies

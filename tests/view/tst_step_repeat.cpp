@@ -4,6 +4,7 @@
 // taken back by one undo.
 #include <QImage>
 #include <algorithm>
+#include <cmath>
 #include <tuple>
 
 #include "TOLVA_Step.h"
@@ -241,6 +242,36 @@ TEST_F(StepRepeatView, EscapeDropsADragAndTheSelectedInstancesAreDrawnHighlighte
     const QColor selected = picture.pixelColor(centreOf(0, 0));
     const QColor other = picture.pixelColor(centreOf(1, 0));
     EXPECT_GT(selected.red() + selected.green(), other.red() + other.green());  // the yellow tint
+}
+
+// A fit shows a panel a little smaller when that puts its instances whole
+// pixels apart (the kernel then copies one instance's picture to the
+// others); a step without instances keeps the plain fit.
+TEST_F(StepRepeatView, APanelIsFittedAtAWholePixelScaleAndAPlainStepIsNot) {
+    view->resize(190, 190);  // 10 mm over 190 pixels: not whole nanometres
+    const TOLVA::API::reply_box box = TOLVA::API::profile_box(m_jobName, ScopedJob::kStep);
+    const double plainNmPerPixel = std::max((box.xmax - box.xmin) / double(view->width()),
+                                            (box.ymax - box.ymin) / double(view->height()));
+    for (const bool panel : {true, false}) {
+        if (panel) setGrid();
+        else STEP::set_sr_table(m_jobName, ScopedJob::kStep, {});
+        ASSERT_TRUE(view->Graphic_view_init(QString::fromLatin1(m_jobName.c_str()), ScopedJob::kStep));
+        const double nm = 1.0 / view->scale();
+        // The box's corners on the widget, its far edges included.
+        const QRect shown = view->rect().adjusted(0, 0, 1, 1);
+        EXPECT_TRUE(shown.contains(pixel(box.xmin, box.ymin)) && shown.contains(pixel(box.xmax, box.ymax)))
+            << panel << " " << nm;
+        if (!panel) {
+            EXPECT_NEAR(nm, plainNmPerPixel, 1e-6);
+            continue;
+        }
+        // The pitches (3 and 2 mm) share 1 mm: a pixel of whole nanometres
+        // that divides it, a little larger than the plain fit's.
+        EXPECT_DOUBLE_EQ(nm, std::round(nm));
+        EXPECT_EQ(static_cast<long long>(kMm) % std::llround(nm), 0) << nm;
+        EXPECT_GT(nm, plainNmPerPixel);
+        EXPECT_LE(nm, 1.25 * plainNmPerPixel);
+    }
 }
 
 }  // namespace
