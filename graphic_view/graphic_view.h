@@ -480,6 +480,7 @@ private:
     // changed, and their cutter paths worked out once per change.
     void refreshRoutForPaint();
     struct RoutState;  // rout_chain.h
+    void paintRoutPass(QPainter& painter, const QStringList& routLayers);
     std::shared_ptr<RoutState> m_rout;
     RoutState& routState();
     void storeRoutChain(std::vector<chain_info> entries, int number);

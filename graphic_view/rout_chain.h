@@ -3,8 +3,10 @@
 // cutter follows, in travel order, and the chain-level steps that turn a
 // chain into one compensated cutter path.
 #include <QPointF>
+#include <QFont>
 #include <QImage>
 #include <QPointer>
+#include <QSize>
 #include <QStringList>
 #include <QString>
 #include <QVariantMap>
@@ -116,6 +118,26 @@ struct ViewWidget::RoutState {
     QStringList shownLayers;
     QPointer<QObject> tips;  // the tooltip hook on the view
     std::map<int, QImage> labels;  // chain numbers drawn, by number
+    // Counts the times the paths were worked out again: a picture of the
+    // pass drawn at another count shows chains that have changed since.
+    unsigned long long generation = 0;
+    // The pass's last picture and what it showed. The paint loop redraws
+    // twenty times a second while the chains and the view mostly stand
+    // still: the picture is copied until one of these changes.
+    struct PictureKey {
+        unsigned long long generation = 0;
+        double scale = 0, cx = 0, cy = 0;
+        int angle = 0, mode = 0;
+        QSize size;
+        QStringList layers;
+        QFont font;
+        bool operator==(const PictureKey& o) const {
+            return generation == o.generation && scale == o.scale && cx == o.cx && cy == o.cy && angle == o.angle &&
+                   mode == o.mode && size == o.size && layers == o.layers && font == o.font;
+        }
+    };
+    QImage picture;
+    PictureKey pictureKey;
 };
 
 }  // namespace GRAPHIC

@@ -180,8 +180,10 @@ void ViewWidget::Drawarc_by_mode(QPainter& painter, const bool& clockwise, const
 
 namespace {
 // The outline of the area a pen of `width` covers along `path`, drawn one
-// pixel wide in the painter's colour.
-void strokeOutline(QPainter& painter, const QPainterPath& path, int width, Qt::PenCapStyle cap) {
+// pixel wide in the painter's colour. The stroke of a straight piece is one
+// simple loop; an arc's may cross itself (a radius under half the width)
+// and is simplified to its boundary first.
+void strokeOutline(QPainter& painter, const QPainterPath& path, int width, Qt::PenCapStyle cap, bool simple) {
     QPainterPathStroker stroker;
     stroker.setWidth(width);
     stroker.setCapStyle(cap);
@@ -190,7 +192,8 @@ void strokeOutline(QPainter& painter, const QPainterPath& path, int width, Qt::P
     pen.setWidth(1);
     painter.setPen(pen);
     painter.setBrush(Qt::NoBrush);
-    painter.drawPath(stroker.createStroke(path).simplified());
+    const QPainterPath stroke = stroker.createStroke(path);
+    painter.drawPath(simple ? stroke : stroke.simplified());
 }
 
 // The pen of the mode: one pixel for centre lines, else the given width.
@@ -207,7 +210,7 @@ void ViewWidget::drawline(QPainter& painter, int width, QLineF& line, Qt::PenCap
     if (mode == rout::WidthOutline && width > 1) {
         QPainterPath path(line.p1());
         path.lineTo(line.p2());
-        return strokeOutline(painter, path, width, cap);
+        return strokeOutline(painter, path, width, cap, true);
     }
     setModePen(painter, mode, width, cap);
     painter.drawLine(line);
@@ -221,7 +224,7 @@ void ViewWidget::drawarc(QPainter& painter, bool clockwise, const QPointF& start
         QPainterPath path;
         path.arcMoveTo(rect, startAngle);
         path.arcTo(rect, startAngle, spanAngle);
-        return strokeOutline(painter, path, width, Qt::RoundCap);
+        return strokeOutline(painter, path, width, Qt::RoundCap, false);
     }
     setModePen(painter, mode, width, Qt::RoundCap);
     painter.drawArc(rect, truncToInt(startAngle * rout::kSixteenths), truncToInt(spanAngle * rout::kSixteenths));
@@ -252,6 +255,7 @@ void ViewWidget::refreshRoutForPaint() {
     }
     if (state.paths.size() == state.chains.size()) return;
     state.paths.clear();
+    ++state.generation;
     for (const rout::ChainRecord& record : state.chains) state.paths.push_back(rout::cutterPath(record.entries));
 }
 
@@ -260,6 +264,22 @@ void ViewWidget::Draw_rout_info(QPainter* painter, const QStringList& routLayers
     refreshRoutForPaint();
     RoutState& state = routState();
     state.shownLayers = routLayers;
+    if (width() <= 0 || height() <= 0) return;
+    const RoutState::PictureKey key{state.generation, m_scale,      m_cx,      m_cy, m_angle, get_width_mode(),
+                                    size(),           routLayers, painter->font()};
+    if (state.picture.isNull() || !(state.pictureKey == key)) {
+        state.picture = QImage(size(), QImage::Format_ARGB32_Premultiplied);
+        state.picture.fill(Qt::transparent);
+        QPainter picture(&state.picture);
+        picture.setFont(painter->font());
+        paintRoutPass(picture, routLayers);
+        state.pictureKey = key;
+    }
+    painter->drawImage(0, 0, state.picture);
+}
+
+void ViewWidget::paintRoutPass(QPainter& painter, const QStringList& routLayers) {
+    RoutState& state = routState();
     const ViewTransform view = transform();
     const BoardBox seen = view.visibleBox();
     const QRectF visible(QPointF(seen.minX, seen.minY), QPointF(seen.maxX, seen.maxY));
@@ -275,7 +295,7 @@ void ViewWidget::Draw_rout_info(QPainter* painter, const QStringList& routLayers
         int number;
     };
     QVector<Marks> marks;
-    painter->setRenderHint(QPainter::Antialiasing, false);
+    painter.setRenderHint(QPainter::Antialiasing, false);
     for (size_t k = 0; k < state.chains.size() && k < state.paths.size(); ++k) {
         const rout::Chain& chain = state.chains[k].entries;
         const rout::Chain& path = state.paths[k];
@@ -284,18 +304,18 @@ void ViewWidget::Draw_rout_info(QPainter* painter, const QStringList& routLayers
         if (!rout::extentOf(path).united(rout::extentOf(chain)).intersects(visible)) continue;
         QColor band = rout::chainColour(chain.front().chain);
         band.setAlpha(rout::kBandAlpha);
-        painter->setPen(QPen(band));
-        painter->setBrush(Qt::NoBrush);
+        painter.setPen(QPen(band));
+        painter.setBrush(Qt::NoBrush);
         for (const Piece& p : path) {
             const int width = std::max(1, int(std::lround(p.tool_size * m_scale)));
             if (rout::isArc(p)) {
                 QRectF rect;
                 double startAngle = 0, spanAngle = 0;
-                drawarc(*painter, rout::isClockwise(p), pixel(p.start), pixel(p.end), pixel(p.centre), width, rect,
+                drawarc(painter, rout::isClockwise(p), pixel(p.start), pixel(p.end), pixel(p.centre), width, rect,
                         startAngle, spanAngle);
             } else {
                 QLineF line(pixel(p.start), pixel(p.end));
-                drawline(*painter, width, line, Qt::RoundCap);
+                drawline(painter, width, line, Qt::RoundCap);
             }
         }
         for (const Piece& p : chain) {
@@ -323,20 +343,20 @@ void ViewWidget::Draw_rout_info(QPainter* painter, const QStringList& routLayers
         marks.append({pixel(path.front().start), pixel(path.back().end), pixel(chain.front().start),
                       rout::chainColour(chain.front().chain), chain.front().chain});
     }
-    painter->setPen(QPen(rout::kMarkColour, 1));
-    painter->drawLines(arrows);
+    painter.setPen(QPen(rout::kMarkColour, 1));
+    painter.drawLines(arrows);
     for (const Marks& m : marks) {
-        painter->setPen(QPen(rout::kMarkColour, 1));
-        painter->setBrush(m.colour);
-        painter->drawEllipse(m.plunge, rout::kPlungeRadius, rout::kPlungeRadius);
-        painter->setBrush(Qt::NoBrush);
+        painter.setPen(QPen(rout::kMarkColour, 1));
+        painter.setBrush(m.colour);
+        painter.drawEllipse(m.plunge, rout::kPlungeRadius, rout::kPlungeRadius);
+        painter.setBrush(Qt::NoBrush);
         const QPointF half(rout::kRetractHalf, rout::kRetractHalf);
-        painter->drawRect(QRectF(m.retract - half, m.retract + half));
-        const QImage& label = rout::labelImage(state.labels, m.number, m.colour, painter->font());
-        painter->drawImage(QPointF(m.label.x() + rout::kLabelGap, m.label.y() - rout::kLabelGap - label.height()),
+        painter.drawRect(QRectF(m.retract - half, m.retract + half));
+        const QImage& label = rout::labelImage(state.labels, m.number, m.colour, painter.font());
+        painter.drawImage(QPointF(m.label.x() + rout::kLabelGap, m.label.y() - rout::kLabelGap - label.height()),
                            label);
     }
-    painter->setBrush(Qt::NoBrush);
+    painter.setBrush(Qt::NoBrush);
 }
 
 QString ViewWidget::routTipAt(const QPoint& pixel) {

@@ -113,6 +113,37 @@ TEST_F(RoutDrawing, BandFollowsTheWidthMode) {
     TOLVA::UIAPI::setWidth(&host, rout::WidthFilled);
 }
 
+// The pass's picture is kept between frames: a pan, a zoom or a hidden rout
+// layer must show, the first frame after it, what the view now shows.
+TEST_F(RoutDrawing, TheBandFollowsThePanAndTheZoomAndGoesWithItsLayer) {
+    drawLineChain();  // a band 2 mm wide along y = 10 mm, x 5 .. 15 mm
+    auto onBand = [&](const QPoint& at) {
+        const QImage base = grabWithoutRout();
+        return grab().pixel(at) != base.pixel(at);
+    };
+    view->zoom2fit(0, 0, 20 * kMm, 20 * kMm);
+    const QPoint mid = pixel(7.5 * kMm, 10 * kMm), above = pixel(7.5 * kMm, 11.5 * kMm),
+                 beyond = pixel(16.5 * kMm, 10 * kMm);
+    EXPECT_TRUE(onBand(mid));
+    EXPECT_FALSE(onBand(above));
+    EXPECT_FALSE(onBand(beyond));
+    // Each move changes one thing the picture depends on at a time.
+    // Panned 3 mm left: the pixel past the end shows x = 13.5 mm, on it.
+    view->zoom2fit(-3 * kMm, 0, 17 * kMm, 20 * kMm);
+    EXPECT_TRUE(onBand(beyond));
+    // Then 3 mm up: the middle pixel shows y = 13 mm, off the band.
+    view->zoom2fit(-3 * kMm, 3 * kMm, 17 * kMm, 23 * kMm);
+    EXPECT_FALSE(onBand(mid));
+    // Zoomed in about the centre: the pixel that showed y = 11.5 mm shows a
+    // point half as far from the centre line, on the band now.
+    view->zoom2fit(0, 0, 20 * kMm, 20 * kMm);
+    EXPECT_FALSE(onBand(above));
+    view->scaleUp();
+    EXPECT_TRUE(onBand(above));
+    view->setShownLayers({ShownLayer{QStringLiteral("top"), 0}});
+    EXPECT_FALSE(onBand(pixel(7.5 * kMm, 10 * kMm)));
+}
+
 // The chevron's arms trail behind its tip: left of it while the chain runs
 // to the right, right of it once the chain is turned round with R.
 TEST_F(RoutDrawing, ArrowsPointTheWayTheCutterTravelsAndReverseTurnsThem) {
