@@ -4,6 +4,7 @@
 // another layer.
 // The layer lists come from the matrix of the job the host announces.
 #include <QAction>
+#include <QActionGroup>
 #include <QComboBox>
 #include <QDoubleSpinBox>
 #include <QLabel>
@@ -11,6 +12,7 @@
 #include <cmath>
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 #include "PluginNames.h"
 #include "TOLVA_API.h"
@@ -60,6 +62,7 @@ public:
         addMenuAction(this, "chainOrder", tr("Chain Order"), [this] { send(PluginNames::GraphicView, kChainOrder); });
         addMenuAction(this, "optimiseOrder", tr("Optimise Chain Order"),
                       [this] { send(PluginNames::GraphicView, kNewChainOrder, {{QStringLiteral("Optimise"), true}}); });
+        addDisplayActions(host);
     }
 
 protected:
@@ -79,6 +82,31 @@ protected:
     }
 
 private:
+    // What the view shows of the chains, kept in the host's shared state
+    // (the view reads it each frame): the chains over the rout layers, and
+    // the cutter's band as a filled band, its centre line or its outline.
+    void addDisplayActions(QWidget* host) {
+        QAction* show = addMenuAction(this, "showChains", tr("Show Chains"), [] {});
+        show->setCheckable(true);
+        show->setChecked(TOLVA::UIAPI::getShowPara(host).show_rout_info);
+        connect(show, &QAction::toggled, this, [host](bool on) {
+            TOLVA::UIAPI::ShowPara para = TOLVA::UIAPI::getShowPara(host);
+            para.show_rout_info = on;
+            TOLVA::UIAPI::setShowPara(host, para);
+        });
+        auto* bands = new QActionGroup(this);
+        const std::pair<const char*, QString> modes[] = {{"bandFilled", tr("Band Filled")},
+                                                         {"bandCentre", tr("Band as Centre Line")},
+                                                         {"bandOutline", tr("Band as Outline")}};
+        for (int mode = 0; mode < 3; ++mode) {
+            QAction* band = addMenuAction(this, modes[mode].first, modes[mode].second,
+                                          [host, mode] { TOLVA::UIAPI::setWidth(host, mode); });
+            band->setCheckable(true);
+            band->setChecked(TOLVA::UIAPI::getWidth(host) == mode);
+            bands->addAction(band);
+        }
+    }
+
     void drawAction(const QString& action) {
         send(PluginNames::GraphicView, kDrawChain, {{QStringLiteral("Action"), action}});
     }

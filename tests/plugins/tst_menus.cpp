@@ -328,6 +328,31 @@ TEST_F(RoutMenu, ChainRequestsCarryTheViewsKeysAndTheViewAnswers) {
     }
 }
 
+// The display choices go to the host's shared state, which the view reads
+// each frame: the chains appear and go with Show Chains, and the band's
+// mode is the one last chosen, its action checked alone.
+TEST_F(RoutMenu, ShowChainsAndTheBandChoiceSetWhatTheViewDraws) {
+    createChain("0", "2", 0, "10", "20");
+    showHost();
+    const QImage hidden = view->grab().toImage();
+    QAction* show = action(rout, "showChains");
+    ASSERT_TRUE(show->isCheckable());
+    EXPECT_FALSE(show->isChecked());
+    show->trigger();
+    EXPECT_TRUE(TOLVA::UIAPI::getShowPara(&host).show_rout_info);
+    EXPECT_NE(view->grab().toImage(), hidden);
+    const std::pair<const char*, int> bands[] = {{"bandOutline", 2}, {"bandCentre", 1}, {"bandFilled", 0}};
+    for (const auto& band : bands) {
+        action(rout, band.first)->trigger();
+        EXPECT_EQ(TOLVA::UIAPI::getWidth(&host), band.second) << band.first;
+        for (const auto& other : bands)
+            EXPECT_EQ(action(rout, other.first)->isChecked(), other.second == band.second) << other.first;
+    }
+    show->trigger();
+    EXPECT_FALSE(TOLVA::UIAPI::getShowPara(&host).show_rout_info);
+    EXPECT_EQ(view->grab().toImage(), hidden);
+}
+
 TEST_F(RoutMenu, CompensateOffersTheMatrixAndCreatesTheDestination) {
     bind(job->name(), {"rt"}, "rt");
     selectAll(job->name(), "rt");
