@@ -459,11 +459,12 @@ void ViewWidget::arcGeometry(bool clockwise, const QPointF& start, const QPointF
     rect = QRectF(centre.x() - r, centre.y() - r, 2 * r, 2 * r);
     startAngle = QLineF(centre, start).angle();
     const double endAngle = QLineF(centre, end).angle();
-    // Board arcs are given with y up; on screen (y down) a board-clockwise arc
-    // turns counter-clockwise.
-    double span = clockwise ? endAngle - startAngle : startAngle - endAngle;
+    // The line angles count counter-clockwise as the screen shows them, and
+    // the view shows the board's up as up: a board arc turns the same way
+    // on screen (a negative span is clockwise).
+    double span = clockwise ? startAngle - endAngle : endAngle - startAngle;
     while (span <= 0) span += 360.0;
-    spanAngle = clockwise ? span : -span;
+    spanAngle = clockwise ? -span : span;
 }
 
 void ViewWidget::draw_center(PluginMetaData msg) {

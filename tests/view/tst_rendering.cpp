@@ -418,13 +418,14 @@ TEST_F(Rendering, LinesAndArcsByWidthModeFollowTheSharedMode) {
     painter.setPen(QPen(Qt::white));
     QRectF rect;
     double start = 0, span = 0;
-    // A board-clockwise arc turns counter-clockwise on the screen (y down):
-    // a quarter about (50, 50) from the right to the top.
-    view->Drawarc_by_mode(painter, true, QPointF(80, 50), QPointF(50, 20), QPointF(50, 50), 3, rect, start, span);
+    // The view shows the board's up as up, so a board-clockwise arc turns
+    // clockwise on the screen too: a quarter about (50, 50) from the top to
+    // the right (Qt's angles count counter-clockwise, so the span is negative).
+    view->Drawarc_by_mode(painter, true, QPointF(50, 20), QPointF(80, 50), QPointF(50, 50), 3, rect, start, span);
     painter.end();
     EXPECT_EQ(rect, QRectF(20, 20, 60, 60));
-    EXPECT_DOUBLE_EQ(start, 0);
-    EXPECT_DOUBLE_EQ(span, 90);
+    EXPECT_DOUBLE_EQ(start, 90);
+    EXPECT_DOUBLE_EQ(span, -90);
     EXPECT_EQ(QColor(img.pixel(71, 28)), QColor(Qt::white));  // on the quarter between the ends
     EXPECT_EQ(QColor(img.pixel(28, 71)), QColor(Qt::black));  // the opposite quarter stays clear
 }

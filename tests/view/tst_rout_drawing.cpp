@@ -8,6 +8,7 @@
 #include <QHelpEvent>
 #include <QLabel>
 #include <QToolTip>
+#include <cmath>
 #include <random>
 
 #include "../plugins/sibling_fixture.h"
@@ -111,6 +112,30 @@ TEST_F(RoutDrawing, BandFollowsTheWidthMode) {
         EXPECT_EQ(img.pixel(x, cy + w), base.pixel(x, cy + w)) << "nothing beyond the band, mode " << c.mode;
     }
     TOLVA::UIAPI::setWidth(&host, rout::WidthFilled);
+}
+
+// An arc's band takes the arc's own way round: a quarter turn drawn the
+// other way would cover the three quarters it does not.
+TEST_F(RoutDrawing, AnArcsBandGoesTheArcsWayRound) {
+    struct Case {
+        double centre;   // on the diagonal, mm
+        bool clockwise;  // from (centre + 3, centre) to (centre, centre + 3)
+    };
+    const double r = 3 * kMm, diagonal = r / std::sqrt(2.0);
+    for (const Case& k : {Case{6, false}, Case{14, true}}) {
+        SCOPED_TRACE(k.clockwise ? "clockwise" : "counter-clockwise");
+        const double c = k.centre * kMm;
+        job.addArc("rout", c + r, c, c, c + r, c, c, "r100", k.clockwise);
+        toView(kDrawCode, {{"size", 2 * kMm}, {"comp", 0}, {"feed", 1200}, {"speed", 30000}});
+        const double pick = k.clockwise ? -diagonal : diagonal;
+        clickAt(pixel(c + pick, c + pick));
+        QTest::keyClick(view, Qt::Key_Return);
+        const QImage base = grabWithoutRout();
+        const QImage img = grab();
+        const QPoint quarter = pixel(c + diagonal, c + diagonal), opposite = pixel(c - diagonal, c - diagonal);
+        EXPECT_EQ(img.pixel(quarter) != base.pixel(quarter), !k.clockwise);
+        EXPECT_EQ(img.pixel(opposite) != base.pixel(opposite), k.clockwise);
+    }
 }
 
 // The pass's picture is kept between frames: a pan, a zoom or a hidden rout
