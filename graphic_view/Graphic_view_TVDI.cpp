@@ -69,6 +69,24 @@ void ViewWidget::takeHoleState(const PluginMetaData& msg) {
         m_tvdiExportLayers = msg.data.value(kExportLayersKey).toStringList();
         m_holeFlags[2] = !m_tvdiExportLayers.isEmpty();
     }
+    // Until a session names one, holes are picked on the job's drill layer.
+    if (m_tvdiHoleLayer.isEmpty()) {
+        m_tvdiHoleLayer = firstDrillLayer();
+        m_holeFlags[1] = !m_tvdiHoleLayer.isEmpty();
+    }
+}
+
+QString ViewWidget::firstDrillLayer() {
+    QString found;
+    if (m_job.isEmpty()) return found;
+    guarded(__FILE__, __LINE__, [&] {
+        for (const API::matrix_info& row : API::get_matrix(job()))
+            if (row.type == "drill") {
+                found = QString::fromStdString(row.name);
+                return;
+            }
+    });
+    return found;
 }
 
 // The drill hit nearest the point within a few pixels, centred on the hit

@@ -770,6 +770,7 @@ private:
     int m_indexA = -1;
     int m_indexB = -1;
     bool m_tvdiMode = false;
+    QString firstDrillLayer();
     bool m_statusFlags[3] = {false, false, false};
     QPixmap m_pixmap;
     QString m_coordinateText;

@@ -16,6 +16,9 @@ using TOLVA::PLUGIN::FormDialog;
 namespace CM = CoordinateMessages;
 // Opens the view's direct-imaging export dialog.
 constexpr qint32 kOpenImagingExport = 20004410;
+// Turns the view's imaging mode on or off: the export frame and the
+// registration holes over the board, and the hole picking of its context menu.
+constexpr qint32 kImagingMode = 20004401;
 
 class ActionsPanel : public TOLVA::PLUGIN::ReceivedMessagesPanel {
 public:
@@ -34,6 +37,8 @@ public:
         // its export session (layers, holes, the settings file's parameters).
         addMenuAction(this, "imagingExport", tr("Imaging Export..."),
                       [this] { send(PluginNames::GraphicView, kOpenImagingExport); });
+        QAction* mode = addMenuAction(this, "imagingMode", tr("Imaging Mode"), [this] { send(PluginNames::GraphicView, kImagingMode); });
+        mode->setCheckable(true);
     }
 
 private:

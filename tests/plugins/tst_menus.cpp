@@ -380,6 +380,26 @@ TEST_F(RoutMenu, CompensateOffersTheMatrixAndCreatesTheDestination) {
 
 // ---- the message panels -----------------------------------------------------------
 
+// Imaging Mode turns the view's export overlay (the image frame over the
+// board) on and off.
+TEST_F(Menus, ImagingModeShowsTheExportFrameUntilTurnedOff) {
+    ScopedJob job("menu_imaging", 20 * kMm, 20 * kMm, {"top"});
+    job.addPad("top", 10 * kMm, 10 * kMm, "r2000");
+    bind(job.name(), {"top"}, "top");
+    QWidget* actions = load(PluginNames::MenuBarActions);
+    QAction* mode = action(actions, "imagingMode");
+    ASSERT_TRUE(mode->isCheckable());
+    const QImage plain = view->grab().toImage();
+    MessageRecorder rec;
+    mode->trigger();
+    EXPECT_TRUE(mode->isChecked());
+    EXPECT_EQ(rec.withCode(20004401).size(), 1u);
+    EXPECT_NE(view->grab().toImage(), plain);
+    mode->trigger();
+    EXPECT_FALSE(mode->isChecked());
+    EXPECT_EQ(view->grab().toImage(), plain);
+}
+
 TEST_F(Menus, PanelsListWhatTheViewForwardsToThem) {
     QWidget* dfm = load(PluginNames::MenuBarDFM);
     QWidget* step = load(PluginNames::MenuBarStep);

@@ -113,6 +113,17 @@ TEST_F(Tvdi, HolesArePickedFromTheDrillLayerOrAtThePoint) {
     EXPECT_TRUE(view->tvdiAreaHoles().empty());
 }
 
+// Imaging mode turned on with nothing said about the session (as the
+// Actions menu does) picks holes on the job's drill layer.
+TEST_F(Tvdi, ABareImagingModePicksHolesOnTheJobsDrillLayer) {
+    send(20004401);
+    pickFromMenu(pixel(3e6, 3e6) + QPoint(3, -2), "Add Positioning Hole");
+    ASSERT_EQ(view->tvdiGlobalHoles().size(), 1u);
+    EXPECT_EQ(view->tvdiGlobalHoles()[0].x, 3e6);
+    EXPECT_EQ(view->tvdiGlobalHoles()[0].diameter, 5e5);
+    send(20004401);
+}
+
 // The overlay frames the image area in cyan and marks the holes, only in
 // TVDI mode.
 TEST_F(Tvdi, OverlayShowsTheFrameAndHolesOnlyInTvdiMode) {
