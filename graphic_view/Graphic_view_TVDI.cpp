@@ -69,11 +69,13 @@ void ViewWidget::takeHoleState(const PluginMetaData& msg) {
         m_tvdiExportLayers = msg.data.value(kExportLayersKey).toStringList();
         m_holeFlags[2] = !m_tvdiExportLayers.isEmpty();
     }
-    // Until a session names one, holes are picked on the job's drill layer.
+    // Until a session names them, holes are picked on the job's drill layer
+    // and the shown layers are exported.
     if (m_tvdiHoleLayer.isEmpty()) {
         m_tvdiHoleLayer = firstDrillLayer();
         m_holeFlags[1] = !m_tvdiHoleLayer.isEmpty();
     }
+    if (m_tvdiExportLayers.isEmpty()) m_holeFlags[2] = !get_show_layers().isEmpty();
 }
 
 QString ViewWidget::firstDrillLayer() {

@@ -68,6 +68,7 @@ protected:
                 if (sub->menu())
                     for (QAction* a : sub->menu()->actions())
                         if (a->text() == entry) {
+                            EXPECT_TRUE(sub->isEnabled() && a->isEnabled()) << entry.toStdString();
                             popup->close();
                             a->trigger();
                             done = true;
