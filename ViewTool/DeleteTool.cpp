@@ -20,8 +20,6 @@ namespace {
 constexpr char kPrefix[] = "DELETE_TOOL";
 constexpr char kInitLine[] = "DELETE_TOOL:\tInit";
 
-bool journalOn() { return DB::get_SaveFlag(); }
-
 // The features of `features` whose record is still the one at their index.
 FeatureMap stillPresent(const std::string& job, const std::string& step, const FeatureMap& features) {
     FeatureMap present;
@@ -44,17 +42,17 @@ int deleteFeaturesAsOneEdit(ViewWidget& view, const FeatureMap& features) {
         const FeatureMap present = stillPresent(job, step, features);
         std::vector<std::string> layers;
         for (const auto& layer : present) {
-            if (journalOn()) DB::clear_selected_features_db_save(job, step, layer.first);
+            if (DB::get_SaveFlag()) DB::clear_selected_features_db_save(job, step, layer.first);
             API::clear_selected_features(job, step, layer.first);
             for (const API::featureInfo& f : layer.second) {
-                if (journalOn()) DB::select_feature_by_id_db_save(job, step, layer.first, f.index);
+                if (DB::get_SaveFlag()) DB::select_feature_by_id_db_save(job, step, layer.first, f.index);
                 API::select_feature_by_id(job, step, layer.first, f.index);
             }
             layers.push_back(layer.first);
             deleted += int(layer.second.size());
         }
         if (!layers.empty()) {
-            if (journalOn()) DB::delete_selected_features_db_save(job, step, layers);
+            if (DB::get_SaveFlag()) DB::delete_selected_features_db_save(job, step, layers);
             API::delete_selected_features(job, step, layers);
         }
     } catch (...) {

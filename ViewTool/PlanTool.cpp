@@ -21,8 +21,6 @@ constexpr int kRefusalOffsetPixels = 16;
 const QColor kRefusalColour(255, 96, 96);
 const QColor kOldOutlineColour(160, 160, 160, 200);
 
-bool journalOn() { return DB::get_SaveFlag(); }
-
 QPointF startOf(const API::featureInfo& f) { return {f.xs, f.ys}; }
 QPointF endOf(const API::featureInfo& f) { return {f.xe, f.ye}; }
 QPointF centreOf(const API::featureInfo& f) { return {f.xc, f.yc}; }
@@ -117,7 +115,7 @@ bool PlanTool::commitPlan() {
     if (plan.add.empty() && plan.remove.empty()) return false;
     std::vector<int> indices;
     try {
-        if (journalOn()) DB::apply_plan_db_save(job(), step(), plan);
+        if (DB::get_SaveFlag()) DB::apply_plan_db_save(job(), step(), plan);
         indices = EDIT::apply_plan(job(), step(), plan);
     } catch (...) {
         reportFailure(m_view, __FILE__, __LINE__, std::current_exception(), QObject::tr("Information"));

@@ -24,8 +24,6 @@ constexpr double kPi = 3.14159265358979323846;
 constexpr int kPivotPixels = 6;
 constexpr int kLabelOffsetPixels = 14;
 
-bool journalOn() { return DB::get_SaveFlag(); }
-
 double degreesOf(const QPointF& v) { return std::atan2(v.y(), v.x()) * 180.0 / kPi; }
 }  // namespace
 
@@ -122,7 +120,7 @@ void RotateTool::turnSelection(int degrees) {
     t.py = m_pivot.y();
     const std::string job = m_view->jobName().toStdString(), step = m_view->stepName().toStdString();
     try {
-        if (journalOn()) DB::transform_selected_db_save(job, step, layers, t);
+        if (DB::get_SaveFlag()) DB::transform_selected_db_save(job, step, layers, t);
         EDIT::transform_selected(job, step, layers, t);
     } catch (...) {
         reportFailure(m_view, __FILE__, __LINE__, std::current_exception(), QObject::tr("Information"));

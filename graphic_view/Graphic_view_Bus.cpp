@@ -14,7 +14,6 @@ namespace TOLVA {
 namespace GRAPHIC {
 
 namespace {
-bool journalOn() { return DB::get_SaveFlag(); }
 const QColor kBusPreviewColour(255, 200, 0, 140);
 
 // The value of `key`, or `fallback` when the key is missing; false when the
@@ -64,7 +63,7 @@ void ViewWidget::bus_edit(PluginMetaData msg) {
             m_busPreview = plan.add;
             return;
         }
-        if (journalOn()) DB::apply_plan_db_save(job(), step(), plan);
+        if (DB::get_SaveFlag()) DB::apply_plan_db_save(job(), step(), plan);
         EDIT::apply_plan(job(), step(), plan);
         LOG(INFO) << "GRAPHIC_VIEW:\tbus of " << indices.size() << " lines re-spaced on " << work_layer;
         redrawAfterEdit();

@@ -25,8 +25,6 @@ constexpr qint32 kOffsetMove = 20001402;
 constexpr qint32 kCopyOrCut = 20001416;
 constexpr qint32 kPaste = 20001417;
 
-bool journalOn() { return DB::get_SaveFlag(); }
-
 // The kernel takes displacements as int, truncated toward zero (10.6 -> 10,
 // -10.6 -> -10); beyond the int range truncToInt saturates, and the kernel
 // refuses the move as out of range.
@@ -39,7 +37,7 @@ QPointF boxDisplacement(const QList<QRectF>& boxes) {
 }
 
 bool isSelected(const std::string& job, const std::string& step, const std::string& layer) {
-    if (journalOn()) DB::is_selected_db_save(job, step, layer);
+    if (DB::get_SaveFlag()) DB::is_selected_db_save(job, step, layer);
     return API::is_selected(job, step, layer);
 }
 
@@ -103,7 +101,7 @@ bool ViewWidget::check_active_layers(std::vector<std::string>& layers, bool ask_
     // The operator chose the whole layers: they become the selection acted on.
     return guarded(__FILE__, __LINE__, [&] {
         for (const std::string& layer : layers) {
-            if (journalOn()) DB::select_all_features_db_save(job(), step(), layer);
+            if (DB::get_SaveFlag()) DB::select_all_features_db_save(job(), step(), layer);
             API::select_features(job(), step(), layer);
         }
     });
@@ -114,7 +112,7 @@ std::map<std::string, std::vector<API::featureInfo>> ViewWidget::selectedFeature
     std::map<std::string, std::vector<API::featureInfo>> features;
     for (const std::string& layer : layers) {
         if (!isSelected(job(), step(), layer)) continue;
-        if (journalOn()) DB::get_selected_feature_info_db_save(job(), step(), layer);
+        if (DB::get_SaveFlag()) DB::get_selected_feature_info_db_save(job(), step(), layer);
         API::get_selected_feature_info(job(), step(), layer, features[layer]);
     }
     return features;
@@ -166,7 +164,7 @@ void ViewWidget::get_tool_edit_copy_or_cut_features() {
         UIAPI::Selection& selection = UIAPI::getSelection(m_host);
         for (const auto& entry : buffer.features)
             for (const API::featureInfo& f : entry.second) {
-                if (journalOn()) DB::unselect_feature_by_info_db_save(job(), step(), entry.first, f);
+                if (DB::get_SaveFlag()) DB::unselect_feature_by_info_db_save(job(), step(), entry.first, f);
                 API::unselect_feature_by_info(job(), step(), entry.first, f);
             }
         selection.count = 0;
@@ -178,7 +176,7 @@ bool ViewWidget::is_feature_isExist(const std::string& layer, const API::feature
     API::featureInfo now;
     bool found = false;
     guarded(__FILE__, __LINE__, [&] {
-        if (journalOn()) DB::get_featureinfo_by_index_db_save(job(), step(), layer, info.index);
+        if (DB::get_SaveFlag()) DB::get_featureinfo_by_index_db_save(job(), step(), layer, info.index);
         found = API::get_featureinfo_by_index(job(), step(), layer, info.index, now);
     });
     return found && now == info;
@@ -225,7 +223,7 @@ void ViewWidget::receive_Buffer_CpyAndCut() {
     guarded(__FILE__, __LINE__, [&] {
         const int dx = toOffset(d.x()), dy = toOffset(d.y());
         if (buffer.edit_type == kCut) {
-            if (journalOn()) DB::move_specified_features_db_save(job(), step(), layers, features, dx, dy);
+            if (DB::get_SaveFlag()) DB::move_specified_features_db_save(job(), step(), layers, features, dx, dy);
             API::move_specified_features(job(), step(), layers, features, dx, dy);
             // The cut features now sit at the paste position: later pastes
             // copy them from there.
@@ -235,7 +233,7 @@ void ViewWidget::receive_Buffer_CpyAndCut() {
             buffer.edit_type = kCopy;
             buffer.boxes[0] = buffer.boxes[1];
         } else {
-            if (journalOn()) DB::copy_specified_features_db_save(job(), step(), layers, features, dx, dy);
+            if (DB::get_SaveFlag()) DB::copy_specified_features_db_save(job(), step(), layers, features, dx, dy);
             API::copy_specified_features(job(), step(), layers, features, dx, dy);
         }
     });
@@ -252,10 +250,10 @@ void ViewWidget::applySameLayerOffset(bool copy, double dx, double dy) {
             if (m_outsideBoxConfirmed || isSelected(job(), step(), layer)) layers.push_back(layer);
         const int x = toOffset(dx), y = toOffset(dy);
         if (copy) {
-            if (journalOn()) DB::copy_features_in_samelayer_db_save(job(), step(), layers, x, y);
+            if (DB::get_SaveFlag()) DB::copy_features_in_samelayer_db_save(job(), step(), layers, x, y);
             API::copy_features_in_samelayer(job(), step(), layers, x, y);
         } else {
-            if (journalOn()) DB::move_same_layer_db_save(job(), step(), layers, x, y);
+            if (DB::get_SaveFlag()) DB::move_same_layer_db_save(job(), step(), layers, x, y);
             API::move_same_layer(job(), step(), layers, x, y);
         }
     });
@@ -287,14 +285,14 @@ void ViewWidget::receive_tool_edit_copy_and_cut(double dx, double dy, QObject*, 
         const std::map<std::string, std::vector<API::featureInfo>> features = selectedFeatures(layers);
         const int x = toOffset(dx), y = toOffset(dy);
         if (copy) {
-            if (journalOn()) DB::copy_specified_features_db_save(job(), step(), layers, features, x, y);
+            if (DB::get_SaveFlag()) DB::copy_specified_features_db_save(job(), step(), layers, features, x, y);
             API::copy_specified_features(job(), step(), layers, features, x, y);
         } else {
-            if (journalOn()) DB::move_specified_features_db_save(job(), step(), layers, features, x, y);
+            if (DB::get_SaveFlag()) DB::move_specified_features_db_save(job(), step(), layers, features, x, y);
             API::move_specified_features(job(), step(), layers, features, x, y);
         }
         for (const std::string& layer : layers) {
-            if (journalOn()) DB::unselect_features_db_save(job(), step(), layer);
+            if (DB::get_SaveFlag()) DB::unselect_features_db_save(job(), step(), layer);
             API::unselect_features(job(), step(), layer);
         }
     });
@@ -368,7 +366,7 @@ bool ViewWidget::undoLastEdit() {
 void ViewWidget::getNewSelectedFeature(QRectF box) {
     guarded(__FILE__, __LINE__, [&] {
         for (const std::string& layer : editLayers()) {
-            if (journalOn()) DB::clear_selected_features_db_save(job(), step(), layer);
+            if (DB::get_SaveFlag()) DB::clear_selected_features_db_save(job(), step(), layer);
             API::clear_selected_features(job(), step(), layer);
         }
     });

@@ -18,7 +18,6 @@ namespace {
 // A note pinned to a point is shown this many times its click box wide, so
 // that the zoom lands on the pin with some board around it.
 constexpr double kPointNoteZoomPixels = 200;
-bool journalOn() { return DB::get_SaveFlag(); }
 }  // namespace
 
 // Zooms to a note: "NoteId" (of the open step), or the box "xmin", "ymin",
@@ -91,7 +90,7 @@ int ViewWidget::addNoteOn(const QString& layer, const QRectF& box, const QString
     const std::string author = noteAuthor().toStdString(), time = NOTES::utc_now();
     int id = 0;
     noteEdit("note pinned", [&] {
-        if (journalOn())
+        if (DB::get_SaveFlag())
             DB::add_note_db_save(job(), step(), l, isBox, box.left(), box.top(), box.right(), box.bottom(), t, author,
                                  time);
         id = NOTES::add_note(job(), step(), l, isBox, box.left(), box.top(), box.right(), box.bottom(), t, author,
@@ -146,21 +145,21 @@ bool ViewWidget::editNote(int id) {
     if (!text || text->trimmed().isEmpty()) return false;
     const std::string t = text->trimmed().toStdString();
     return noteEdit("note edited", [&] {
-        if (journalOn()) DB::edit_note_db_save(job(), step(), id, t);
+        if (DB::get_SaveFlag()) DB::edit_note_db_save(job(), step(), id, t);
         NOTES::edit_note(job(), step(), id, t);
     });
 }
 
 bool ViewWidget::resolveNote(int id, bool resolved) {
     return noteEdit(resolved ? "note resolved" : "note reopened", [&] {
-        if (journalOn()) DB::set_note_resolved_db_save(job(), step(), id, resolved);
+        if (DB::get_SaveFlag()) DB::set_note_resolved_db_save(job(), step(), id, resolved);
         NOTES::set_note_resolved(job(), step(), id, resolved);
     });
 }
 
 bool ViewWidget::deleteNote(int id) {
     const bool done = noteEdit("note deleted", [&] {
-        if (journalOn()) DB::delete_note_db_save(job(), step(), id);
+        if (DB::get_SaveFlag()) DB::delete_note_db_save(job(), step(), id);
         NOTES::delete_note(job(), step(), id);
     });
     if (done && m_selectedNote == id) setSelectedNote(0);

@@ -27,8 +27,6 @@ constexpr qint32 kSelectAllInstances = 20001425;
 constexpr qint32 kInstanceModeCodes[] = {20001420, 20001421, kSelectAllInstances,
                                          kMoveInstances, kCopyInstances, kRotateInstances};
 
-bool journalOn() { return DB::get_SaveFlag(); }
-
 // A number of the request's data; false when it is missing or not finite.
 bool readFinite(const QVariantMap& data, const QString& key, double& out) {
     bool ok = false;
@@ -186,7 +184,7 @@ bool ViewWidget::placeStepInstance(const QString& child, const QPointF& at, doub
     row.angle = angle;
     row.mirror = mirror;
     const bool ok = guarded(__FILE__, __LINE__, [&] {
-        if (journalOn()) DB::add_sr_row_db_save(job(), step(), row);
+        if (DB::get_SaveFlag()) DB::add_sr_row_db_save(job(), step(), row);
         STEP::add_sr_row(job(), step(), row);
     });
     if (!ok) return false;
@@ -212,7 +210,7 @@ bool ViewWidget::editSelectedInstances(const char* what, const std::function<voi
 
 bool ViewWidget::moveSelectedInstances(double dx, double dy) {
     const auto edit = [&](const std::vector<STEP::sr_ref>& refs) {
-        if (journalOn()) DB::move_instances_db_save(job(), step(), refs, dx, dy);
+        if (DB::get_SaveFlag()) DB::move_instances_db_save(job(), step(), refs, dx, dy);
         STEP::move_instances(job(), step(), refs, dx, dy);
     };
     return editSelectedInstances("move", edit, movedBy(selectedInstances(), dx, dy));
@@ -221,7 +219,7 @@ bool ViewWidget::moveSelectedInstances(double dx, double dy) {
 // The copies become the selection, so that a second copy steps on from them.
 bool ViewWidget::copySelectedInstances(double dx, double dy) {
     const auto edit = [&](const std::vector<STEP::sr_ref>& refs) {
-        if (journalOn()) DB::copy_instances_db_save(job(), step(), refs, dx, dy);
+        if (DB::get_SaveFlag()) DB::copy_instances_db_save(job(), step(), refs, dx, dy);
         STEP::copy_instances(job(), step(), refs, dx, dy);
     };
     if (!editSelectedInstances("copy", edit, movedBy(selectedInstances(), dx, dy))) return false;
@@ -231,7 +229,7 @@ bool ViewWidget::copySelectedInstances(double dx, double dy) {
 
 bool ViewWidget::rotateSelectedInstances(double angle) {
     const auto edit = [&](const std::vector<STEP::sr_ref>& refs) {
-        if (journalOn()) DB::rotate_instances_db_save(job(), step(), refs, angle);
+        if (DB::get_SaveFlag()) DB::rotate_instances_db_save(job(), step(), refs, angle);
         STEP::rotate_instances(job(), step(), refs, angle);
     };
     return editSelectedInstances("rotate", edit, turnedBy(selectedInstances(), angle));
@@ -239,7 +237,7 @@ bool ViewWidget::rotateSelectedInstances(double angle) {
 
 bool ViewWidget::deleteSelectedInstances() {
     const auto edit = [&](const std::vector<STEP::sr_ref>& refs) {
-        if (journalOn()) DB::delete_instances_db_save(job(), step(), refs);
+        if (DB::get_SaveFlag()) DB::delete_instances_db_save(job(), step(), refs);
         STEP::delete_instances(job(), step(), refs);
     };
     return editSelectedInstances("delete", edit, {});

@@ -12,7 +12,6 @@ namespace TOLVA {
 namespace GRAPHIC {
 
 namespace {
-bool journalOn() { return DB::get_SaveFlag(); }
 
 // A number of the message, or `fallback` when the key is missing; nothing
 // when the value is there and not a finite number.
@@ -78,7 +77,7 @@ void ViewWidget::transform_selection(PluginMetaData msg) {
             t.px = extent->center().x();
             t.py = extent->center().y();
         }
-        if (journalOn()) DB::transform_selected_db_save(job(), step(), layers, t);
+        if (DB::get_SaveFlag()) DB::transform_selected_db_save(job(), step(), layers, t);
         const int changed = EDIT::transform_selected(job(), step(), layers, t);
         LOG(INFO) << "GRAPHIC_VIEW:\ttransformed " << changed << " selected features";
         if (changed > 0) redrawAfterEdit();

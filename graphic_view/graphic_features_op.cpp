@@ -27,8 +27,6 @@ namespace GRAPHIC {
 namespace {
 const QString kMultiLayerQuestion = QStringLiteral("Operation will be done on multiple layers. Continue?");
 
-bool journalOn() { return DB::get_SaveFlag(); }
-
 // The failure rule of feature creation: a thrown text is shown in a box
 // titled "Info" and the operation's own line goes to the log; a standard
 // exception shows its text in a box titled "Information".
@@ -61,23 +59,23 @@ std::vector<API::lPoint> toLPoints(const QVector<QPointF>& outline) {
 }
 
 std::string lineString(const API::feature_point& l, int index, int a, int b) {
-    if (journalOn()) DB::GreateLineString_db_save(l.xs, l.ys, l.xe, l.ye, index, a, b);
+    if (DB::get_SaveFlag()) DB::GreateLineString_db_save(l.xs, l.ys, l.xe, l.ye, index, a, b);
     return API::GreateLineString(l.xs, l.ys, l.xe, l.ye, index, a, b);
 }
 
 std::string arcString(const API::feature_point& p, int index, int a, int b, bool c) {
-    if (journalOn()) DB::GreateArcString_db_save(p.xs, p.ys, p.xe, p.ye, p.xc, p.yc, index, a, b, c);
+    if (DB::get_SaveFlag()) DB::GreateArcString_db_save(p.xs, p.ys, p.xe, p.ye, p.xc, p.yc, index, a, b, c);
     return API::GreateArcString(p.xs, p.ys, p.xe, p.ye, p.xc, p.yc, index, a, b, c);
 }
 
 // The second and third ints change places on their way to the builder.
 std::string padString(const QPointF& c, int index, int a, int b, int third, double scale) {
-    if (journalOn()) DB::GreatePadString_db_save(c.x(), c.y(), index, a, third, b);
+    if (DB::get_SaveFlag()) DB::GreatePadString_db_save(c.x(), c.y(), index, a, third, b);
     return API::GreatePadString(c.x(), c.y(), index, a, third, b, scale);
 }
 
 std::string surfaceString(const std::vector<API::lPoint>& points, int a, int b, bool c) {
-    if (journalOn()) DB::GreateSurfaceString_db_save(points, a, b, c);
+    if (DB::get_SaveFlag()) DB::GreateSurfaceString_db_save(points, a, b, c);
     return API::GreateSurfaceString(points, a, b, c);
 }
 
@@ -139,17 +137,17 @@ void selectWholeLayer(const std::string& job, const std::string& step, const std
                       std::vector<API::featureInfo>& selection) {
     const API::select_param saved = API::get_select_param();
     const API::select_param everything;
-    if (journalOn()) DB::set_select_param_db_save(everything);
+    if (DB::get_SaveFlag()) DB::set_select_param_db_save(everything);
     API::set_select_param(everything);
     try {
-        if (journalOn()) DB::select_all_features_db_save(job, step, layer);
+        if (DB::get_SaveFlag()) DB::select_all_features_db_save(job, step, layer);
         API::select_features(job, step, layer);
         API::get_selected_feature_info(job, step, layer, selection);
     } catch (...) {
         API::set_select_param(saved);
         throw;
     }
-    if (journalOn()) DB::set_select_param_db_save(saved);
+    if (DB::get_SaveFlag()) DB::set_select_param_db_save(saved);
     API::set_select_param(saved);
 }
 
@@ -161,7 +159,7 @@ void repeatWorker() {
             const std::string& layer = entry.first;
             if (g_repeat.allFeatures) selectWholeLayer(g_repeat.job, g_repeat.step, layer, entry.second);
             if (!entry.second.empty() && !offsets.empty()) {
-                if (journalOn())
+                if (DB::get_SaveFlag())
                     DB::multi_copy_features_in_samelayer_db_save(g_repeat.job, g_repeat.step, {layer}, offsets);
                 API::multi_copy_features_in_samelayer(g_repeat.job, g_repeat.step, {layer}, offsets);
             }
@@ -188,7 +186,7 @@ long long repeatYield(const ViewWidget::RepeatParameters& p, long long selected)
 
 int ViewWidget::symbolOn(const std::string& layer, const std::string& symbol) {
     int index = -1;
-    if (journalOn()) DB::create_new_symbol_db_save(job(), step(), layer, symbol, index);
+    if (DB::get_SaveFlag()) DB::create_new_symbol_db_save(job(), step(), layer, symbol, index);
     API::create_new_symbol(job(), step(), layer, symbol, index);
     return index;
 }
@@ -229,7 +227,7 @@ void ViewWidget::addOneFeature(const char* failure, const std::string* symbol, c
             strings[layer] = symbol ? build(layer, symbolOn(layer, *symbol)) : shared;
             layers.push_back(layer);
         }
-        if (journalOn()) DB::AddFeature_db_save(job(), step(), layers, strings, symbol_attributes);
+        if (DB::get_SaveFlag()) DB::AddFeature_db_save(job(), step(), layers, strings, symbol_attributes);
         API::AddFeature(job(), step(), layers, strings, symbol_attributes, flag);
         sendMatrixUpdate();
         draw();
@@ -266,7 +264,7 @@ void ViewWidget::add_text_feature(QPointF position, const std::string text, int 
                                   double e, const std::string font, double f, int g) {
     addOneFeature("add text feature Error.", nullptr,
                   [&](const std::string&, int) {
-                      if (journalOn())
+                      if (DB::get_SaveFlag())
                           DB::GreateTextString_db_save(position.x(), position.y(), text, a, b, c, d, e, font, g);
                       return API::GreateTextString(position.x(), position.y(), text, a, b, c, d, e, font, g, f);
                   },
@@ -346,7 +344,7 @@ void ViewWidget::add_features() {
             strings[candidates[i]] = pending_feature_strings[i];
         }
         const std::vector<API::attr_map> attributes(pending_feature_strings[0].size(), symbol_attributes);
-        if (journalOn()) DB::AddFeatures_db_save(job(), step(), layers, strings, attributes);
+        if (DB::get_SaveFlag()) DB::AddFeatures_db_save(job(), step(), layers, strings, attributes);
         API::AddFeatures(job(), step(), layers, strings, attributes);
         sendMatrixUpdate();
         draw();
@@ -403,7 +401,7 @@ void ViewWidget::repeat_selected_features(PluginMetaData msg) {
             if (layer != work_layer && !selection.count(layer)) layers.push_back(layer);
         if (!work_layer.empty()) layers.push_back(work_layer);
         for (const std::string& layer : layers) {
-            if (journalOn()) DB::get_selected_feature_info_db_save(job(), step(), layer);
+            if (DB::get_SaveFlag()) DB::get_selected_feature_info_db_save(job(), step(), layer);
             API::get_selected_feature_info(job(), step(), layer, selection[layer]);
             anySelected = anySelected || !selection[layer].empty();
         }
