@@ -230,6 +230,45 @@ void ViewWidget::drawarc(QPainter& painter, bool clockwise, const QPointF& start
     painter.drawArc(rect, truncToInt(startAngle * rout::kSixteenths), truncToInt(spanAngle * rout::kSixteenths));
 }
 
+namespace {
+// The filled band of a cutter path: each run of joined pieces of one tool
+// width stroked as one path, so that the translucent band is laid once
+// where pieces meet instead of darkening every joint.
+// `arcOf` gives an arc's square and angles as the view draws arcs.
+template <class ToPixel, class ArcOf>
+void fillBandRuns(QPainter& painter, const rout::Chain& path, double scale, ToPixel&& pixel, ArcOf&& arcOf) {
+    QPainterPath run;
+    int runWidth = 0;
+    auto flush = [&] {
+        if (run.isEmpty()) return;
+        QPen pen = painter.pen();
+        pen.setWidth(runWidth);
+        pen.setCapStyle(Qt::RoundCap);
+        pen.setJoinStyle(Qt::RoundJoin);
+        painter.strokePath(run, pen);
+        run = QPainterPath();
+    };
+    for (const Piece& p : path) {
+        const int width = std::max(1, int(std::lround(p.tool_size * scale)));
+        const QPointF a = pixel(p.start), b = pixel(p.end);
+        if (width != runWidth || run.isEmpty() || run.currentPosition() != a) {
+            flush();
+            runWidth = width;
+            run.moveTo(a);
+        }
+        if (!rout::isArc(p)) {
+            run.lineTo(b);
+            continue;
+        }
+        QRectF rect;
+        double startAngle = 0, spanAngle = 0;
+        arcOf(rout::isClockwise(p), a, b, pixel(p.centre), rect, startAngle, spanAngle);
+        run.arcTo(rect, startAngle, spanAngle);
+    }
+    flush();
+}
+}  // namespace
+
 // ---- the rout pass ---------------------------------------------------------------
 
 void ViewWidget::refreshRoutForPaint() {
@@ -306,18 +345,24 @@ void ViewWidget::paintRoutPass(QPainter& painter, const QStringList& routLayers)
         band.setAlpha(rout::kBandAlpha);
         painter.setPen(QPen(band));
         painter.setBrush(Qt::NoBrush);
-        for (const Piece& p : path) {
-            const int width = std::max(1, int(std::lround(p.tool_size * m_scale)));
-            if (rout::isArc(p)) {
-                QRectF rect;
-                double startAngle = 0, spanAngle = 0;
-                drawarc(painter, rout::isClockwise(p), pixel(p.start), pixel(p.end), pixel(p.centre), width, rect,
-                        startAngle, spanAngle);
-            } else {
-                QLineF line(pixel(p.start), pixel(p.end));
-                drawline(painter, width, line, Qt::RoundCap);
+        if (get_width_mode() == rout::WidthFilled)
+            fillBandRuns(painter, path, m_scale, pixel, [](bool cw, const QPointF& a, const QPointF& b, const QPointF& c,
+                                                           QRectF& rect, double& start, double& span) {
+                arcGeometry(cw, a, b, c, rect, start, span);
+            });
+        else
+            for (const Piece& p : path) {
+                const int width = std::max(1, int(std::lround(p.tool_size * m_scale)));
+                if (rout::isArc(p)) {
+                    QRectF rect;
+                    double startAngle = 0, spanAngle = 0;
+                    drawarc(painter, rout::isClockwise(p), pixel(p.start), pixel(p.end), pixel(p.centre), width, rect,
+                            startAngle, spanAngle);
+                } else {
+                    QLineF line(pixel(p.start), pixel(p.end));
+                    drawline(painter, width, line, Qt::RoundCap);
+                }
             }
-        }
         for (const Piece& p : chain) {
             const QPointF a = pixel(p.start), b = pixel(p.end);
             if (!rout::isArc(p)) {

@@ -138,6 +138,26 @@ TEST_F(RoutDrawing, AnArcsBandGoesTheArcsWayRound) {
     }
 }
 
+// Filled, the translucent band is laid once where two pieces meet: the
+// joint shows the band's colour, not a darker blot.
+TEST_F(RoutDrawing, AFilledBandIsEvenAcrossAJoint) {
+    job.addLine("rout", 4 * kMm, 6 * kMm, 14 * kMm, 6 * kMm, "r100");
+    job.addLine("rout", 14 * kMm, 6 * kMm, 14 * kMm, 16 * kMm, "r100");
+    toView(kDrawCode, {{"size", 2 * kMm}, {"comp", 0}, {"feed", 1200}, {"speed", 30000}});
+    clickAt(pixel(9 * kMm, 6 * kMm));
+    clickAt(pixel(14 * kMm, 11 * kMm));
+    QTest::keyClick(view, Qt::Key_Return);
+    ASSERT_EQ(view->routChains().size(), 1u);
+    TOLVA::UIAPI::setWidth(&host, rout::WidthFilled);
+    const QImage base = grabWithoutRout();
+    const QImage img = grab();
+    // Points off the arrows, inside the band, on the board's black.
+    const QPoint joint = pixel(14.4 * kMm, 5.6 * kMm), along = pixel(7 * kMm, 5.6 * kMm);
+    ASSERT_EQ(base.pixel(joint), base.pixel(along));
+    EXPECT_NE(img.pixel(along), base.pixel(along));
+    EXPECT_EQ(img.pixel(joint), img.pixel(along));
+}
+
 // The pass's picture is kept between frames: a pan, a zoom or a hidden rout
 // layer must show, the first frame after it, what the view now shows.
 TEST_F(RoutDrawing, TheBandFollowsThePanAndTheZoomAndGoesWithItsLayer) {
