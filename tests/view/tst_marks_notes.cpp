@@ -9,6 +9,7 @@
 #include <QMenu>
 #include <QPushButton>
 #include <QTreeWidget>
+#include <cmath>
 #include <optional>
 
 #include "TOLVA_Notes.h"
@@ -263,6 +264,42 @@ TEST_F(MarksNotes, NotesToolPinsPointsAndBoxesAndWorksOnThePickedNote) {
     answer.reset();
     clickAt(px(1 * kMm, 9 * kMm));
     EXPECT_EQ(notes().size(), 2u);
+}
+
+// A drag shows its box as a dashed frame while the button is down.
+TEST_F(MarksNotes, NotesToolShowsTheDraggedBox) {
+    view->zoom2fit(0, 0, 10 * kMm, 10 * kMm);
+    deliver(PluginNames::MenuBarEdit, PluginNames::GraphicView, 20000263);
+    const QPoint from = px(2 * kMm, 7 * kMm), to = px(7 * kMm, 3 * kMm);
+    auto whiteAlongTop = [&] {
+        const QImage shot = view->grab().toImage();
+        int n = 0;
+        for (int x = from.x() + 2; x < to.x() - 1; ++x) n += shot.pixelColor(x, from.y()) == QColor(Qt::white);
+        return n;
+    };
+    mouse(QEvent::MouseButtonPress, from, Qt::LeftButton);
+    mouse(QEvent::MouseMove, to, Qt::LeftButton);
+    EXPECT_GT(whiteAlongTop(), (to.x() - from.x()) / 3);
+    mouse(QEvent::MouseButtonRelease, to, Qt::NoButton);
+}
+
+// A point note is zoomed to with board around it: 200 of the current
+// pixels across, so the zoom grows by the view's smaller side over 200.
+// Deleting another note keeps the picked one.
+TEST_F(MarksNotes, ZoomToAPointNoteShowsTheBoardAroundItAndDeletingAnotherKeepsThePick) {
+    view->zoom2fit(0, 0, 10 * kMm, 10 * kMm);
+    const int pin = NOTES::add_note(kJob, ScopedJob::kStep, "top", false, 3 * kMm, 4 * kMm, 0, 0, "pin", "", "");
+    const int other = NOTES::add_note(kJob, ScopedJob::kStep, "top", false, 8 * kMm, 8 * kMm, 0, 0, "x", "", "");
+    const double before = view->scale();
+    deliver(PluginNames::Notes, PluginNames::GraphicView, 20000264, {{"NoteId", pin}});
+    EXPECT_NEAR(view->center().x(), 3 * kMm, 1000);
+    EXPECT_NEAR(view->center().y(), 4 * kMm, 1000);
+    EXPECT_NEAR(view->scale() / before, std::min(view->width(), view->height()) / 200.0, 0.02);
+    ASSERT_EQ(view->selectedNote(), pin);
+    EXPECT_TRUE(view->deleteNote(other));
+    EXPECT_EQ(view->selectedNote(), pin);
+    EXPECT_TRUE(view->deleteNote(pin));
+    EXPECT_EQ(view->selectedNote(), 0);
 }
 
 TEST_F(MarksNotes, DoubleClickOnANoteOffersItsChoices) {

@@ -128,6 +128,15 @@ TEST_F(RoutDrawing, ArrowsPointTheWayTheCutterTravelsAndReverseTurnsThem) {
         return sum;
     };
     EXPECT_LT(armSide(), 0);
+    // The arms reach back from the tip: three pixels off the line, about five behind it.
+    {
+        const QImage img = grab();
+        int reach = 0;
+        for (int dx = 1; dx <= 10; ++dx)
+            if (white(img.pixel(tip - dx, cy - 3)) || white(img.pixel(tip - dx, cy + 3))) reach = dx;
+        EXPECT_GE(reach, 4);
+        EXPECT_LE(reach, 7);
+    }
 
     toView(kDrawCode);
     clickAt(pixel(10 * kMm, 10 * kMm));  // takes the chain up
@@ -174,7 +183,8 @@ TEST_F(RoutDrawing, ClosedChainTakesItsStartFromAClickAndIsOneUndoStep) {
     job.addLine("rout", lo, lo, lo, hi, "r200");  // 3: left side, upwards
     MessageRecorder messages;
     toView(kDrawCode, {{"comp", 2}});
-    for (const QPoint& p : {pixel(mid, lo), pixel(hi, mid), pixel(mid, hi), pixel(lo, mid)}) clickAt(p);
+    // The right side first: the top meets its start and turns it round.
+    for (const QPoint& p : {pixel(hi, mid), pixel(mid, hi), pixel(lo, mid), pixel(mid, lo)}) clickAt(p);
     auto* tool = qobject_cast<RoutTool*>(view->currentTool());
     ASSERT_TRUE(tool);
     ASSERT_TRUE(tool->isClosed());
@@ -272,6 +282,18 @@ TEST_F(RoutDrawing, OrderGoesToTheMenuAndOptimisingShortensTheAirTravel) {
     EXPECT_EQ(view->routChains()[0].front().start.x(), 8 * kMm);
     toView(kNewOrderCode, {{"Order", "x"}});
     EXPECT_EQ(answersOf().size(), 1u) << "a bad order is not answered";
+}
+
+// Eight chains side by side are told apart by eight colours; the ninth takes the first again.
+TEST(RoutColours, EightDistinctColoursThenRoundAgain) {
+    std::vector<QRgb> seen;
+    for (int chain = 1; chain <= 8; ++chain) {
+        const QColor c = rout::chainColour(chain);
+        ASSERT_TRUE(c.isValid()) << chain;
+        EXPECT_EQ(std::count(seen.begin(), seen.end(), c.rgb()), 0) << chain;
+        seen.push_back(c.rgb());
+    }
+    EXPECT_EQ(rout::chainColour(9), rout::chainColour(1));
 }
 
 // Random chains: the order found never travels further than the given one
