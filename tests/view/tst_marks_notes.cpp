@@ -218,6 +218,39 @@ TEST_F(MarksNotes, MarkToolPlacesAToolingHoleWhereClicked) {
     EXPECT_EQ(on("drl").size(), 1u);
 }
 
+// The tool shows the mark's outer size (pad and clearance) as a hollow,
+// dashed ring round the cursor: 1 mm pad and 1 mm clearance, 1.5 mm out.
+TEST_F(MarksNotes, MarkToolRingsTheCursorWithTheMarksOuterSize) {
+    view->zoom2fit(0, 0, 10 * kMm, 10 * kMm);
+    deliver(PluginNames::MenuBarEdit, PluginNames::GraphicView, TOLVA::GRAPHIC::MarkTool::kMarkCode);
+    view->grab();  // the first paint lays the view out
+    const QPoint at = px(5 * kMm, 5 * kMm);
+    mouse(QEvent::MouseMove, at, Qt::NoButton);
+    const QImage shot = view->grab().toImage();
+    const double r = 1.5 * kMm * view->scale();
+    ASSERT_GT(r, 20);
+    // Of 72 directions, those with a light pixel within a pixel of `radius`.
+    auto lightOnRing = [&](double radius) {
+        int hits = 0;
+        for (int k = 0; k < 72; ++k) {
+            const double a = k * M_PI / 36;
+            bool hit = false;
+            for (int d = -1; d <= 1; ++d) {
+                const QColor c = shot.pixelColor(at + QPoint(int(std::lround((radius + d) * std::cos(a))),
+                                                             int(std::lround((radius + d) * std::sin(a)))));
+                hit = hit || (c.red() > 100 && c.green() > 100 && c.blue() > 100);
+            }
+            hits += hit;
+        }
+        return hits;
+    };
+    EXPECT_GE(lightOnRing(r), 24);
+    EXPECT_LT(lightOnRing(r), 72) << "dashed";
+    EXPECT_LE(lightOnRing(0.8 * r), 4) << "hollow, and no smaller";  // the cursor's cross may cross it
+    EXPECT_LE(lightOnRing(0.4 * r), 4);
+    EXPECT_LE(lightOnRing(1.2 * r), 4) << "no larger";
+}
+
 // ---- notes -------------------------------------------------------------------
 
 TEST_F(MarksNotes, NotesToolPinsPointsAndBoxesAndWorksOnThePickedNote) {
