@@ -80,6 +80,22 @@ bool white(QRgb c) { return c == qRgb(255, 255, 255); }
 
 // ---- the chain on screen -------------------------------------------------------
 
+// While a chain is being drawn the tool shows the cutter's band in the
+// chain's colour, half the cutter either side of the line.
+TEST_F(RoutDrawing, ToolShowsTheBandInTheChainsColourWhileDrawing) {
+    job.addLine("rout", 5 * kMm, 10 * kMm, 15 * kMm, 10 * kMm, "r100");
+    const QImage base = grab();
+    toView(kDrawCode, {{"size", 2 * kMm}, {"comp", 0}});
+    clickAt(pixel(10 * kMm, 10 * kMm));
+    const QImage img = grab();
+    const QPoint inside = pixel(7 * kMm, 10.5 * kMm), beyond = pixel(7 * kMm, 11.5 * kMm);
+    const QColor band(img.pixel(inside)), chain = rout::chainColour(1);
+    EXPECT_NE(img.pixel(inside), base.pixel(inside));
+    EXPECT_GT(band.red(), band.green()) << "chain 1 is red";
+    EXPECT_GT(chain.red(), chain.green());
+    EXPECT_EQ(img.pixel(beyond), base.pixel(beyond));
+}
+
 // A point a quarter along the line lies away from the arrow (at its middle),
 // the plunge disc and the number: only the band can touch it.
 TEST_F(RoutDrawing, BandFollowsTheWidthMode) {
