@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <tuple>
 
+#include "TOLVA_Edit.h"
 #include "TOLVA_Step.h"
 #include "ViewTool/SRSelectTool.h"
 #include "ViewTool/StepRepeatTool.h"
@@ -262,6 +263,18 @@ TEST_F(StepRepeatView, EscapeDropsADragAndTheSelectedInstancesAreDrawnHighlighte
     const QColor selected = picture.pixelColor(centreOf(0, 0));
     const QColor other = picture.pixelColor(centreOf(1, 0));
     EXPECT_GT(selected.red() + selected.green(), other.red() + other.green());  // the yellow tint
+}
+
+// The highlight follows the child's outline when an edit changes it.
+TEST_F(StepRepeatView, TheSelectedOutlineFollowsAnEditOfTheChildsProfile) {
+    setGrid();
+    send(20001420);
+    click(centreOf(1, 0));
+    ASSERT_EQ(view->selectedInstanceOutlines().size(), 1);
+    EXPECT_DOUBLE_EQ(view->selectedInstanceOutlines()[0].boundingRect().width(), 2 * kMm);
+    TOLVA::EDIT::set_profile_rect(m_jobName, kChild, 0, 0, 2.5 * kMm, kMm, 0);
+    ASSERT_EQ(view->selectedInstanceOutlines().size(), 1);
+    EXPECT_DOUBLE_EQ(view->selectedInstanceOutlines()[0].boundingRect().width(), 2.5 * kMm);
 }
 
 // A typed move or copy needs both offsets as numbers; one alone is refused
