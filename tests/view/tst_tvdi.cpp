@@ -144,6 +144,18 @@ TEST_F(Tvdi, OverlayShowsTheFrameAndHolesOnlyInTvdiMode) {
     EXPECT_NE(image.pixelColor(holeEdge), yellow);
 }
 
+// A frame that cannot be worked out (a layer that is not there) is not
+// drawn: only the holes are marked.
+TEST_F(Tvdi, NoFrameIsDrawnWhenItCannotBeWorkedOut) {
+    send(20004402, {{ViewWidget::kHoleLayerKey, "drill"}, {ViewWidget::kExportLayersKey, QStringList{"gone"}}});
+    ASSERT_TRUE(view->tvdiMode());
+    const QImage image = shot();
+    const QPoint origin = pixel(0, 0);
+    for (int dy = -2; dy <= 2; ++dy)
+        for (int dx = -2; dx <= 2; ++dx)
+            EXPECT_NE(image.pixelColor(origin + QPoint(dx, dy)), QColor(0, 255, 255)) << dx << "," << dy;
+}
+
 // The dialog opens on request, prefilled from the settings file; Export
 // writes the images and the registration file and lists them.
 TEST_F(Tvdi, ExportDialogTakesTheSettingsAndWritesTheImages) {
