@@ -237,8 +237,14 @@ TEST(FillContours, ChainOfLinesAndAnArcInAnyOrderClosesAndNests) {
     ids.push_back(JOB::feature_count(kJob, kStep, "top") - 1);
     for (const auto& e : std::vector<std::array<double, 4>>{{2, 2, 4, 2}, {4, 4, 4, 2}, {4, 4, 2, 4}, {2, 2, 2, 4}})
         ids.push_back(lineOn(e[0] * kMm, e[1] * kMm, e[2] * kMm, e[3] * kMm));
-    const FILL::region r = FILL::chain_contour(kJob, kStep, "top", ids);
-    ASSERT_EQ(r.size(), 1u);
+    // And an island inside that loop, a third level down.
+    for (const auto& e : std::vector<std::array<double, 4>>{{2.5, 2.5, 3.5, 2.5}, {3.5, 2.5, 3.5, 3.5}, {3.5, 3.5, 2.5, 3.5}, {2.5, 3.5, 2.5, 2.5}})
+        ids.push_back(lineOn(e[0] * kMm, e[1] * kMm, e[2] * kMm, e[3] * kMm));
+    FILL::region r = FILL::chain_contour(kJob, kStep, "top", ids);
+    ASSERT_EQ(r.size(), 2u);
+    std::sort(r.begin(), r.end(), [](const auto& a, const auto& b) { return ringArea(a.outer) > ringArea(b.outer); });
+    EXPECT_NEAR(ringArea(r[1].outer), 1 * kMm * kMm, 1);
+    EXPECT_TRUE(r[1].holes.empty());
     ASSERT_EQ(r[0].holes.size(), 1u);
     const double halfDisc = 3.14159265358979 * 25 * kMm * kMm / 2;
     EXPECT_NEAR(ringArea(r[0].outer), 100 * kMm * kMm + halfDisc, halfDisc * 1e-4);

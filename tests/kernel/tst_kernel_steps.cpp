@@ -163,6 +163,12 @@ TEST(Steps, AFeatureInTheThirdInstanceReportsThatInstance) {
     EXPECT_EQ(h.path[0].iy, 0);
     EXPECT_EQ(h.child, "pcb");
     EXPECT_EQ(h.index, 0);
+    // The tolerance reaches every way: the line ends at (15, 3) mm, below
+    // and left of this point, its round end 0.32 mm away.
+    const STEP::instance_hit near = STEP::hit_feature(kJob, "panel", "top", 50 * kMm + 15.3 * kMm, 3.3 * kMm, 0.45 * kMm);
+    ASSERT_TRUE(near.hit);
+    EXPECT_EQ(near.index, 0);
+    EXPECT_EQ(near.path[0].ix, 2);
     bool found = false;
     const STEP::sr_instance in = STEP::instance_at(kJob, "panel", 60 * kMm, 5 * kMm, found);
     ASSERT_TRUE(found);
