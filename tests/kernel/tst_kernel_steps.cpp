@@ -179,6 +179,36 @@ TEST(Steps, AFeatureInTheThirdInstanceReportsThatInstance) {
     EXPECT_FALSE(found);  // in the gap
 }
 
+// Each surface of a layer keeps its own outline and hole when placed, the
+// second as well as the first.
+TEST(Steps, EverySurfaceOfALayerIsPlacedWithItsOwnRings) {
+    kt::freshJob(kJob, {"top"});
+    addTo("pcb", "top", API::GreateSurfaceString({{1 * kMm, 1 * kMm}, {3 * kMm, 1 * kMm}, {2 * kMm, 3 * kMm}}, 1, 0, true));
+    addTo("pcb", "top", API::GreateSurfaceString({{5 * kMm, 1 * kMm}, {9 * kMm, 1 * kMm}, {9 * kMm, 4 * kMm}, {5 * kMm, 4 * kMm},
+                                                  {5 * kMm, 1 * kMm}, {6 * kMm, 2 * kMm}, {7 * kMm, 2 * kMm},
+                                                  {7 * kMm, 3 * kMm}, {6 * kMm, 3 * kMm}, {6 * kMm, 2 * kMm}},
+                                                 1, 0, true));
+    JOB::create_step(kJob, "panel");
+    STEP::set_sr_table(kJob, "panel", {row("pcb", 30 * kMm, 10 * kMm, 0, 0, 1, 1)});
+    STEP::flatten_step(kJob, "panel", "flat", {});
+    ASSERT_EQ(JOB::feature_count(kJob, "flat", "top"), 2);
+    for (int i = 0; i < 2; ++i) {
+        API::featureInfo child, placed;
+        API::get_featureinfo_by_index(kJob, "pcb", "top", i, child);
+        API::get_featureinfo_by_index(kJob, "flat", "top", i, placed);
+        EXPECT_EQ(placed.xmin, child.xmin + 30 * kMm) << i;
+        EXPECT_EQ(placed.xmax, child.xmax + 30 * kMm) << i;
+        EXPECT_EQ(placed.ymin, child.ymin + 10 * kMm) << i;
+        EXPECT_EQ(placed.ymax, child.ymax + 10 * kMm) << i;
+    }
+    const auto panel = picture("panel", "top", 200, 100, 30 * kMm, 10 * kMm, 40 * kMm, 15 * kMm);
+    const auto flat = picture("flat", "top", 200, 100, 30 * kMm, 10 * kMm, 40 * kMm, 15 * kMm);
+    EXPECT_EQ(differing(panel, flat), 0);
+    // The hole of the second stays open: 6.5, 2.5 mm in the child.
+    EXPECT_EQ(painted(picture("flat", "top", 10, 10, 36.4 * kMm, 12.4 * kMm, 36.6 * kMm, 12.6 * kMm)), 0);
+    EXPECT_EQ(painted(picture("flat", "top", 10, 10, 38.4 * kMm, 12.4 * kMm, 38.6 * kMm, 12.6 * kMm)), 100);
+}
+
 TEST(Steps, NestedPanelsCountEveryInstance) {
     makeBoard();
     STEP::set_sr_table(kJob, "panel", {row("pcb", 0, 0, 25 * kMm, 15 * kMm, 2, 3)});
