@@ -308,6 +308,7 @@ TEST(FillRefusals, AreThrownBeforeAnyWorkWithTheReason) {
          }, "neither a line nor an arc"},
         {"two-point contour", [] { FILL::solid_surface({{{{0, 0}, {1e6, 0}, {0, 0}}, {}}}); }, "open"},
         {"zero hatch pitch", [&] { FILL::hatch_lines(board, {1e5, 0, 0, false}); }, "pitch must be greater than zero"},
+        {"zero hatch width", [&] { FILL::hatch_lines(board, {0, 1e6, 0, false}); }, "the hatch width"},
         {"negative pad pitch", [&] { FILL::pad_grid(kJob, kStep, "top", board, {"r100", -1e6, 1e6, false, 0, false}); }, "pitch in x"},
         {"NaN pad pitch", [&] { FILL::pad_grid(kJob, kStep, "top", board, {"r100", 1e6, NAN, false, 0, false}); }, "pitch in y"},
         {"negative clearance", [&] { FILL::pad_grid(kJob, kStep, "top", board, {"r100", 1e6, 1e6, false, -1, false}); }, "clearance"},

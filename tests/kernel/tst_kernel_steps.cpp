@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <functional>
+#include <tuple>
 
 #include "TOLVA_Checks.h"
 #include "TOLVA_Step.h"
@@ -138,8 +140,19 @@ TEST(Steps, TurnedAndMirroredInstancesLandWhereTheirPlacementSays) {
     makeBoard();
     // The pad at (17, 2) mm of an instance turned 90 degrees at (50, 0) mm lies
     // at (50 - 2, 17) mm; mirrored, (5, 7) mm at (100, 0) lies at (95, 7).
-    STEP::set_sr_table(kJob, "panel", {row("pcb", 50 * kMm, 0, 0, 0, 1, 1, 90), row("pcb", 100 * kMm, 0, 0, 0, 1, 1, 0, true)});
+    // Half a turn at (150, 20) mm puts it at (133, 18) mm; 30 degrees at
+    // (200, 0) mm at (200 + 17 cos 30 - 2 sin 30, 17 sin 30 + 2 cos 30).
+    STEP::set_sr_table(kJob, "panel", {row("pcb", 50 * kMm, 0, 0, 0, 1, 1, 90), row("pcb", 100 * kMm, 0, 0, 0, 1, 1, 0, true),
+                                       row("pcb", 150 * kMm, 20 * kMm, 0, 0, 1, 1, 180), row("pcb", 200 * kMm, 0, 0, 0, 1, 1, 30)});
     const auto hitAt = [](double x, double y) { return STEP::hit_feature(kJob, "panel", "top", x, y, 1000); };
+    const double c30 = std::sqrt(3.0) / 2;
+    for (const auto& [x, y, placement] : {std::tuple<double, double, int>{133 * kMm, 18 * kMm, 2},
+                                          std::tuple<double, double, int>{(200 + 17 * c30 - 1) * kMm, (8.5 + 2 * c30) * kMm, 3}}) {
+        const STEP::instance_hit h = hitAt(x, y);
+        ASSERT_TRUE(h.hit) << placement;
+        EXPECT_EQ(h.index, 2) << placement;
+        EXPECT_EQ(h.path.at(0).row, placement);
+    }
     const STEP::instance_hit turned = hitAt(48 * kMm, 17 * kMm);
     ASSERT_TRUE(turned.hit);
     EXPECT_EQ(turned.index, 2);
@@ -169,6 +182,10 @@ TEST(Steps, AFeatureInTheThirdInstanceReportsThatInstance) {
     ASSERT_TRUE(near.hit);
     EXPECT_EQ(near.index, 0);
     EXPECT_EQ(near.path[0].ix, 2);
+    // The line starts at (1, 1) mm, below and right of this one.
+    const STEP::instance_hit start = STEP::hit_feature(kJob, "panel", "top", 50 * kMm + 0.7 * kMm, 1.3 * kMm, 0.45 * kMm);
+    ASSERT_TRUE(start.hit);
+    EXPECT_EQ(start.index, 0);
     bool found = false;
     const STEP::sr_instance in = STEP::instance_at(kJob, "panel", 60 * kMm, 5 * kMm, found);
     ASSERT_TRUE(found);
