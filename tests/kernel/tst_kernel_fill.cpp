@@ -160,6 +160,20 @@ TEST(FillPads, PadsCutByTheBoundaryAreClippedInsideTheShrunkRegionOrDropped) {
     // row come within 0.1 mm of the edge, the 5.5 mm ones sit on it) but the
     // four at 2.5 and 3.5 mm that reach the hole.
     EXPECT_EQ(dropped.centres.size(), 16u - 4u);
+
+    // A clipped round or oval pad stays within its own outline: every corner
+    // of a piece within the pad's half length of a grid node.
+    for (const auto& [symbol, reach] : {std::pair<const char*, double>{"r800", 0.4 * kMm}, {"oval800x400", 0.4 * kMm}}) {
+        const FILL::pad_result r = FILL::pad_grid(kJob, kStep, "top", area, {symbol, 1 * kMm, 1 * kMm, false, clearance, true});
+        ASSERT_FALSE(r.clipped.empty()) << symbol;
+        for (const auto& piece : r.clipped) {
+            ASSERT_GE(piece.size(), 4u) << symbol;
+            for (const lPoint& v : piece) {
+                const double nx = (std::floor(v.x / kMm) + 0.5) * kMm, ny = (std::floor(v.y / kMm) + 0.5) * kMm;
+                ASSERT_LE(std::hypot(v.x - nx, v.y - ny), reach + 1) << symbol << " " << v.x << ", " << v.y;
+            }
+        }
+    }
 }
 
 // ---- hatch ------------------------------------------------------------------------
