@@ -160,6 +160,20 @@ TEST(FillPads, PadsCutByTheBoundaryAreClippedInsideTheShrunkRegionOrDropped) {
     // row come within 0.1 mm of the edge, the 5.5 mm ones sit on it) but the
     // four at 2.5 and 3.5 mm that reach the hole.
     EXPECT_EQ(dropped.centres.size(), 16u - 4u);
+
+    // A clipped round or oval pad stays within its own outline: every corner
+    // of a piece within the pad's half length of a grid node.
+    for (const auto& [symbol, reach] : {std::pair<const char*, double>{"r800", 0.4 * kMm}, {"oval800x400", 0.4 * kMm}}) {
+        const FILL::pad_result r = FILL::pad_grid(kJob, kStep, "top", area, {symbol, 1 * kMm, 1 * kMm, false, clearance, true});
+        ASSERT_FALSE(r.clipped.empty()) << symbol;
+        for (const auto& piece : r.clipped) {
+            ASSERT_GE(piece.size(), 4u) << symbol;
+            for (const lPoint& v : piece) {
+                const double nx = (std::floor(v.x / kMm) + 0.5) * kMm, ny = (std::floor(v.y / kMm) + 0.5) * kMm;
+                ASSERT_LE(std::hypot(v.x - nx, v.y - ny), reach + 1) << symbol << " " << v.x << ", " << v.y;
+            }
+        }
+    }
 }
 
 // ---- hatch ------------------------------------------------------------------------
@@ -237,8 +251,14 @@ TEST(FillContours, ChainOfLinesAndAnArcInAnyOrderClosesAndNests) {
     ids.push_back(JOB::feature_count(kJob, kStep, "top") - 1);
     for (const auto& e : std::vector<std::array<double, 4>>{{2, 2, 4, 2}, {4, 4, 4, 2}, {4, 4, 2, 4}, {2, 2, 2, 4}})
         ids.push_back(lineOn(e[0] * kMm, e[1] * kMm, e[2] * kMm, e[3] * kMm));
-    const FILL::region r = FILL::chain_contour(kJob, kStep, "top", ids);
-    ASSERT_EQ(r.size(), 1u);
+    // And an island inside that loop, a third level down.
+    for (const auto& e : std::vector<std::array<double, 4>>{{2.5, 2.5, 3.5, 2.5}, {3.5, 2.5, 3.5, 3.5}, {3.5, 3.5, 2.5, 3.5}, {2.5, 3.5, 2.5, 2.5}})
+        ids.push_back(lineOn(e[0] * kMm, e[1] * kMm, e[2] * kMm, e[3] * kMm));
+    FILL::region r = FILL::chain_contour(kJob, kStep, "top", ids);
+    ASSERT_EQ(r.size(), 2u);
+    std::sort(r.begin(), r.end(), [](const auto& a, const auto& b) { return ringArea(a.outer) > ringArea(b.outer); });
+    EXPECT_NEAR(ringArea(r[1].outer), 1 * kMm * kMm, 1);
+    EXPECT_TRUE(r[1].holes.empty());
     ASSERT_EQ(r[0].holes.size(), 1u);
     const double halfDisc = 3.14159265358979 * 25 * kMm * kMm / 2;
     EXPECT_NEAR(ringArea(r[0].outer), 100 * kMm * kMm + halfDisc, halfDisc * 1e-4);
@@ -302,6 +322,7 @@ TEST(FillRefusals, AreThrownBeforeAnyWorkWithTheReason) {
          }, "neither a line nor an arc"},
         {"two-point contour", [] { FILL::solid_surface({{{{0, 0}, {1e6, 0}, {0, 0}}, {}}}); }, "open"},
         {"zero hatch pitch", [&] { FILL::hatch_lines(board, {1e5, 0, 0, false}); }, "pitch must be greater than zero"},
+        {"zero hatch width", [&] { FILL::hatch_lines(board, {0, 1e6, 0, false}); }, "the hatch width"},
         {"negative pad pitch", [&] { FILL::pad_grid(kJob, kStep, "top", board, {"r100", -1e6, 1e6, false, 0, false}); }, "pitch in x"},
         {"NaN pad pitch", [&] { FILL::pad_grid(kJob, kStep, "top", board, {"r100", 1e6, NAN, false, 0, false}); }, "pitch in y"},
         {"negative clearance", [&] { FILL::pad_grid(kJob, kStep, "top", board, {"r100", 1e6, 1e6, false, -1, false}); }, "clearance"},

@@ -194,6 +194,10 @@ TEST_F(Imaging, ScaleCompensationStretchesAlongItsAxis) {
     const Bits flat = exportOne(p);
     EXPECT_EQ(flat.w, 200);
     EXPECT_EQ(flat.h, 75);
+    // The round pad now crosses row 45 (0.9 mm from the top at 20 um a row), 10 columns wide.
+    lit = 0;
+    for (int c = 100; c < 140; ++c) lit += flat.at(c, 45);
+    EXPECT_EQ(lit, 10);
 }
 
 // The resize grows pads and surfaces by its value on each side and shrinks
@@ -301,6 +305,53 @@ TEST_F(Imaging, FolderThatCannotBeWrittenIsRefused) {
     } catch (const API::KernelText& e) {
         EXPECT_NE(e.find("cannot be written"), std::string::npos) << e;
     }
+}
+
+// Grown surfaces keep their own rings: a second surface, with a hole, after
+// a first one; a clearance drawn with the layer's first symbol shrinks.
+TEST_F(Imaging, ResizeKeepsEachSurfacesRingsAndShrinksEveryClearance) {
+    kt::freshJob(kJob, {"top"});
+    JOB::set_profile(kJob, "pcb", {{0, 0}, {1 * kMm, 0}, {1 * kMm, 1 * kMm}, {0, 1 * kMm}});
+    const int clear = kt::symbol(kJob, "top", "r100"), square = kt::symbol(kJob, "top", "s300");
+    kt::add(kJob, "top", API::GreateSurfaceString({{0.05 * kMm, 0.05 * kMm}, {0.35 * kMm, 0.05 * kMm}, {0.2 * kMm, 0.35 * kMm}},
+                                                  API::POL_POSITIVE, 0, true));
+    kt::add(kJob, "top", API::GreateSurfaceString({{0.5 * kMm, 0.5 * kMm}, {0.8 * kMm, 0.5 * kMm}, {0.8 * kMm, 0.8 * kMm},
+                                                   {0.5 * kMm, 0.8 * kMm}, {0.5 * kMm, 0.5 * kMm}, {0.6 * kMm, 0.6 * kMm},
+                                                   {0.7 * kMm, 0.6 * kMm}, {0.7 * kMm, 0.7 * kMm}, {0.6 * kMm, 0.7 * kMm},
+                                                   {0.6 * kMm, 0.6 * kMm}},
+                                                  API::POL_POSITIVE, 0, true));
+    kt::add(kJob, "top", API::GreatePadString(0.25 * kMm, 0.75 * kMm, square, API::POL_POSITIVE, 0, 0, 1));
+    kt::add(kJob, "top", API::GreatePadString(0.25 * kMm, 0.75 * kMm, clear, API::POL_NEGATIVE, 0, 0, 1));
+    struct Case {
+        double resize;
+        int pad, ring;  // lit pixels across the cleared pad (row 25) and the holed surface (row 35)
+    };
+    for (const Case& k : {Case{0, 20, 20}, Case{20000, 28, 28}}) {
+        IMAGING::export_param p = param();
+        p.resize = k.resize;
+        p.name_format = "g" + std::to_string(int(k.resize));
+        const Bits b = exportOne(p);
+        ASSERT_EQ(b.w, 100);
+        int pad = 0, ring = 0;
+        for (int c = 0; c < 45; ++c) pad += b.at(c, 25);
+        for (int c = 45; c < 100; ++c) ring += b.at(c, 35);
+        EXPECT_EQ(pad, k.pad) << k.resize;
+        EXPECT_EQ(ring, k.ring) << k.resize;
+        EXPECT_FALSE(b.at(65, 35)) << "the hole stays open, " << k.resize;
+        EXPECT_TRUE(b.at(20, 85)) << "the first surface, " << k.resize;
+    }
+}
+
+// Each layer's file takes its place in the list as {index}, from 1.
+TEST_F(Imaging, IndexPlaceholderCountsTheLayersFromOne) {
+    board(2, 1.5);
+    IMAGING::export_param p = param();
+    p.layers = {"top", "drill"};
+    p.name_format = "{index}";
+    const IMAGING::export_result r = IMAGING::export_layers(kJob, "pcb", p);
+    ASSERT_EQ(r.files.size(), 2u);
+    EXPECT_EQ(fs::path(r.files[0]).filename(), "1.tif");
+    EXPECT_EQ(fs::path(r.files[1]).filename(), "2.tif");
 }
 
 // What a machine reads before the pixels: 1 = exposed, the resolution, the

@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <functional>
+#include <tuple>
 
 #include "TOLVA_Checks.h"
 #include "TOLVA_Step.h"
@@ -171,8 +173,19 @@ TEST(Steps, TurnedAndMirroredInstancesLandWhereTheirPlacementSays) {
     makeBoard();
     // The pad at (17, 2) mm of an instance turned 90 degrees at (50, 0) mm lies
     // at (50 - 2, 17) mm; mirrored, (5, 7) mm at (100, 0) lies at (95, 7).
-    STEP::set_sr_table(kJob, "panel", {row("pcb", 50 * kMm, 0, 0, 0, 1, 1, 90), row("pcb", 100 * kMm, 0, 0, 0, 1, 1, 0, true)});
+    // Half a turn at (150, 20) mm puts it at (133, 18) mm; 30 degrees at
+    // (200, 0) mm at (200 + 17 cos 30 - 2 sin 30, 17 sin 30 + 2 cos 30).
+    STEP::set_sr_table(kJob, "panel", {row("pcb", 50 * kMm, 0, 0, 0, 1, 1, 90), row("pcb", 100 * kMm, 0, 0, 0, 1, 1, 0, true),
+                                       row("pcb", 150 * kMm, 20 * kMm, 0, 0, 1, 1, 180), row("pcb", 200 * kMm, 0, 0, 0, 1, 1, 30)});
     const auto hitAt = [](double x, double y) { return STEP::hit_feature(kJob, "panel", "top", x, y, 1000); };
+    const double c30 = std::sqrt(3.0) / 2;
+    for (const auto& [x, y, placement] : {std::tuple<double, double, int>{133 * kMm, 18 * kMm, 2},
+                                          std::tuple<double, double, int>{(200 + 17 * c30 - 1) * kMm, (8.5 + 2 * c30) * kMm, 3}}) {
+        const STEP::instance_hit h = hitAt(x, y);
+        ASSERT_TRUE(h.hit) << placement;
+        EXPECT_EQ(h.index, 2) << placement;
+        EXPECT_EQ(h.path.at(0).row, placement);
+    }
     const STEP::instance_hit turned = hitAt(48 * kMm, 17 * kMm);
     ASSERT_TRUE(turned.hit);
     EXPECT_EQ(turned.index, 2);
@@ -196,6 +209,16 @@ TEST(Steps, AFeatureInTheThirdInstanceReportsThatInstance) {
     EXPECT_EQ(h.path[0].iy, 0);
     EXPECT_EQ(h.child, "pcb");
     EXPECT_EQ(h.index, 0);
+    // The tolerance reaches every way: the line ends at (15, 3) mm, below
+    // and left of this point, its round end 0.32 mm away.
+    const STEP::instance_hit near = STEP::hit_feature(kJob, "panel", "top", 50 * kMm + 15.3 * kMm, 3.3 * kMm, 0.45 * kMm);
+    ASSERT_TRUE(near.hit);
+    EXPECT_EQ(near.index, 0);
+    EXPECT_EQ(near.path[0].ix, 2);
+    // The line starts at (1, 1) mm, below and right of this one.
+    const STEP::instance_hit start = STEP::hit_feature(kJob, "panel", "top", 50 * kMm + 0.7 * kMm, 1.3 * kMm, 0.45 * kMm);
+    ASSERT_TRUE(start.hit);
+    EXPECT_EQ(start.index, 0);
     bool found = false;
     const STEP::sr_instance in = STEP::instance_at(kJob, "panel", 60 * kMm, 5 * kMm, found);
     ASSERT_TRUE(found);
@@ -204,6 +227,36 @@ TEST(Steps, AFeatureInTheThirdInstanceReportsThatInstance) {
     EXPECT_EQ(in.box.xmax, 70 * kMm);
     STEP::instance_at(kJob, "panel", 72 * kMm, 5 * kMm, found);
     EXPECT_FALSE(found);  // in the gap
+}
+
+// Each surface of a layer keeps its own outline and hole when placed, the
+// second as well as the first.
+TEST(Steps, EverySurfaceOfALayerIsPlacedWithItsOwnRings) {
+    kt::freshJob(kJob, {"top"});
+    addTo("pcb", "top", API::GreateSurfaceString({{1 * kMm, 1 * kMm}, {3 * kMm, 1 * kMm}, {2 * kMm, 3 * kMm}}, 1, 0, true));
+    addTo("pcb", "top", API::GreateSurfaceString({{5 * kMm, 1 * kMm}, {9 * kMm, 1 * kMm}, {9 * kMm, 4 * kMm}, {5 * kMm, 4 * kMm},
+                                                  {5 * kMm, 1 * kMm}, {6 * kMm, 2 * kMm}, {7 * kMm, 2 * kMm},
+                                                  {7 * kMm, 3 * kMm}, {6 * kMm, 3 * kMm}, {6 * kMm, 2 * kMm}},
+                                                 1, 0, true));
+    JOB::create_step(kJob, "panel");
+    STEP::set_sr_table(kJob, "panel", {row("pcb", 30 * kMm, 10 * kMm, 0, 0, 1, 1)});
+    STEP::flatten_step(kJob, "panel", "flat", {});
+    ASSERT_EQ(JOB::feature_count(kJob, "flat", "top"), 2);
+    for (int i = 0; i < 2; ++i) {
+        API::featureInfo child, placed;
+        API::get_featureinfo_by_index(kJob, "pcb", "top", i, child);
+        API::get_featureinfo_by_index(kJob, "flat", "top", i, placed);
+        EXPECT_EQ(placed.xmin, child.xmin + 30 * kMm) << i;
+        EXPECT_EQ(placed.xmax, child.xmax + 30 * kMm) << i;
+        EXPECT_EQ(placed.ymin, child.ymin + 10 * kMm) << i;
+        EXPECT_EQ(placed.ymax, child.ymax + 10 * kMm) << i;
+    }
+    const auto panel = picture("panel", "top", 200, 100, 30 * kMm, 10 * kMm, 40 * kMm, 15 * kMm);
+    const auto flat = picture("flat", "top", 200, 100, 30 * kMm, 10 * kMm, 40 * kMm, 15 * kMm);
+    EXPECT_EQ(differing(panel, flat), 0);
+    // The hole of the second stays open: 6.5, 2.5 mm in the child.
+    EXPECT_EQ(painted(picture("flat", "top", 10, 10, 36.4 * kMm, 12.4 * kMm, 36.6 * kMm, 12.6 * kMm)), 0);
+    EXPECT_EQ(painted(picture("flat", "top", 10, 10, 38.4 * kMm, 12.4 * kMm, 38.6 * kMm, 12.6 * kMm)), 100);
 }
 
 TEST(Steps, NestedPanelsCountEveryInstance) {

@@ -140,6 +140,17 @@ TEST_F(ContourFill, RefusalsShowTheReasonAndWriteNothing) {
         ASSERT_FALSE(prompts.texts().isEmpty());
         EXPECT_TRUE(prompts.texts().last().contains(c.message)) << prompts.texts().last().toStdString();
     }
+    // Nothing selected: asked for the contour once, and nothing filled.
+    API::clear_selected_features(m_jobName, "pcb", "top");
+    const std::vector<std::string> before = records("top");
+    prompts.clear();
+    Widget_Fill* d = openDialog();
+    ASSERT_TRUE(d);
+    choose(d, Widget_Fill::Solid, Widget_Fill::SelectedChain);
+    accept(d);
+    EXPECT_EQ(records("top"), before);
+    ASSERT_EQ(prompts.texts().size(), 1);
+    EXPECT_TRUE(prompts.texts()[0].contains("Select a closed chain")) << prompts.texts()[0].toStdString();
 }
 
 TEST_F(ContourFill, SolidFillOfASelectedSurfaceKeepsItsHole) {

@@ -388,6 +388,10 @@ TEST_F(LineToolsTest, ABusEditIsShownOnTheBoardUntilMadeOrDroppedAndIsOneUndoSte
     send(kBusEdit, {{"Mode", 1}, {"Preview", true}});
     EXPECT_EQ(records("top"), before) << "a preview changes nothing";
     EXPECT_TRUE(previewShown());
+    {
+        const QColor beside = view->grab().toImage().pixelColor(pixel(5e6, 5.2e6));
+        EXPECT_FALSE(beside.red() > 100 && beside.green() > 70 && beside.blue() < 60) << "as wide as the trace";
+    }
     send(kBusEdit, {{"Cancel", true}});
     EXPECT_FALSE(previewShown());
 
@@ -395,6 +399,10 @@ TEST_F(LineToolsTest, ABusEditIsShownOnTheBoardUntilMadeOrDroppedAndIsOneUndoSte
     EXPECT_FALSE(previewShown()) << "a refused bus shows nothing";
     send(kBusEdit, {{"Mode", 0}, {"Pitch", 1e4}});
     EXPECT_EQ(records("top"), before);
+    for (const char* key : {"Pitch", "Lower", "Upper", "Clearance"}) {
+        send(kBusEdit, {{"Mode", 1}, {key, "wide"}});  // a length that is not a number
+        EXPECT_EQ(records("top"), before) << key;
+    }
 
     send(kBusEdit, {{"Mode", 1}});
     std::vector<double> runs;

@@ -9,6 +9,7 @@
 #include <QMenu>
 #include <QPushButton>
 #include <QTreeWidget>
+#include <cmath>
 #include <optional>
 
 #include "TOLVA_Notes.h"
@@ -217,6 +218,39 @@ TEST_F(MarksNotes, MarkToolPlacesAToolingHoleWhereClicked) {
     EXPECT_EQ(on("drl").size(), 1u);
 }
 
+// The tool shows the mark's outer size (pad and clearance) as a hollow,
+// dashed ring round the cursor: 1 mm pad and 1 mm clearance, 1.5 mm out.
+TEST_F(MarksNotes, MarkToolRingsTheCursorWithTheMarksOuterSize) {
+    view->zoom2fit(0, 0, 10 * kMm, 10 * kMm);
+    deliver(PluginNames::MenuBarEdit, PluginNames::GraphicView, TOLVA::GRAPHIC::MarkTool::kMarkCode);
+    view->grab();  // the first paint lays the view out
+    const QPoint at = px(5 * kMm, 5 * kMm);
+    mouse(QEvent::MouseMove, at, Qt::NoButton);
+    const QImage shot = view->grab().toImage();
+    const double r = 1.5 * kMm * view->scale();
+    ASSERT_GT(r, 20);
+    // Of 72 directions, those with a light pixel within a pixel of `radius`.
+    auto lightOnRing = [&](double radius) {
+        int hits = 0;
+        for (int k = 0; k < 72; ++k) {
+            const double a = k * M_PI / 36;
+            bool hit = false;
+            for (int d = -1; d <= 1; ++d) {
+                const QColor c = shot.pixelColor(at + QPoint(int(std::lround((radius + d) * std::cos(a))),
+                                                             int(std::lround((radius + d) * std::sin(a)))));
+                hit = hit || (c.red() > 100 && c.green() > 100 && c.blue() > 100);
+            }
+            hits += hit;
+        }
+        return hits;
+    };
+    EXPECT_GE(lightOnRing(r), 24);
+    EXPECT_LT(lightOnRing(r), 72) << "dashed";
+    EXPECT_LE(lightOnRing(0.8 * r), 4) << "hollow, and no smaller";  // the cursor's cross may cross it
+    EXPECT_LE(lightOnRing(0.4 * r), 4);
+    EXPECT_LE(lightOnRing(1.2 * r), 4) << "no larger";
+}
+
 // ---- notes -------------------------------------------------------------------
 
 TEST_F(MarksNotes, NotesToolPinsPointsAndBoxesAndWorksOnThePickedNote) {
@@ -263,6 +297,42 @@ TEST_F(MarksNotes, NotesToolPinsPointsAndBoxesAndWorksOnThePickedNote) {
     answer.reset();
     clickAt(px(1 * kMm, 9 * kMm));
     EXPECT_EQ(notes().size(), 2u);
+}
+
+// A drag shows its box as a dashed frame while the button is down.
+TEST_F(MarksNotes, NotesToolShowsTheDraggedBox) {
+    view->zoom2fit(0, 0, 10 * kMm, 10 * kMm);
+    deliver(PluginNames::MenuBarEdit, PluginNames::GraphicView, 20000263);
+    const QPoint from = px(2 * kMm, 7 * kMm), to = px(7 * kMm, 3 * kMm);
+    auto whiteAlongTop = [&] {
+        const QImage shot = view->grab().toImage();
+        int n = 0;
+        for (int x = from.x() + 2; x < to.x() - 1; ++x) n += shot.pixelColor(x, from.y()) == QColor(Qt::white);
+        return n;
+    };
+    mouse(QEvent::MouseButtonPress, from, Qt::LeftButton);
+    mouse(QEvent::MouseMove, to, Qt::LeftButton);
+    EXPECT_GT(whiteAlongTop(), (to.x() - from.x()) / 3);
+    mouse(QEvent::MouseButtonRelease, to, Qt::NoButton);
+}
+
+// A point note is zoomed to with board around it: 200 of the current
+// pixels across, so the zoom grows by the view's smaller side over 200.
+// Deleting another note keeps the picked one.
+TEST_F(MarksNotes, ZoomToAPointNoteShowsTheBoardAroundItAndDeletingAnotherKeepsThePick) {
+    view->zoom2fit(0, 0, 10 * kMm, 10 * kMm);
+    const int pin = NOTES::add_note(kJob, ScopedJob::kStep, "top", false, 3 * kMm, 4 * kMm, 0, 0, "pin", "", "");
+    const int other = NOTES::add_note(kJob, ScopedJob::kStep, "top", false, 8 * kMm, 8 * kMm, 0, 0, "x", "", "");
+    const double before = view->scale();
+    deliver(PluginNames::Notes, PluginNames::GraphicView, 20000264, {{"NoteId", pin}});
+    EXPECT_NEAR(view->center().x(), 3 * kMm, 1000);
+    EXPECT_NEAR(view->center().y(), 4 * kMm, 1000);
+    EXPECT_NEAR(view->scale() / before, std::min(view->width(), view->height()) / 200.0, 0.02);
+    ASSERT_EQ(view->selectedNote(), pin);
+    EXPECT_TRUE(view->deleteNote(other));
+    EXPECT_EQ(view->selectedNote(), pin);
+    EXPECT_TRUE(view->deleteNote(pin));
+    EXPECT_EQ(view->selectedNote(), 0);
 }
 
 TEST_F(MarksNotes, DoubleClickOnANoteOffersItsChoices) {

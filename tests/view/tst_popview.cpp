@@ -124,6 +124,11 @@ TEST_F(PopView, SeveralInsetsCloseOneByOneOrAllAtOnce) {
     ASSERT_NE(second, nullptr);
     ASSERT_NE(openByDrag({2e6, 6e6}, {4e6, 8e6}), nullptr);
     EXPECT_EQ(view->get_popviews().size(), 3);
+    // Each opens along the main view's top right, one cascade step further in.
+    for (int k = 0; k < 3; ++k) {
+        const Widget_PopView* pop = view->get_popviews()[k];
+        EXPECT_EQ(pop->pos(), view->mapToGlobal(QPoint(view->width() - pop->width() - 24 * (k + 1), 24 * (k + 1)))) << k;
+    }
     second->close();
     EXPECT_EQ(view->get_popviews().size(), 2);
     EXPECT_FALSE(view->get_popviews().contains(second));

@@ -81,6 +81,22 @@ bool white(QRgb c) { return c == qRgb(255, 255, 255); }
 
 // ---- the chain on screen -------------------------------------------------------
 
+// While a chain is being drawn the tool shows the cutter's band in the
+// chain's colour, half the cutter either side of the line.
+TEST_F(RoutDrawing, ToolShowsTheBandInTheChainsColourWhileDrawing) {
+    job.addLine("rout", 5 * kMm, 10 * kMm, 15 * kMm, 10 * kMm, "r100");
+    const QImage base = grab();
+    toView(kDrawCode, {{"size", 2 * kMm}, {"comp", 0}});
+    clickAt(pixel(10 * kMm, 10 * kMm));
+    const QImage img = grab();
+    const QPoint inside = pixel(7 * kMm, 10.5 * kMm), beyond = pixel(7 * kMm, 11.5 * kMm);
+    const QColor band(img.pixel(inside)), chain = rout::chainColour(1);
+    EXPECT_NE(img.pixel(inside), base.pixel(inside));
+    EXPECT_GT(band.red(), band.green()) << "chain 1 is red";
+    EXPECT_GT(chain.red(), chain.green());
+    EXPECT_EQ(img.pixel(beyond), base.pixel(beyond));
+}
+
 // A point a quarter along the line lies away from the arrow (at its middle),
 // the plunge disc and the number: only the band can touch it.
 TEST_F(RoutDrawing, BandFollowsTheWidthMode) {
@@ -204,6 +220,15 @@ TEST_F(RoutDrawing, ArrowsPointTheWayTheCutterTravelsAndReverseTurnsThem) {
         return sum;
     };
     EXPECT_LT(armSide(), 0);
+    // The arms reach back from the tip: three pixels off the line, about five behind it.
+    {
+        const QImage img = grab();
+        int reach = 0;
+        for (int dx = 1; dx <= 10; ++dx)
+            if (white(img.pixel(tip - dx, cy - 3)) || white(img.pixel(tip - dx, cy + 3))) reach = dx;
+        EXPECT_GE(reach, 4);
+        EXPECT_LE(reach, 7);
+    }
 
     toView(kDrawCode);
     clickAt(pixel(10 * kMm, 10 * kMm));  // takes the chain up
@@ -250,7 +275,8 @@ TEST_F(RoutDrawing, ClosedChainTakesItsStartFromAClickAndIsOneUndoStep) {
     job.addLine("rout", lo, lo, lo, hi, "r200");  // 3: left side, upwards
     MessageRecorder messages;
     toView(kDrawCode, {{"comp", 2}});
-    for (const QPoint& p : {pixel(mid, lo), pixel(hi, mid), pixel(mid, hi), pixel(lo, mid)}) clickAt(p);
+    // The right side first: the top meets its start and turns it round.
+    for (const QPoint& p : {pixel(hi, mid), pixel(mid, hi), pixel(lo, mid), pixel(mid, lo)}) clickAt(p);
     auto* tool = qobject_cast<RoutTool*>(view->currentTool());
     ASSERT_TRUE(tool);
     ASSERT_TRUE(tool->isClosed());
@@ -348,6 +374,18 @@ TEST_F(RoutDrawing, OrderGoesToTheMenuAndOptimisingShortensTheAirTravel) {
     EXPECT_EQ(view->routChains()[0].front().start.x(), 8 * kMm);
     toView(kNewOrderCode, {{"Order", "x"}});
     EXPECT_EQ(answersOf().size(), 1u) << "a bad order is not answered";
+}
+
+// Eight chains side by side are told apart by eight colours; the ninth takes the first again.
+TEST(RoutColours, EightDistinctColoursThenRoundAgain) {
+    std::vector<QRgb> seen;
+    for (int chain = 1; chain <= 8; ++chain) {
+        const QColor c = rout::chainColour(chain);
+        ASSERT_TRUE(c.isValid()) << chain;
+        EXPECT_EQ(std::count(seen.begin(), seen.end(), c.rgb()), 0) << chain;
+        seen.push_back(c.rgb());
+    }
+    EXPECT_EQ(rout::chainColour(9), rout::chainColour(1));
 }
 
 // Random chains: the order found never travels further than the given one

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <tuple>
 
+#include "TOLVA_Edit.h"
 #include "TOLVA_Step.h"
 #include "ViewTool/SRSelectTool.h"
 #include "ViewTool/StepRepeatTool.h"
@@ -109,6 +110,7 @@ TEST_F(StepRepeatView, AClickPlacesOneInstanceWhereClickedSnappedAndReportsThePo
         EXPECT_DOUBLE_EQ(rows[0].y, expected.y());
         EXPECT_EQ(rows[0].nx * rows[0].ny, 1);
         EXPECT_DOUBLE_EQ(rows[0].angle, 90);
+        EXPECT_FALSE(rows[0].mirror) << "not mirrored unless asked";
         const auto toMenu = rec.withCode(20001681);
         ASSERT_EQ(toMenu.size(), 1u);
         EXPECT_EQ(toMenu[0].receiver, PluginNames::MenuBarStep);
@@ -238,6 +240,26 @@ TEST_F(StepRepeatView, EscapeDropsADragAndTheSelectedInstancesAreDrawnHighlighte
     mouse(QEvent::MouseButtonRelease, pixel(5 * kMm, 8 * kMm));
     EXPECT_EQ(placements(instances()), before);
 
+    // A move drag shows where the instance goes as a dashed, unfilled outline:
+    // 3 mm right and 6.5 mm up, x 4 .. 6 mm, y 7.5 .. 8.5 mm.
+    const QImage still = view->grab().toImage();
+    mouse(QEvent::MouseButtonPress, centreOf(0, 0));
+    mouse(QEvent::MouseMove, pixel(5 * kMm, 8 * kMm));
+    ASSERT_TRUE(tool->dragging());
+    QImage moving = view->grab().toImage();
+    int onEdge = 0;
+    for (int x = pixel(4.2 * kMm, 0).x(); x < pixel(5.8 * kMm, 0).x(); ++x)
+        for (int dy = -1; dy <= 1; ++dy) onEdge += moving.pixelColor(x, pixel(0, 7.5 * kMm).y() + dy) == QColor(255, 255, 0);
+    EXPECT_GT(onEdge, 3);
+    EXPECT_EQ(moving.pixelColor(pixel(4.7 * kMm, 8.1 * kMm)), still.pixelColor(pixel(4.7 * kMm, 8.1 * kMm)));
+    // Another mode asked for meanwhile drops the drag: the release changes nothing.
+    send(20000256);
+    ASSERT_EQ(view->currentTool(), tool);
+    EXPECT_EQ(tool->mode(), SRSelectTool::CopyMode);
+    EXPECT_FALSE(tool->dragging());
+    mouse(QEvent::MouseButtonRelease, pixel(5 * kMm, 8 * kMm));
+    EXPECT_EQ(placements(instances()), before);
+
     const QImage picture = view->grab().toImage();
     const QColor selected = picture.pixelColor(centreOf(0, 0));
     const QColor other = picture.pixelColor(centreOf(1, 0));
@@ -271,6 +293,61 @@ TEST_F(StepRepeatView, APanelIsFittedAtAWholePixelScaleAndAPlainStepIsNot) {
         EXPECT_EQ(static_cast<long long>(kMm) % std::llround(nm), 0) << nm;
         EXPECT_GT(nm, plainNmPerPixel);
         EXPECT_LE(nm, 1.25 * plainNmPerPixel);
+    }
+}
+
+// The highlight follows the child's outline when an edit changes it.
+TEST_F(StepRepeatView, TheSelectedOutlineFollowsAnEditOfTheChildsProfile) {
+    setGrid();
+    send(20001420);
+    click(centreOf(1, 0));
+    ASSERT_EQ(view->selectedInstanceOutlines().size(), 1);
+    EXPECT_DOUBLE_EQ(view->selectedInstanceOutlines()[0].boundingRect().width(), 2 * kMm);
+    TOLVA::EDIT::set_profile_rect(m_jobName, kChild, 0, 0, 2.5 * kMm, kMm, 0);
+    ASSERT_EQ(view->selectedInstanceOutlines().size(), 1);
+    EXPECT_DOUBLE_EQ(view->selectedInstanceOutlines()[0].boundingRect().width(), 2.5 * kMm);
+}
+
+// A typed move or copy needs both offsets as numbers; one alone is refused
+// and changes nothing rather than opening the tool.
+TEST_F(StepRepeatView, ATypedOffsetWithOneNumberOnlyIsRefused) {
+    setGrid();
+    send(20001420);
+    click(centreOf(1, 0));
+    const auto before = placements(instances());
+    for (const QVariantMap& data : {QVariantMap{{"dx", kMm}}, QVariantMap{{"dy", kMm}}, QVariantMap{{"dx", kMm}, {"dy", "up"}}}) {
+        MessageRecorder rec;
+        send(20000254, data);
+        const auto refused = rec.withCode(20003212);
+        ASSERT_FALSE(refused.empty()) << data.firstKey().toStdString();
+        EXPECT_TRUE(refused[0].data["Message"].toString().contains("\"dx\" and \"dy\""));
+        EXPECT_EQ(placements(instances()), before);
+    }
+}
+
+// The same placement: within 2 nm on each axis and the same turn modulo a
+// full one; beyond either, another.
+TEST(StepRepeatPlacement, SameWithinTwoNanometresAndTheSameTurn) {
+    struct Case {
+        double dx, dy, angle, otherAngle;
+        bool mirror, same;
+    } cases[] = {
+        {2, 0, 0, 0, false, true},     {0, -2, 0, 0, false, true},    {2.5, 0, 0, 0, false, false},
+        {0, 0, 0, 360, false, true},   {0, 0, 1e-6, 0, false, false}, {0, 0, 1e-7, 0, false, true},
+        {0, 0, 270, -90, false, true}, {0, 0, 0, 0, true, false},
+    };
+    for (const Case& c : cases) {
+        STEP::sr_instance a;
+        a.child = kChild;
+        a.x = 1e6;
+        a.y = 2e6;
+        a.angle = c.angle;
+        STEP::sr_instance b = a;
+        b.x += c.dx;
+        b.y += c.dy;
+        b.angle = c.otherAngle;
+        b.mirror = c.mirror;
+        EXPECT_EQ(TOLVA::GRAPHIC::samePlacement(a, b), c.same) << c.dx << " " << c.dy << " " << c.angle << " " << c.mirror;
     }
 }
 

@@ -141,10 +141,31 @@ TEST_F(Tvdi, OverlayShowsTheFrameAndHolesOnlyInTvdiMode) {
     const QPoint holeEdge = pixel(3e6, 3e6) + QPoint(0, -std::max(6, int(2.5e5 * view->scale())));
     EXPECT_EQ(image.pixelColor(frameTop), cyan);
     EXPECT_EQ(image.pixelColor(holeEdge), yellow);
+    // An area hole sits in a square 18 pixels across, beyond its own small ring.
+    pickFromMenu(pixel(7e6, 2e6), "Set Area Hole");
+    ASSERT_EQ(view->tvdiAreaHoles().size(), 1u);
+    const QPoint area = pixel(view->tvdiAreaHoles()[0].x, view->tvdiAreaHoles()[0].y);
+    image = shot();
+    const QColor pink(255, 128, 255);
+    for (const QPoint& edge : {QPoint(3, 9), QPoint(3, -9), QPoint(9, 3), QPoint(-9, -3)})
+        EXPECT_EQ(image.pixelColor(area + edge), pink) << edge.x() << "," << edge.y();
+    EXPECT_NE(image.pixelColor(area + QPoint(3, 12)), pink);
     send(20004402);
     image = shot();
     EXPECT_NE(image.pixelColor(frameTop), cyan);
     EXPECT_NE(image.pixelColor(holeEdge), yellow);
+}
+
+// A frame that cannot be worked out (a layer that is not there) is not
+// drawn: only the holes are marked.
+TEST_F(Tvdi, NoFrameIsDrawnWhenItCannotBeWorkedOut) {
+    send(20004402, {{ViewWidget::kHoleLayerKey, "drill"}, {ViewWidget::kExportLayersKey, QStringList{"gone"}}});
+    ASSERT_TRUE(view->tvdiMode());
+    const QImage image = shot();
+    const QPoint origin = pixel(0, 0);
+    for (int dy = -2; dy <= 2; ++dy)
+        for (int dx = -2; dx <= 2; ++dx)
+            EXPECT_NE(image.pixelColor(origin + QPoint(dx, dy)), QColor(0, 255, 255)) << dx << "," << dy;
 }
 
 // The dialog opens on request, prefilled from the settings file; Export
