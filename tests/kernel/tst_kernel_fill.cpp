@@ -3,6 +3,8 @@
 // edge, contours traced from lines and arcs, and the refusals.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include <array>
 #include <chrono>
 #include <cmath>
@@ -156,6 +158,14 @@ TEST(FillPads, PadsCutByTheBoundaryAreClippedInsideTheShrunkRegionOrDropped) {
             for (const Seg& e : edges(area)) ASSERT_GE(pointSegment(v, e), clearance) << v.x << ", " << v.y;
         }
     }
+    // A pad whose centre is inside but which comes closer than the clearance
+    // to the edge (the 0.5 mm column, away from the corners) is cut, not
+    // left out: its piece lies in that column.
+    const bool leftColumnPiece = std::any_of(clipped.clipped.begin(), clipped.clipped.end(), [](const auto& piece) {
+        return std::all_of(piece.begin(), piece.end(),
+                           [](const lPoint& v) { return v.x < 1 * kMm && v.y > 1 * kMm && v.y < 4 * kMm; });
+    });
+    EXPECT_TRUE(leftColumnPiece);
     // Whole pads: nodes 1.5 to 4.5 mm on both axes (the 0.5 mm column and
     // row come within 0.1 mm of the edge, the 5.5 mm ones sit on it) but the
     // four at 2.5 and 3.5 mm that reach the hole.
