@@ -196,18 +196,23 @@ void strokeOutline(QPainter& painter, const QPainterPath& path, int width, Qt::P
     painter.drawPath(simple ? stroke : stroke.simplified());
 }
 
-// The pen of the mode: one pixel for centre lines, else the given width.
+// The pen of the mode: one pixel for centre lines, else the given width
+// (with square ends when it is too thin for a round end to show).
 void setModePen(QPainter& painter, int mode, int width, Qt::PenCapStyle cap) {
     QPen pen = painter.pen();
     pen.setWidth(mode == rout::WidthCentre ? 1 : width);
-    pen.setCapStyle(cap);
+    pen.setCapStyle(mode != rout::WidthCentre && width <= rout::kSquareBandPixels ? Qt::SquareCap : cap);
     painter.setPen(pen);
 }
+
+// An outline is drawn around a band wider than a thin one; a thin band's
+// outline would cover it, and it is drawn as it is.
+bool outlined(int mode, int width) { return mode == rout::WidthOutline && width > rout::kSquareBandPixels; }
 }  // namespace
 
 void ViewWidget::drawline(QPainter& painter, int width, QLineF& line, Qt::PenCapStyle cap) {
     const int mode = get_width_mode();
-    if (mode == rout::WidthOutline && width > 1) {
+    if (outlined(mode, width)) {
         QPainterPath path(line.p1());
         path.lineTo(line.p2());
         return strokeOutline(painter, path, width, cap, true);
@@ -220,7 +225,7 @@ void ViewWidget::drawarc(QPainter& painter, bool clockwise, const QPointF& start
                          const QPointF& centre, int width, QRectF& rect, double& startAngle, double& spanAngle) {
     arcGeometry(clockwise, start, end, centre, rect, startAngle, spanAngle);
     const int mode = get_width_mode();
-    if (mode == rout::WidthOutline && width > 1) {
+    if (outlined(mode, width)) {
         QPainterPath path;
         path.arcMoveTo(rect, startAngle);
         path.arcTo(rect, startAngle, spanAngle);
@@ -243,8 +248,9 @@ void fillBandRuns(QPainter& painter, const rout::Chain& path, double scale, ToPi
         if (run.isEmpty()) return;
         QPen pen = painter.pen();
         pen.setWidth(runWidth);
-        pen.setCapStyle(Qt::RoundCap);
-        pen.setJoinStyle(Qt::RoundJoin);
+        const bool thin = runWidth <= rout::kSquareBandPixels;
+        pen.setCapStyle(thin ? Qt::SquareCap : Qt::RoundCap);
+        pen.setJoinStyle(thin ? Qt::MiterJoin : Qt::RoundJoin);
         painter.strokePath(run, pen);
         run = QPainterPath();
     };
@@ -307,7 +313,7 @@ void ViewWidget::Draw_rout_info(QPainter* painter, const QStringList& routLayers
     const RoutState::PictureKey key{state.generation, m_scale,      m_cx,      m_cy, m_angle, get_width_mode(),
                                     size(),           routLayers, painter->font()};
     if (state.picture.isNull() || !(state.pictureKey == key)) {
-        state.picture = QImage(size(), QImage::Format_ARGB32_Premultiplied);
+        if (state.picture.size() != size()) state.picture = QImage(size(), QImage::Format_ARGB32_Premultiplied);
         state.picture.fill(Qt::transparent);
         QPainter picture(&state.picture);
         picture.setFont(painter->font());

@@ -28,6 +28,10 @@ QColor chainColour(int chain);
 const QImage& labelImage(std::map<int, QImage>& cache, int number, const QColor& colour, const QFont& font);
 // The band is see-through so that the board under the cutter stays visible.
 constexpr int kBandAlpha = 150;
+// Bands this many pixels wide or less are stroked with square ends and
+// corners: a round end of a pixel and a half is not seen, and rounding it
+// is most of what a thin band costs to draw.
+constexpr int kSquareBandPixels = 3;
 
 constexpr double kArrowSpacing = 80;   // pixels between arrows along a piece
 constexpr double kShortestArrowed = 16;  // pieces shorter on screen get no arrow

@@ -400,16 +400,22 @@ TEST_F(Rendering, LinesAndArcsByWidthModeFollowTheSharedMode) {
         for (int y = 0; y < img.height(); ++y) n += QColor(img.pixel(x, y)) == QColor(Qt::white);
         return n;
     };
-    for (int mode : {0, 1}) {
-        TOLVA::UIAPI::setWidth(&host, mode);
+    // Across the line's middle: filled, all of the width; centre lines, one
+    // pixel; outlined, its two edges, unless the band is too thin for an
+    // outline to leave anything inside (then it is drawn filled).
+    struct Case {
+        int mode, width, across;
+    };
+    for (const Case& c : {Case{0, 9, 9}, Case{1, 9, 1}, Case{2, 9, 2}, Case{2, 3, 3}}) {
+        TOLVA::UIAPI::setWidth(&host, c.mode);
         QImage img(100, 100, QImage::Format_RGB32);
         img.fill(Qt::black);
         QPainter painter(&img);
         painter.setPen(QPen(Qt::white));
         QLineF line(10, 50, 90, 50);
-        view->Drawline_by_mode(painter, 9, line, Qt::FlatCap);
+        view->Drawline_by_mode(painter, c.width, line, Qt::FlatCap);
         painter.end();
-        EXPECT_EQ(thickness(img, 50), mode == 1 ? 1 : 9) << mode;
+        EXPECT_EQ(thickness(img, 50), c.across) << c.mode << " " << c.width;
     }
     TOLVA::UIAPI::setWidth(&host, 0);
     QImage img(100, 100, QImage::Format_RGB32);
