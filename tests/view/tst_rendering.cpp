@@ -434,6 +434,10 @@ TEST_F(Rendering, LinesAndArcsByWidthModeFollowTheSharedMode) {
     EXPECT_DOUBLE_EQ(span, -90);
     EXPECT_EQ(QColor(img.pixel(71, 28)), QColor(Qt::white));  // on the quarter between the ends
     EXPECT_EQ(QColor(img.pixel(28, 71)), QColor(Qt::black));  // the opposite quarter stays clear
+    // The arc stops at its ends: on the circle 8 degrees past either end
+    // (beyond the pen's round cap) nothing is drawn.
+    EXPECT_EQ(QColor(img.pixel(46, 20)), QColor(Qt::black));  // 98 degrees
+    EXPECT_EQ(QColor(img.pixel(80, 54)), QColor(Qt::black));  // -8 degrees
 }
 
 // Where draw() says its time went adds up to most of the time it took on a

@@ -174,6 +174,19 @@ TEST_F(RoutDrawing, AFilledBandIsEvenAcrossAJoint) {
     EXPECT_EQ(img.pixel(joint), img.pixel(along));
 }
 
+// The chains are the shown step's: another step of the same job shows its
+// own (here none), not the ones read for the step shown before.
+TEST_F(RoutDrawing, AnotherStepOfTheJobShowsItsOwnChains) {
+    TOLVA::JOB::create_step(kJob, "other");
+    drawLineChain();
+    const QPoint mid = pixel(7.5 * kMm, 10 * kMm);
+    EXPECT_NE(grab().pixel(mid), grabWithoutRout().pixel(mid));
+    testsupport::openJobInView(view, kJob, "other", {"top", "rout"});
+    view->zoom2fit(0, 0, 20 * kMm, 20 * kMm);
+    const QPoint there = pixel(7.5 * kMm, 10 * kMm);
+    EXPECT_EQ(grab().pixel(there), grabWithoutRout().pixel(there));
+}
+
 // The pass's picture is kept between frames: a pan, a zoom or a hidden rout
 // layer must show, the first frame after it, what the view now shows.
 TEST_F(RoutDrawing, TheBandFollowsThePanAndTheZoomAndGoesWithItsLayer) {
@@ -220,14 +233,17 @@ TEST_F(RoutDrawing, ArrowsPointTheWayTheCutterTravelsAndReverseTurnsThem) {
         return sum;
     };
     EXPECT_LT(armSide(), 0);
-    // The arms reach back from the tip: three pixels off the line, about five behind it.
+    // Both arms reach back from the tip: three pixels off the line on either
+    // side, about five behind it.
     {
         const QImage img = grab();
-        int reach = 0;
-        for (int dx = 1; dx <= 10; ++dx)
-            if (white(img.pixel(tip - dx, cy - 3)) || white(img.pixel(tip - dx, cy + 3))) reach = dx;
-        EXPECT_GE(reach, 4);
-        EXPECT_LE(reach, 7);
+        for (int side : {-3, 3}) {
+            int reach = 0;
+            for (int dx = 1; dx <= 10; ++dx)
+                if (white(img.pixel(tip - dx, cy + side))) reach = dx;
+            EXPECT_GE(reach, 4) << side;
+            EXPECT_LE(reach, 7) << side;
+        }
     }
 
     toView(kDrawCode);
